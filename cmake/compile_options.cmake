@@ -1,0 +1,24 @@
+# Options that every target of the project shares.
+add_library(project_options INTERFACE)
+target_compile_options(project_options INTERFACE
+    -Wall -Wextra -Wconversion -Wshadow -Werror
+    # Angles and focus positions are rounded alike on every processor, whether or not it can fuse a
+    # multiplication with an addition.
+    -ffp-contract=off)
+target_compile_definitions(project_options INTERFACE
+    _TIME_BITS=64 _FILE_OFFSET_BITS=64 _GLIBCXX_ASSERTIONS)
+
+if(FIELDRELAYBOX_SANITIZE)
+    # g++ 12 sees uninitialised values in std::regex when it is instrumented.
+    target_compile_options(project_options INTERFACE
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+    target_compile_options(project_options INTERFACE
+        -fsanitize=${FIELDRELAYBOX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(project_options INTERFACE -fsanitize=${FIELDRELAYBOX_SANITIZE})
+elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+    target_compile_definitions(project_options INTERFACE _FORTIFY_SOURCE=2)
+    # Where it was built does not show in a release.
+    target_compile_options(project_options INTERFACE -fstack-protector-strong -fPIE
+        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
+    target_link_options(project_options INTERFACE -pie -Wl,-z,relro,-z,now)
+endif()

@@ -1,0 +1,16 @@
+# Cross-building on Debian for another Debian architecture, whose libraries apt installs next to the
+# host's (dpkg --add-architecture). The caller sets debian_triplet, and CMAKE_SYSTEM_PROCESSOR.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_C_COMPILER ${debian_triplet}-gcc)
+set(CMAKE_CXX_COMPILER ${debian_triplet}-g++)
+set(CMAKE_STRIP ${debian_triplet}-strip)
+set(CMAKE_LIBRARY_ARCHITECTURE ${debian_triplet})
+
+# Libraries come from the target's directories only: a host library must not be found by mistake.
+set(CMAKE_FIND_ROOT_PATH /usr/${debian_triplet})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY BOTH)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE BOTH)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
+set(CMAKE_IGNORE_PREFIX_PATH /usr/local)
+set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/${debian_triplet}/pkgconfig:/usr/share/pkgconfig)

@@ -1,0 +1,53 @@
+// The daemon's clocks. All time-outs are differences of two millisecond_clock readings.
+#pragma once
+
+#include <cstdint>
+
+namespace fieldrelaybox {
+
+// Real-time clock in milliseconds, rounded to the nearest, as a wrapping 32-bit value. Its values
+// are often above 2^31: never use 0 for "never" in a difference; start stamps from now or keep a
+// flag.
+std::uint32_t millisecond_clock();
+
+// Milliseconds from then to now, negative when then is later. Right for distances below 24 days.
+constexpr std::int32_t elapsed_ms(std::uint32_t now, std::uint32_t then) {
+    return static_cast<std::int32_t>(now - then);
+}
+
+// Whole seconds of the real-time clock.
+std::int64_t seconds_clock();
+
+struct LocalDateTime {
+    int day;    // 1..31
+    int month;  // 1..12
+    int year;   // full year
+    int hour;   // 0..23
+    int minute; // 0..59
+    int second; // 0..60
+};
+
+// The current local date and time; year 0 when it cannot be told.
+LocalDateTime local_date_time();
+
+// Sleeps; interrupted sleeps are taken up again.
+void sleep_us(std::int64_t microseconds);
+
+// Waits on the monotonic clock without giving up the processor. For pauses of a few microseconds
+// on the media path, where a sleep costs four times the pause in timer slack and wake-up.
+void spin_us(std::int64_t microseconds);
+
+// A clock that only goes forward and does not count time in suspend, for steady schedules.
+std::int64_t monotonic_us();
+
+// Sleeps until monotonic_us reads due; returns at once when that is past.
+void sleep_until_us(std::int64_t due);
+
+// The time after previous that is a whole number of periods later and lies in the future: a steady
+// schedule that leaves out what it missed.
+constexpr std::int64_t next_due(std::int64_t previous, std::int64_t period, std::int64_t now) {
+    const std::int64_t missed = now > previous ? (now - previous) / period : 0;
+    return previous + (missed + 1) * period;
+}
+
+} // namespace fieldrelaybox

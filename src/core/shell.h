@@ -1,0 +1,27 @@
+// Commands run through /bin/sh. Only fixed texts with numbers and checked names may come here.
+// Unit tests link a recorder in place of shell.cpp.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string_view>
+
+namespace fieldrelaybox {
+
+// Runs command and waits for it. Returns its exit status, or -1 when it could not be started or was
+// ended by a signal.
+int run_shell_command(const char* command);
+
+// The same, but a command that takes longer than time_limit_ms is killed together with its children
+// and returns -1, after another second at most when it does not die. For callers that must not
+// stand still behind a hanging tool.
+int run_shell_command(const char* command, int time_limit_ms);
+
+// Runs command and hands its standard output line by line to on_line, each with its line feed;
+// lines longer than line_limit characters come in pieces of that size. A command that takes longer
+// than time_limit_ms is killed together with its children. Returns false when the command could not
+// be started or took too long; lines that came before are handed out all the same.
+bool query_shell_command(const char* command, std::size_t line_limit, int time_limit_ms,
+                         const std::function<void(std::string_view)>& on_line);
+
+} // namespace fieldrelaybox

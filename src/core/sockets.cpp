@@ -1,0 +1,91 @@
+#include "core/sockets.h"
+
+#include "core/log.h"
+#include "core/text.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+namespace fieldrelaybox {
+
+namespace {
+
+// The forced form exceeds the system-wide limit where the daemon has the right to.
+void set_buffer(int socket, int forced_option, int option, int bytes) {
+    if (setsockopt(socket, SOL_SOCKET, forced_option, &bytes, sizeof bytes) != 0)
+        setsockopt(socket, SOL_SOCKET, option, &bytes, sizeof bytes);
+}
+
+timeval time_of(int milliseconds) {
+    return {.tv_sec = milliseconds / 1000,
+            .tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000};
+}
+
+} // namespace
+
+sockaddr_in ipv4_address(std::uint32_t address, std::uint16_t port) {
+    sockaddr_in result{};
+    result.sin_family = AF_INET;
+    result.sin_port = htons(port);
+    result.sin_addr.s_addr = htonl(address);
+    return result;
+}
+
+Endpoint endpoint_of(const sockaddr_in& address) {
+    Endpoint result{};
+    inet_ntop(AF_INET, &address.sin_addr, result.address_text.data(),
+              static_cast<socklen_t>(result.address_text.size()));
+    result.port = ntohs(address.sin_port);
+    result.address = address;
+    return result;
+}
+
+bool parse_ipv4(std::string_view text, in_addr& address) {
+    std::array<char, INET_ADDRSTRLEN> copy{};
+    if (text.size() >= copy.size())
+        return false;
+    copy_text(copy.data(), copy.size(), text);
+    return inet_pton(AF_INET, copy.data(), &address) == 1;
+}
+
+int open_udp_socket() {
+    const int result = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
+    if (result < 0)
+        log_line("cannot open a socket: %s", std::strerror(errno));
+    return result;
+}
+
+void set_socket_buffers(int socket, int receive_bytes, int send_bytes) {
+    set_buffer(socket, SO_RCVBUFFORCE, SO_RCVBUF, receive_bytes);
+    set_buffer(socket, SO_SNDBUFFORCE, SO_SNDBUF, send_bytes);
+}
+
+void set_socket_timeouts(int socket, int milliseconds) {
+    const timeval limit = time_of(milliseconds);
+    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    set_send_timeout(socket, milliseconds);
+}
+
+void set_send_timeout(int socket, int milliseconds) {
+    const timeval limit = time_of(milliseconds);
+    setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+}
+
+std::span<std::uint8_t> receive_from(int socket, std::span<std::uint8_t> buffer,
+                                     sockaddr_in& sender) {
+    socklen_t sender_size = sizeof sender;
+    const ssize_t length = recvfrom(socket, buffer.data(), buffer.size(), 0,
+                                    reinterpret_cast<sockaddr*>(&sender), &sender_size);
+    return buffer.first(length > 0 ? static_cast<std::size_t>(length) : 0);
+}
+
+bool bind_socket(int socket, std::uint32_t address, std::uint16_t port) {
+    const sockaddr_in local = ipv4_address(address, port);
+    return bind(socket, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
+}
+
+} // namespace fieldrelaybox

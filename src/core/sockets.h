@@ -1,0 +1,51 @@
+// UDP sockets and IPv4 endpoints. All sockets are close-on-exec, so that a child process left
+// running never holds one of the daemon's ports.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <netinet/in.h>
+#include <span>
+#include <string_view>
+
+namespace fieldrelaybox {
+
+// An IPv4 sender or receiver, as text and number, converted once.
+struct Endpoint {
+    std::array<char, 20> address_text; // dotted, NUL-terminated
+    std::uint16_t port;                // host order
+    sockaddr_in address;
+};
+
+constexpr std::uint32_t loopback_address = INADDR_LOOPBACK; // host order
+
+// address: host order.
+sockaddr_in ipv4_address(std::uint32_t address, std::uint16_t port);
+
+Endpoint endpoint_of(const sockaddr_in& address);
+
+// Parses a dotted IPv4 address ("192.0.2.1") into network order; false for anything else.
+bool parse_ipv4(std::string_view text, in_addr& address);
+
+// A blocking UDP socket, or -1 (logged).
+int open_udp_socket();
+
+// Asks the kernel for buffers of these sizes; it rounds and limits them.
+void set_socket_buffers(int socket, int receive_bytes, int send_bytes);
+
+// Receive and send calls give up after this time.
+void set_socket_timeouts(int socket, int milliseconds);
+
+// Send calls give up after this time.
+void set_send_timeout(int socket, int milliseconds);
+
+// Receives one datagram into buffer. Empty when none came in time, on failure, or when it was
+// empty.
+std::span<std::uint8_t> receive_from(int socket, std::span<std::uint8_t> buffer,
+                                     sockaddr_in& sender);
+
+// Binds to address (host order) and port; false when that fails. Several binds of a program that
+// was just restarted succeed at once: UDP ports have no waiting time.
+bool bind_socket(int socket, std::uint32_t address, std::uint16_t port);
+
+} // namespace fieldrelaybox

@@ -1,0 +1,45 @@
+// Starting threads. Nothing waits for a thread and none is ever stopped.
+#pragma once
+
+#include "core/clock.h"
+#include "core/log.h"
+
+#include <exception>
+#include <pthread.h>
+#include <thread>
+#include <utility>
+
+namespace fieldrelaybox {
+
+// Runs body in a detached thread called name (at most 15 characters). No exception leaves the
+// thread: one that reaches its end is logged and ends the thread. Returns false, logged, when the
+// system cannot start a thread now.
+template<class Body> bool start_thread(const char* name, Body body) {
+    try {
+        std::thread([name, body = std::move(body)]() mutable {
+            pthread_setname_np(pthread_self(), name);
+            try {
+                body();
+            } catch (const std::exception& error) {
+                log_line("thread %s ended: %s", name, error.what());
+            }
+        }).detach();
+    } catch (const std::exception& error) {
+        log_line("cannot start thread %s: %s", name, error.what());
+        return false;
+    }
+    return true;
+}
+
+// One step of a service's loop: an exception, such as one for want of memory, costs this step and
+// not the service.
+template<class Step> void run_guarded(const char* name, Step&& step) {
+    try {
+        step();
+    } catch (const std::exception& error) {
+        log_line("%s: %s", name, error.what());
+        sleep_us(100'000);
+    }
+}
+
+} // namespace fieldrelaybox
