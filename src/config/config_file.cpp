@@ -1,0 +1,181 @@
+#include "config/config_file.h"
+
+#include "config/channel_functions.h"
+#include "config/config_record.h"
+#include "config/settings.h"
+#include "core/clock.h"
+#include "core/log.h"
+#include "core/shell.h"
+#include "core/text.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <ini.h>
+#include <memory>
+#include <mutex>
+#include <unistd.h>
+
+namespace fieldrelaybox {
+
+namespace {
+
+// The most that the reader takes in one piece; the rest of a longer line would be a line of its
+// own.
+constexpr std::size_t longest_line = 199;
+
+std::mutex save_mutex; // one change-and-save at a time
+std::atomic<bool> saving_stopped{false};
+
+struct Reading {
+    std::FILE* file;
+    ConfigRecord* record;
+    int line_number;        // of the piece handed to the parser last
+    int reported_line;      // logged last
+    bool at_line_start;     // the next piece starts a line
+    bool expects_key;       // the last piece should have reached the key handler as a known key
+    std::string last_piece; // for the log
+};
+
+// Once a line, and without its value, which may be a mistyped password.
+void report_unused_line(Reading& reading) {
+    if (!reading.expects_key || reading.line_number == reading.reported_line)
+        return;
+    reading.reported_line = reading.line_number;
+    const std::size_t length = std::strcspn(reading.last_piece.c_str(), "=:\r\n");
+    log_line("configuration file line %d ignored: %.*s", reading.line_number,
+             static_cast<int>(length), reading.last_piece.c_str());
+}
+
+// Blank lines, comments and section names need no key.
+bool is_key_line(std::string_view piece, bool first_line) {
+    if (first_line && piece.starts_with("\xEF\xBB\xBF"))
+        piece.remove_prefix(3);
+    const std::size_t start = piece.find_first_not_of(" \t\r\n\v\f");
+    if (start == std::string_view::npos)
+        return false;
+    const char first = piece[start];
+    const bool section = first == '[' && piece.find(']') != std::string_view::npos;
+    return first != ';' && first != '#' && !section;
+}
+
+// Hands the parser its next piece, as fgets does, and checks what became of the piece before.
+char* next_piece(char* piece, int capacity, void* stream) {
+    auto& reading = *static_cast<Reading*>(stream);
+    report_unused_line(reading);
+    reading.expects_key = false;
+    if (std::fgets(piece, capacity, reading.file) == nullptr)
+        return nullptr;
+    if (reading.at_line_start)
+        ++reading.line_number;
+    reading.at_line_start = std::strchr(piece, '\n') != nullptr;
+    reading.last_piece = piece;
+    reading.expects_key = is_key_line(piece, reading.line_number == 1);
+    return piece;
+}
+
+int take_key(void* user, const char* section, const char* key, const char* value) {
+    auto& reading = *static_cast<Reading*>(user);
+    const Setting* setting = section[0] == '\0' ? find_setting(key) : nullptr;
+    if (setting == nullptr)
+        return 0;
+    read_setting(*setting, value, *reading.record);
+    if (setting->key == "rc_input_map")
+        parse_channel_map(text_of(reading.record->rc_input_map));
+    reading.expects_key = false;
+    return 1;
+}
+
+bool write_whole(int file, const std::string& text) {
+    const ssize_t written = write(file, text.data(), text.size());
+    if (written == static_cast<ssize_t>(text.size()))
+        return fsync(file) == 0;
+    if (written >= 0)
+        errno = ENOSPC;
+    return false;
+}
+
+void warn_of_long_lines(const ConfigRecord& record) {
+    for (const Setting& setting : settings()) {
+        if (format_setting(setting, record).size() > longest_line)
+            log_line("setting %.*s is too long to be read back whole from the configuration file",
+                     static_cast<int>(setting.key.size()), setting.key.data());
+    }
+}
+
+// save_mutex is held.
+void save_live_record() {
+    run_shell_command("mount -o rw,remount /boot", boot_command_time_limit_ms);
+    ConfigRecord record{};
+    copy_config_record(record);
+    warn_of_long_lines(record);
+    const std::string text = format_config_file(record);
+    const int file = open(config_file_path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (file < 0) {
+        log_line("cannot open %s: %s", config_file_path, std::strerror(errno));
+        return;
+    }
+    if (!write_whole(file, text))
+        log_line("cannot write %s: %s", config_file_path, std::strerror(errno));
+    close(file);
+    run_shell_command("umount /boot", boot_command_time_limit_ms);
+    run_shell_command("mount /boot", boot_command_time_limit_ms);
+    run_shell_command(R"(cat /boot/fieldrelaybox.conf | sed 's/\r$//' > /run/fieldrelaybox.conf)",
+                      boot_command_time_limit_ms);
+}
+
+} // namespace
+
+bool load_config_file(const char* path, ConfigRecord& record) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "re"), std::fclose);
+    if (file == nullptr) {
+        log_line("cannot open %s: %s; every setting keeps its default", path, std::strerror(errno));
+        return false;
+    }
+    Reading reading{file.get(), &record, 0, 0, true, false, {}};
+    ini_parse_stream(next_piece, &reading, take_key, &reading);
+    return true;
+}
+
+std::string format_config_file(const ConfigRecord& record) {
+    std::string text;
+    for (const Setting& setting : settings()) {
+        text += setting.comment;
+        text += format_setting(setting, record);
+        text += "\r\n\r\n";
+    }
+    return text;
+}
+
+void save_config_file() {
+    run_between_saves(save_live_record);
+}
+
+void change_settings(const std::function<void()>& change, const std::function<void()>& after_save) {
+    run_between_saves([&] {
+        change();
+        save_live_record();
+        after_save();
+    });
+}
+
+void run_between_saves(const std::function<void()>& body) {
+    const std::lock_guard lock(save_mutex);
+    if (!saving_stopped)
+        body();
+}
+
+void stop_saving(int time_limit_ms) {
+    constexpr int pause_ms = 10;
+    saving_stopped = true; // those that wait for the lock give it up at once
+    for (int waited = 0; waited < time_limit_ms; waited += pause_ms) {
+        if (save_mutex.try_lock())
+            return; // and never unlocked
+        sleep_us(std::int64_t{pause_ms} * 1000);
+    }
+    log_line("a save is still under way after %d ms", time_limit_ms);
+}
+
+} // namespace fieldrelaybox

@@ -1,0 +1,86 @@
+#include "config/config_record.h"
+
+#include "config/config_file.h"
+#include "core/status_block.h"
+#include "core/text.h"
+
+#include <array>
+#include <cstring>
+#include <mutex>
+
+namespace fieldrelaybox {
+
+namespace {
+
+ConfigRecord live_record{};
+std::mutex text_mutex; // guards its text fields
+std::mutex camera_disabled_mutex;
+
+static_assert(sizeof(ConfigRecord) % sizeof(std::uint32_t) == 0);
+static_assert(alignof(ConfigRecord) >= alignof(std::uint32_t));
+
+} // namespace
+
+ConfigRecord& config_record() {
+    return live_record;
+}
+
+bool init_config_record() {
+    live_record = ConfigRecord{};
+    if (open_config_mirror() == nullptr)
+        return false;
+    set_defaults_before_loading(live_record);
+    if (load_config_file("fieldrelaybox.conf", live_record))
+        set_defaults_after_loading(live_record);
+    return true;
+}
+
+void set_defaults_before_loading(ConfigRecord& record) {
+    record.always_one = 1;
+    copy_text(record.rc_input_mode, "pwm");
+    copy_text(record.rc2_input_mode, "sbus");
+}
+
+void set_defaults_after_loading(ConfigRecord& record) {
+    const auto default_number = [](std::int32_t& field, std::int32_t value) {
+        if (field == 0)
+            field = value;
+    };
+    default_number(record.video_width, 1280);
+    default_number(record.video_height, 720);
+    default_number(record.video_bitrate, 1000000);
+    if (record.server_host[0] == '\0')
+        copy_text(record.server_host, FIELDRELAYBOX_DEFAULT_SERVER_HOST);
+    default_number(record.server_port, 4242);
+    // Not parsed into the channel-function table: without a map the table stays as it was.
+    if (record.rc_input_map[0] == '\0')
+        copy_text(record.rc_input_map, std::string(FIELDRELAYBOX_RC_CHANNELS - 1, ','));
+}
+
+void set_camera_disabled(bool disabled) {
+    const std::lock_guard lock(camera_disabled_mutex);
+    store<std::uint8_t>(live_record.camera_disabled, disabled ? 1 : 0);
+    store<std::uint8_t>(status_block().camera_disabled, disabled ? 1 : 0);
+}
+
+void store_text(char* field, std::size_t capacity, std::string_view text) {
+    const std::lock_guard lock(text_mutex);
+    copy_text(field, capacity, text);
+}
+
+std::string load_text(const char* field, std::size_t capacity) {
+    const std::lock_guard lock(text_mutex);
+    return std::string(text_of(field, capacity));
+}
+
+void copy_config_record(ConfigRecord& copy) {
+    std::array<std::uint32_t, sizeof(ConfigRecord) / sizeof(std::uint32_t)> words{};
+    const std::lock_guard lock(text_mutex);
+    const auto* source = reinterpret_cast<const std::uint32_t*>(&live_record);
+    // Word by word, because other threads store single bytes and words at the same time.
+    for (std::size_t i = 0; i < words.size(); ++i)
+        words[i] = load(source[i]);
+    std::memcpy(&copy, words.data(), sizeof copy);
+}
+
+} // namespace fieldrelaybox
