@@ -1,0 +1,131 @@
+// Pan, tilt and roll: who has the gimbal, the sticks or an app, and how fast it goes.
+#include "camera/control_handlers.h"
+#include "core/clock.h"
+
+#include <cmath>
+#include <cstdlib>
+
+namespace fieldrelaybox {
+
+namespace {
+
+constexpr double dead_band = 0.03;
+constexpr std::int32_t full_scale = 1000;
+constexpr std::int32_t position_quiet_ms = 2000;
+
+// -1000..1000
+std::int32_t axis_speed(const ControlInputs& inputs, std::int32_t value, std::int32_t percent) {
+    double part = deflection(value);
+    if (inputs.exponential)
+        part = 0.3 * part + 0.7 * part * part * part;
+    const double speed = part * percent * (full_scale / 100.0);
+    return static_cast<std::int32_t>(
+        std::lround(std::clamp<double>(speed, -full_scale, full_scale)));
+}
+
+// Of several channels for one axis the one that wants most.
+void ask_for(std::int32_t& axis, std::int32_t speed) {
+    if (std::abs(speed) > std::abs(axis))
+        axis = speed;
+}
+
+constexpr GimbalPair at_rest{};
+
+void take_gimbal(ControlStep& step, GimbalPair wanted) {
+    if (step.inputs.app_moves)
+        command(step, ControlAction::end_app_move);
+    // The same speed again would not end the hold that an app's angle began.
+    if (step.inputs.gimbal_hold && step.inputs.last_gimbal_pair == wanted)
+        command(step, ControlAction::gimbal_speed);
+    command(step, ControlAction::gimbal_speed, wanted.pan, wanted.tilt);
+    command(step, ControlAction::gimbal_move, wanted.pan, wanted.tilt);
+    step.state.moves_gimbal = true;
+    step.state.last_move_ms = step.inputs.now;
+}
+
+// An app sent the gimbal to a position after the sticks' last move, less than 2 s ago: a stop would
+// end its travel. A deflection after the command has taken over, and its end stops at once. An
+// older command may have met a camera that was away.
+bool travels_to_position(const ControlStep& step) {
+    const ControlInputs& inputs = step.inputs;
+    const std::int32_t since = elapsed_ms(inputs.now, inputs.last_position_command_ms);
+    return inputs.position_commanded && since >= 0 && since < position_quiet_ms &&
+           elapsed_ms(inputs.last_position_command_ms, step.state.last_move_ms) >= 0;
+}
+
+// The sticks are back at the centre, or not there any more.
+void release_gimbal(ControlStep& step) {
+    if (!step.inputs.app_moves && !travels_to_position(step))
+        command(step, ControlAction::gimbal_speed);
+    step.state.moves_gimbal = false;
+}
+
+void carry_on_app_move(ControlStep& step) {
+    const GimbalPair pair = step.inputs.last_gimbal_pair;
+    if (!step.inputs.app_registered) {
+        command(step, ControlAction::gimbal_speed);
+        command(step, ControlAction::end_app_move);
+    } else if (pair != at_rest) {
+        command(step, ControlAction::gimbal_move, pair.pan, pair.tilt);
+    }
+}
+
+// While the camera is away nothing can be told to it: a stop that is due waits until it is back. An
+// app's move ends with the apps all the same, or it would go on under the next app.
+void wait_for_camera(ControlStep& step) {
+    if (!step.inputs.app_moves || step.inputs.app_registered)
+        return;
+    command(step, ControlAction::end_app_move);
+    step.state.moves_gimbal = true;
+    step.state.last_move_ms = step.inputs.now;
+}
+
+} // namespace
+
+double deflection(std::int32_t value) {
+    const double part = std::clamp((value - 1500) / 500.0, -1.0, 1.0);
+    const double beyond = std::max(std::abs(part) - dead_band, 0.0) / (1 - dead_band);
+    return std::copysign(beyond, part);
+}
+
+void handle_pan(ControlStep& step, ChannelState& /*channel*/, std::int32_t value) {
+    ask_for(step.pan, axis_speed(step.inputs, value, step.inputs.percents.pan));
+}
+
+void handle_tilt(ControlStep& step, ChannelState& /*channel*/, std::int32_t value) {
+    ask_for(step.tilt, axis_speed(step.inputs, value, step.inputs.percents.tilt));
+}
+
+void handle_roll(ControlStep& step, ChannelState& /*channel*/, std::int32_t value) {
+    // Outside the dead band there is always a step, be the speed 0: apps set the roll speed anew
+    // after every start, since no settings file holds it.
+    const std::int32_t speed = axis_speed(step.inputs, value, step.inputs.percents.roll);
+    ask_for(step.roll, speed == 0 ? sign_of(deflection(value)) : speed);
+}
+
+void finish_gimbal(ControlStep& step) {
+    if (!step.inputs.camera_connected) {
+        wait_for_camera(step);
+        return;
+    }
+    const GimbalPair wanted = step.menu ? at_rest : GimbalPair{step.pan, step.tilt};
+    if (wanted != at_rest) {
+        take_gimbal(step, wanted);
+        return;
+    }
+    if (step.state.moves_gimbal)
+        release_gimbal(step);
+    if (step.inputs.app_moves)
+        carry_on_app_move(step);
+}
+
+void finish_roll(ControlStep& step) {
+    constexpr std::int32_t largest_step = 10;
+    if (step.menu || step.roll == 0 || !is_due(step.state.rolls, step.inputs.now, repeat_ms))
+        return;
+    const auto size = static_cast<std::int32_t>(
+        std::lround(std::abs(step.roll) * largest_step / static_cast<double>(full_scale)));
+    command(step, ControlAction::roll, step.roll > 0 ? std::max(size, 1) : -std::max(size, 1));
+}
+
+} // namespace fieldrelaybox

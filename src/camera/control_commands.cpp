@@ -1,0 +1,74 @@
+// What the control loop decided, carried out with the command builders.
+#include "camera/control_jobs.h"
+#include "camera/control_loop.h"
+#include "camera/exposure.h"
+#include "camera/exposure_values.h"
+#include "camera/focus.h"
+#include "camera/gimbal.h"
+#include "camera/gimbal_settings.h"
+#include "camera/shooting.h"
+#include "camera/zoom.h"
+#include "core/shared_access.h"
+#include "core/status_block.h"
+
+namespace fieldrelaybox {
+
+namespace {
+
+using Performer = void (*)(std::int32_t a, std::int32_t b);
+
+constexpr std::array<const char*, 4> exposure_modes{"auto", "shutter", "aperture", "manual"};
+
+template<class Table> const auto& row(const Table& table, std::int32_t index) {
+    return table[static_cast<std::size_t>(index)];
+}
+
+// A knob for manual focus means manual focus: the camera would not follow it in autofocus.
+void focus_manually(std::int32_t tenths) {
+    if (camera_state().focus_range == 0)
+        return;
+    set_focus_type(FocusType::manual);
+    set_manual_focus(tenths / 10.0);
+}
+
+// In the order of ControlAction.
+constexpr std::array<Performer, control_action_count> performers{
+    [](std::int32_t pan, std::int32_t tilt) { gimbal_speed(pan, tilt); },
+    [](std::int32_t pan, std::int32_t tilt) { gimbal_move(pan, tilt); },
+    [](std::int32_t, std::int32_t) { camera_builder_state().app_gimbal_idle = 1; },
+    [](std::int32_t step, std::int32_t) { roll_horizont(static_cast<std::int8_t>(step)); },
+    [](std::int32_t, std::int32_t) { start_gimbal_job(GimbalJob::recentre); },
+    [](std::int32_t lock, std::int32_t) {
+        start_gimbal_job(lock != 0 ? GimbalJob::lock_orientation : GimbalJob::unlock_orientation);
+    },
+    [](std::int32_t start, std::int32_t) { record(start != 0); },
+    [](std::int32_t, std::int32_t) { shot(); },
+    [](std::int32_t setting, std::int32_t) {
+        start_setting_flip(static_cast<FlippedSetting>(setting));
+    },
+    [](std::int32_t active, std::int32_t) {
+        store(status_block().rc_menu_active, static_cast<std::uint8_t>(active));
+    },
+    [](std::int32_t index, std::int32_t) { set_image_mode(row(exposure_modes, index)); },
+    [](std::int32_t index, std::int32_t) { set_ev(row(ev_values, index)); },
+    [](std::int32_t index, std::int32_t) { set_iso(row(iso_steps, index).iso); },
+    [](std::int32_t index, std::int32_t) { set_shutter(row(shutter_texts, index).data()); },
+    [](std::int32_t index, std::int32_t) { set_aperture(row(aperture_steps, index)); },
+    [](std::int32_t direction, std::int32_t) { zoom_drive(direction); },
+    [](std::int32_t level, std::int32_t) { set_zoom(level); },
+    [](std::int32_t change, std::int32_t) { set_zoom_relative(change); },
+    [](std::int32_t step, std::int32_t) { camera_builder_state().zoom_step = step; },
+    [](std::int32_t tenths, std::int32_t) { focus_manually(tenths); },
+    [](std::int32_t x, std::int32_t y) {
+        set_focus_point(static_cast<float>(x) / 1000, static_cast<float>(y) / 1000);
+    },
+};
+
+} // namespace
+
+void perform_control_commands(const std::vector<ControlCommand>& commands) {
+    for (const ControlCommand& command : commands)
+        performers[static_cast<std::size_t>(command.action)](command.a, command.b);
+}
+
+} // namespace fieldrelaybox

@@ -1,0 +1,136 @@
+// Zoom and focus from sticks and knobs.
+#include "camera/control_handlers.h"
+
+#include <cmath>
+#include <cstdlib>
+
+namespace fieldrelaybox {
+
+namespace {
+
+constexpr std::int32_t percent = travel / 100; // of a channel's travel
+constexpr std::int32_t focus_interval_ms = 50;
+constexpr std::int32_t focus_point_interval_ms = 200;
+
+// The nearest level, where the one before is kept until the next is clearly nearer.
+std::int32_t zoom_level_of(std::int32_t value, std::int32_t before) {
+    const std::int32_t way = travelled(value);
+    const bool near_before = std::abs(way - before * percent) <= percent * 3 / 4;
+    return before != unknown_position && near_before ? before : (way + percent / 2) / percent;
+}
+
+void follow_focus_axis(ChannelState& channel, std::int32_t value,
+                       std::optional<std::int32_t>& wanted, std::int32_t& sent) {
+    wanted = travelled(value);
+    if (channel.position == unknown_position)
+        sent = *wanted;
+    channel.position = *wanted;
+}
+
+// By 1 %, or onto an end stop, which would be out of reach otherwise.
+bool has_moved(std::optional<std::int32_t> wanted, std::int32_t sent) {
+    if (!wanted)
+        return false;
+    const bool at_end = *wanted == 0 || *wanted == travel;
+    return std::abs(*wanted - sent) >= (at_end ? 1 : percent);
+}
+
+} // namespace
+
+// While the menu has the sticks, those of zoom and focus point count as at rest.
+void handle_zoom(ControlStep& step, ChannelState& /*channel*/, std::int32_t value) {
+    const std::int32_t direction = step.menu ? 0 : sign_of(deflection(value));
+    if (direction != 0 || !step.zoom_direction)
+        step.zoom_direction = direction;
+}
+
+void handle_digital_zoom(ControlStep& step, ChannelState& channel, std::int32_t value) {
+    const std::int32_t before = channel.position;
+    channel.position = zoom_level_of(value, before);
+    if (before != unknown_position && before != channel.position)
+        command(step, ControlAction::zoom_level, channel.position);
+}
+
+void handle_digital_zoom2(ControlStep& step, ChannelState& channel, std::int32_t value) {
+    constexpr int largest_step = 5;
+    step.has_zoom_step = true;
+    const double part = step.menu ? 0 : deflection(value);
+    const auto zoom_step = static_cast<std::int32_t>(std::lround(part * largest_step));
+    // Stored off by 5, since -1 stands for unknown.
+    const std::int32_t before = channel.position;
+    channel.position = zoom_step + largest_step;
+    if (before != unknown_position && before != channel.position)
+        step.zoom_step = zoom_step;
+}
+
+// A position that cannot be told yet, for want of the focus range, is told when it is there.
+void handle_focus(ControlStep& step, ChannelState& channel, std::int32_t value) {
+    channel.position = travelled(value);
+    if (channel.sent == unknown_position)
+        channel.sent = channel.position;
+    if (!step.inputs.focus_range_known || !has_moved(channel.position, channel.sent) ||
+        !is_due(channel.sends, step.inputs.now, focus_interval_ms))
+        return;
+    channel.sent = channel.position;
+    command(step, ControlAction::manual_focus, channel.position);
+}
+
+void handle_focus_pan(ControlStep& step, ChannelState& channel, std::int32_t value) {
+    if (!step.menu)
+        follow_focus_axis(channel, value, step.focus_x, step.state.focus_x);
+}
+
+void handle_focus_tilt(ControlStep& step, ChannelState& channel, std::int32_t value) {
+    if (!step.menu)
+        follow_focus_axis(channel, value, step.focus_y, step.state.focus_y);
+}
+
+// Without a direction, because the RC or the camera is gone, a zoom that the stick drives is
+// stopped as soon as the camera can hear it.
+void finish_zoom_drive(ControlStep& step) {
+    ControlState& state = step.state;
+    if (!step.zoom_direction)
+        state.zoom_direction.reset();
+    if (state.drives_zoom && !state.zoom_direction && step.inputs.camera_connected) {
+        command(step, ControlAction::zoom_drive, 0);
+        state.drives_zoom = false;
+    }
+    if (step.zoom_direction && state.zoom_direction &&
+        *step.zoom_direction != *state.zoom_direction) {
+        command(step, ControlAction::zoom_drive, *step.zoom_direction);
+        state.drives_zoom = *step.zoom_direction != 0;
+    }
+    state.zoom_direction = step.zoom_direction;
+}
+
+// The register belongs to who wrote it last: the channel, which clears what it wrote when it goes,
+// or an app.
+void finish_zoom_step(ControlStep& step) {
+    ControlState& state = step.state;
+    std::int32_t zoom_step = step.inputs.zoom_step;
+    if (!step.has_zoom_step && state.zoom_step != 0) {
+        if (zoom_step == state.zoom_step)
+            step.zoom_step = 0;
+        state.zoom_step = 0;
+    }
+    if (step.zoom_step) {
+        zoom_step = state.zoom_step = *step.zoom_step;
+        command(step, ControlAction::zoom_step, zoom_step);
+    }
+    if (zoom_step != 0 && step.inputs.camera_connected &&
+        is_due(state.zoom_moves, step.inputs.now, repeat_ms))
+        command(step, ControlAction::zoom_relative, zoom_step);
+}
+
+void finish_focus_point(ControlStep& step) {
+    ControlState& state = step.state;
+    if (!has_moved(step.focus_x, state.focus_x) && !has_moved(step.focus_y, state.focus_y))
+        return;
+    if (!is_due(state.focus_points, step.inputs.now, focus_point_interval_ms))
+        return;
+    state.focus_x = step.focus_x.value_or(step.inputs.focus_x);
+    state.focus_y = step.focus_y.value_or(step.inputs.focus_y);
+    command(step, ControlAction::focus_point, state.focus_x, state.focus_y);
+}
+
+} // namespace fieldrelaybox
