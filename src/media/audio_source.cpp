@@ -1,0 +1,30 @@
+#include "media/media_sources.h"
+
+#include "core/log.h"
+#include "media/media_receiver.h"
+#include "media/relay.h"
+
+namespace fieldrelaybox {
+
+namespace {
+
+constexpr std::size_t audio_datagram_capacity = 30'000;
+constexpr std::size_t transcoded_datagram_capacity = 10'000;
+constexpr std::int64_t transcode_pause_us = 5'000;
+constexpr int default_buffers = 0;
+
+} // namespace
+
+void init_audio_source() {
+    log_line("Init audio source");
+    start_media_receiver({"audio", audio_source_port, audio_datagram_capacity, default_buffers,
+                          pause_after_empty_us, relay_audio});
+}
+
+void init_transcode() {
+    log_line("Init transcode");
+    start_media_receiver({"transcode", transcoded_video_port, transcoded_datagram_capacity,
+                          default_buffers, transcode_pause_us, relay_transcoded_video});
+}
+
+} // namespace fieldrelaybox

@@ -1,0 +1,41 @@
+#include "media/media_receiver.h"
+
+#include "core/clock.h"
+#include "core/log.h"
+#include "core/sockets.h"
+#include "core/threads.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <vector>
+
+namespace fieldrelaybox {
+
+namespace {
+
+void receive_step(const MediaReceiver& receiver, int socket, std::vector<std::uint8_t>& buffer) {
+    const ssize_t length = recv(socket, buffer.data(), buffer.size(), 0);
+    if (length <= 0)
+        sleep_us(receiver.pause_us);
+    else
+        receiver.handle(Bytes(buffer).first(static_cast<std::size_t>(length)));
+}
+
+} // namespace
+
+void start_media_receiver(const MediaReceiver& receiver) {
+    const int socket = open_udp_socket();
+    if (receiver.buffer_bytes > 0)
+        set_socket_buffers(socket, receiver.buffer_bytes, receiver.buffer_bytes);
+    if (!bind_socket(socket, loopback_address, receiver.port))
+        log_line("cannot receive %s on port %d: %s", receiver.name, receiver.port,
+                 std::strerror(errno));
+    start_thread(receiver.name, [receiver, socket] {
+        std::vector<std::uint8_t> buffer(receiver.capacity);
+        while (true)
+            run_guarded(receiver.name, [&] { receive_step(receiver, socket, buffer); });
+    });
+}
+
+} // namespace fieldrelaybox

@@ -1,0 +1,26 @@
+// One thread that receives the datagrams of a loopback port and hands each to the relay.
+#pragma once
+
+#include "core/bytes.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace fieldrelaybox {
+
+inline constexpr std::int64_t pause_after_empty_us = 500'000;
+
+struct MediaReceiver {
+    const char* name;      // of the thread, and for the log
+    std::uint16_t port;    // on 127.0.0.1
+    std::size_t capacity;  // of one datagram; longer ones are cut
+    int buffer_bytes;      // of the socket, 0 = the system's default
+    std::int64_t pause_us; // after a failed or empty receive
+    void (*handle)(Bytes datagram);
+};
+
+// Binds the port and starts the thread. Failures are logged; the thread then keeps trying to
+// receive.
+void start_media_receiver(const MediaReceiver& receiver);
+
+} // namespace fieldrelaybox

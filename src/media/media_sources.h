@@ -1,0 +1,30 @@
+// The threads that receive media datagrams and hand them to the relay, and the camera data source.
+#pragma once
+
+#include "core/bytes.h"
+
+#include <cstdint>
+
+namespace fieldrelaybox {
+
+inline constexpr std::uint16_t video_source_port = 5000;
+inline constexpr std::uint16_t audio_source_port = 4001;
+inline constexpr std::uint16_t transcoded_video_port = 3001;
+
+// Each is called once by start-up; a port that cannot be bound is logged and the daemon goes on.
+void init_transcode();
+void init_audio_source();
+void init_video_source();
+
+// The camera data link: opens the camera socket and starts the telemetry receiver, the command
+// polling and the camera control loop.
+void init_data_source();
+
+// One video datagram as it arrived: notes that video is there and relays it.
+void handle_video_datagram(Bytes datagram, std::uint32_t now);
+
+// Notices that video stopped, publishes the video state and posts it; called on every supervisor
+// pass.
+void video_watchdog(std::uint32_t now);
+
+} // namespace fieldrelaybox

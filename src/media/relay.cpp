@@ -1,0 +1,128 @@
+#include "media/relay.h"
+
+#include "config/config_record.h"
+#include "control/app_clients.h"
+#include "control/messages.h"
+#include "core/clock.h"
+#include "core/log.h"
+#include "core/sockets.h"
+#include "media/udp_clients.h"
+
+#include <array>
+#include <sys/socket.h>
+
+namespace fieldrelaybox {
+
+namespace {
+
+constexpr std::int64_t pause_between_clients_us = 5;
+
+// Room for what waits for absent clients, so that the present ones lose nothing.
+constexpr int udp_clients_buffer_bytes = 10'000'000;
+
+// A socket towards one fixed loopback port.
+struct Output {
+    std::uint16_t port;
+    int socket = -1;
+    sockaddr_in address{};
+};
+
+struct EncoderOutput {
+    std::uint8_t ConfigRecord::*enabled;
+    Output output;
+};
+
+Output transcoder_output{3000};
+Output player_output{6000};
+Output spare_output{30000}; // opened for a further local consumer; nothing is sent to it
+
+// In the order of sending: RTMP, MPEG-TS, TCP MPEG-TS, RTSP.
+std::array<EncoderOutput, 4> video_outputs{{{&ConfigRecord::rtmp_enabled, {3002}},
+                                            {&ConfigRecord::mpegts_enabled, {3003}},
+                                            {&ConfigRecord::tcp_enabled, {3004}},
+                                            {&ConfigRecord::rtsp_enabled, {3005}}}};
+
+// RTSP has no audio.
+std::array<EncoderOutput, 3> audio_outputs{{{&ConfigRecord::rtmp_enabled, {4002}},
+                                            {&ConfigRecord::mpegts_enabled, {4003}},
+                                            {&ConfigRecord::tcp_enabled, {4004}}}};
+
+int udp_video_socket = -1;
+int udp_audio_socket = -1;
+
+void open_output(Output& output) {
+    output.socket = open_udp_socket();
+    output.address = ipv4_address(loopback_address, output.port);
+}
+
+// Never waits: datagrams for hosts that are not there fill the socket's buffer for seconds, and
+// everyone else would wait with them.
+void send_datagram(int socket, Bytes datagram, const sockaddr_in& address) {
+    sendto(socket, datagram.data(), datagram.size(), MSG_DONTWAIT,
+           reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
+
+void send_to(const Output& output, Bytes datagram) {
+    send_datagram(output.socket, datagram, output.address);
+}
+
+void send_to_udp_clients(Bytes datagram, int socket, sockaddr_in UdpClients::Entry::*address) {
+    if (load(config_record().udp_enabled) == 0)
+        return;
+    const UdpClients& clients = udp_clients();
+    for (std::size_t i = 0; i < clients.count; ++i) {
+        send_datagram(socket, datagram, clients.entries[i].*address);
+        spin_us(pause_between_clients_us);
+    }
+}
+
+void send_to_encoders(Bytes datagram, std::span<const EncoderOutput> encoders) {
+    const ConfigRecord& record = config_record();
+    for (const EncoderOutput& encoder : encoders) {
+        if (load(record.*encoder.enabled) != 0)
+            send_to(encoder.output, datagram);
+    }
+}
+
+} // namespace
+
+void init_video_bridge() {
+    log_line("Init video bridge");
+    clear_app_clients();
+    parse_udp_clients(load_text(config_record().udp_clients));
+    for (Output* output : {&transcoder_output, &player_output, &spare_output})
+        open_output(*output);
+    for (EncoderOutput& encoder : video_outputs)
+        open_output(encoder.output);
+    for (EncoderOutput& encoder : audio_outputs)
+        open_output(encoder.output);
+    for (int* socket : {&udp_video_socket, &udp_audio_socket}) {
+        *socket = open_udp_socket();
+        set_socket_buffers(*socket, udp_clients_buffer_bytes, udp_clients_buffer_bytes);
+    }
+}
+
+void relay_video(Bytes datagram) {
+    if (load(config_record().video_transcode_enabled) != 0)
+        send_to(transcoder_output, datagram);
+    else
+        relay_transcoded_video(datagram);
+}
+
+void relay_transcoded_video(Bytes datagram) {
+    post_message(datagram, MessageKind::video);
+    send_to_udp_clients(datagram, udp_video_socket, &UdpClients::Entry::video);
+    send_to_encoders(datagram, video_outputs);
+}
+
+void relay_audio(Bytes datagram) {
+    post_message(datagram, MessageKind::audio);
+    send_to_udp_clients(datagram, udp_audio_socket, &UdpClients::Entry::audio);
+    send_to_encoders(datagram, audio_outputs);
+}
+
+void send_to_local_player(Bytes datagram) {
+    send_to(player_output, datagram);
+}
+
+} // namespace fieldrelaybox

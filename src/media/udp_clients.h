@@ -1,0 +1,32 @@
+// The raw-UDP clients of the setting udp_clients.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <netinet/in.h>
+#include <string_view>
+
+namespace fieldrelaybox {
+
+inline constexpr std::size_t udp_client_capacity = 10;
+
+struct UdpClients {
+    struct Entry {
+        sockaddr_in video; // the client's port
+        sockaddr_in audio; // the port above it
+    };
+    std::array<Entry, udp_client_capacity> entries;
+    std::size_t count;
+    std::uint32_t version;
+};
+
+// Replaces the list by the "address:port" items of a comma-separated text. An item is a dotted IPv4
+// address and a port 1..65534; anything else is skipped with a log line. The first 10 count.
+void parse_udp_clients(std::string_view list);
+
+// The list, as a copy of the calling thread's own that is renewed only when the list changed. Valid
+// until the thread's next call.
+const UdpClients& udp_clients();
+
+} // namespace fieldrelaybox
