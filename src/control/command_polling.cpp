@@ -1,0 +1,86 @@
+#include "control/command_polling.h"
+
+#include "camera/camera_commands.h"
+#include "config/config_record.h"
+#include "control/app_commands.h"
+#include "control/messages.h"
+#include "core/clock.h"
+#include "core/status_block.h"
+#include "core/threads.h"
+
+#include <array>
+#include <cstring>
+
+namespace fieldrelaybox {
+
+namespace {
+
+constexpr std::int64_t polling_interval_us = 10'000;
+constexpr std::int32_t report_interval_ms = 300;
+constexpr std::uint8_t rc_channels_code = 15;
+
+using CommandText = std::array<char, FIELDRELAYBOX_COMMAND_CAPACITY + 1>;
+
+// The writer stores the first byte last: once it is there, so are the others.
+bool read_command_field(CommandText& text) {
+    auto& field = status_block().command_field;
+    text[0] = std::atomic_ref(field[0]).load(std::memory_order_acquire);
+    for (std::size_t i = 1; i < sizeof field; ++i)
+        text[i] = load(field[i]);
+    return text[0] != '\0';
+}
+
+void clear_command_field() {
+    auto& field = status_block().command_field;
+    for (std::size_t i = 1; i < sizeof field; ++i)
+        store(field[i], '\0');
+    std::atomic_ref(field[0]).store('\0', std::memory_order_release);
+}
+
+void poll(std::uint32_t& last_report) {
+    serve_command_field();
+    report_rc_channels(millisecond_clock(), last_report);
+    sleep_us(polling_interval_us);
+}
+
+} // namespace
+
+void serve_command_field() {
+    CommandText text{};
+    if (!read_command_field(text))
+        return;
+    const std::size_t length = std::strlen(text.data());
+    // A command that fails must not stay in the field, to fail for ever.
+    run_guarded("command field", [&] {
+        dispatch_app_command(text.data(), length);
+        handle_camera_command(text.data(), length);
+    });
+    clear_command_field();
+}
+
+void report_rc_channels(std::uint32_t now, std::uint32_t& last_report) {
+    const std::int32_t elapsed = elapsed_ms(now, last_report);
+    // Below zero the clock was set back: waiting until it catches up could take days.
+    const bool due = elapsed > report_interval_ms || elapsed < 0;
+    if (load(config_record().rc_input_enabled) == 0 || !due)
+        return;
+    const StatusBlock& block = status_block();
+    constexpr std::size_t record_size = 3 + 2 * FIELDRELAYBOX_RC_CHANNELS;
+    std::array<std::uint8_t, record_size> record{};
+    record[0] = rc_channels_code;
+    record[1] = load(block.rc_receiver_state);
+    record[2] = FIELDRELAYBOX_RC_CHANNELS;
+    for (std::size_t i = 0; i < FIELDRELAYBOX_RC_CHANNELS; ++i)
+        put_u16le(&record[3 + 2 * i], load(block.rc_channels[i]));
+    post_message(record, MessageKind::status);
+    last_report = now;
+}
+
+void start_command_polling() {
+    start_thread("polling", [last_report = millisecond_clock()]() mutable {
+        while (true)
+            run_guarded("polling", [&] { poll(last_report); });
+    });
+}
+
+} // namespace fieldrelaybox

@@ -1,0 +1,160 @@
+#include "control/control_server.h"
+
+#include "camera/camera_commands.h"
+#include "camera/remote_control.h"
+#include "control/app_clients.h"
+#include "control/app_commands.h"
+#include "control/messages.h"
+#include "control/test_datagram.h"
+#include "core/clock.h"
+#include "core/log.h"
+#include "core/threads.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <sys/socket.h>
+
+namespace fieldrelaybox {
+
+namespace {
+
+constexpr int bind_failure_status = 100;
+constexpr int socket_buffer_bytes = 10'000'000;
+constexpr int socket_time_limit_ms = 100;
+constexpr std::int64_t pause_after_failure_us = 5'000;
+constexpr std::size_t datagram_capacity = 131'200;
+constexpr std::size_t longest_command = 255;
+constexpr int command_worker_limit = 64;
+
+// Control codes, byte 12 of a datagram.
+enum class ControlCode : std::uint8_t {
+    register_app = 0,
+    remove_app = 1,
+    local_video = 2,
+    remote_control = 5,
+    json_command = '{',
+};
+
+std::atomic<bool> local_video{false};
+std::atomic<int> command_workers{0};
+
+void run_command(const std::string& text) {
+    dispatch_app_command(text.c_str(), text.size());
+    handle_camera_command(text.c_str(), text.size());
+}
+
+// Each command is a private copy in a worker of its own; a flood of them is bounded.
+void start_command(Bytes payload) {
+    static LogLimit cut_limit;
+    static LogLimit drop_limit;
+    const auto* characters = reinterpret_cast<const char*>(payload.data());
+    const std::size_t length = strnlen(characters, payload.size());
+    if (length > longest_command && may_log(cut_limit, millisecond_clock()))
+        log_line("command cut to %zu characters", longest_command);
+    // Given back however the command ends, and also when there is no memory for the slot.
+    const int workers_before = command_workers.fetch_add(1);
+    const std::shared_ptr<void> slot(nullptr, [](void*) { command_workers.fetch_sub(1); });
+    if (workers_before >= command_worker_limit) {
+        if (may_log(drop_limit, millisecond_clock()))
+            log_line("command dropped: %d commands are still running", command_worker_limit);
+        return;
+    }
+    std::string text(characters, std::min(length, longest_command));
+    start_thread("command", [text = std::move(text), slot] { run_command(text); });
+}
+
+void register_app(Bytes arguments, const Endpoint& sender) {
+    static constexpr std::uint8_t reply = 'B';
+    const bool data_only = !arguments.empty() && arguments[0] == 1;
+    if (add_app_client(sender, data_only, millisecond_clock()) == 1)
+        send_to_app({&reply, 1}, sender.address);
+}
+
+void remove_app(const Endpoint& sender) {
+    if (remove_app_client(sender) == 1)
+        log_line("client %s:%d removed", sender.address_text.data(), sender.port);
+}
+
+// Missing arguments read as zero.
+void move_gimbal(Bytes arguments) {
+    std::array<std::uint8_t, 5> bytes{};
+    std::copy_n(arguments.begin(), std::min(arguments.size(), bytes.size()), bytes.begin());
+    remote_control(bytes[0], get_i16le(&bytes[1]), get_i16le(&bytes[3]));
+}
+
+bool is_own_message(const sockaddr_in& sender) {
+    const sockaddr_in own = ipv4_address(loopback_address, control_port);
+    return sender.sin_addr.s_addr == own.sin_addr.s_addr && sender.sin_port == own.sin_port;
+}
+
+void server_step(int socket, std::span<std::uint8_t> buffer) {
+    sockaddr_in sender{};
+    const Bytes datagram = receive_from(socket, buffer, sender);
+    if (datagram.empty())
+        sleep_us(pause_after_failure_us);
+    else
+        handle_app_datagram(datagram, sender);
+}
+
+} // namespace
+
+bool init_device_discovery() {
+    log_line("Init device discovery");
+    const int socket = open_udp_socket();
+    set_socket_buffers(socket, socket_buffer_bytes, socket_buffer_bytes);
+    set_socket_timeouts(socket, socket_time_limit_ms);
+    if (!bind_socket(socket, INADDR_ANY, control_port)) {
+        log_line("discovery bind failed");
+        std::_Exit(bind_failure_status);
+    }
+    set_message_socket(socket);
+    return start_thread("control", [socket] {
+        static std::array<std::uint8_t, datagram_capacity> buffer;
+        while (true)
+            run_guarded("control", [&] { server_step(socket, buffer); });
+    });
+}
+
+void handle_app_datagram(Bytes datagram, const sockaddr_in& sender) {
+    if (!datagram.empty() && datagram[0] == '[') {
+        handle_test_datagram(datagram);
+        return;
+    }
+    if (datagram.size() < message_header_size || datagram[0] != 'B' || is_own_message(sender))
+        return;
+    handle_control_message(datagram.subspan(message_header_size), endpoint_of(sender));
+}
+
+void handle_control_message(Bytes payload, const Endpoint& sender) {
+    // A bare header reads as a zero control code.
+    const std::uint8_t code = payload.empty() ? 0 : payload[0];
+    const Bytes arguments = payload.empty() ? payload : payload.subspan(1);
+    switch (static_cast<ControlCode>(code)) {
+    case ControlCode::register_app:
+        register_app(arguments, sender);
+        break;
+    case ControlCode::remove_app:
+        remove_app(sender);
+        break;
+    case ControlCode::local_video:
+        local_video = !arguments.empty() && arguments[0] != 0;
+        break;
+    case ControlCode::remote_control:
+        move_gimbal(arguments);
+        break;
+    case ControlCode::json_command:
+        start_command(payload);
+        break;
+    }
+}
+
+bool local_video_enabled() {
+    return local_video.load(std::memory_order_relaxed);
+}
+
+} // namespace fieldrelaybox
