@@ -1,0 +1,5 @@
+#include "core/startup.h"
+
+int main() {
+    return fieldrelaybox::run_daemon();
+}

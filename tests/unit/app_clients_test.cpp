@@ -1,0 +1,83 @@
+// The table of registered apps and the list of raw-UDP clients.
+#include "control/app_clients.h"
+#include "core/status_block.h"
+#include "media/udp_clients.h"
+#include "unit/test_data.h"
+
+#include <thread>
+
+using namespace fieldrelaybox;
+
+namespace {
+
+Endpoint app(std::uint16_t port, std::uint32_t address = 0xC0000201) {
+    return endpoint_of(ipv4_address(address, port));
+}
+
+TEST(AppClients, registers_refreshes_and_sweeps_across_the_wrap_of_the_clock) {
+    constexpr std::uint32_t start = 0xFFFFF000; // 4.096 s before the clock wraps
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(add_app_client(app(1000), false, start), 1);
+    EXPECT_EQ(add_app_client(app(1001), true, start), 1);
+    EXPECT_EQ(add_app_client(app(1000, 0xC0000202), false, start + 1), 1);
+    EXPECT_EQ(add_app_client(app(1000), true, start + 3000), 0);
+    EXPECT_TRUE(app_client_targets().entries[0].data_only);
+
+    sweep_app_clients(start + 5000);
+    EXPECT_EQ(status_block().app_client_count, 3);
+    sweep_app_clients(start + 5001);
+    EXPECT_EQ(status_block().app_client_count, 2);
+    EXPECT_EQ(remove_app_client(app(1000, 0xC0000202)), 1);
+    EXPECT_EQ(remove_app_client(app(1000, 0xC0000202)), 0);
+    EXPECT_EQ(app_client_targets().count, 1U);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "client connected from 192.0.2.1:1000  \n"
+              "client connected from 192.0.2.1:1001 (only data)\n"
+              "client connected from 192.0.2.2:1000  \n"
+              "Client 192.0.2.1:1001 lost\n");
+}
+
+TEST(AppClients, eleventh_waits_for_a_free_entry_and_gets_the_lowest) {
+    for (std::uint16_t port = 1; port <= 10; ++port)
+        EXPECT_EQ(add_app_client(app(port), false, 0), 1);
+    EXPECT_EQ(add_app_client(app(11), false, 0), 0);
+    remove_app_client(app(4));
+    EXPECT_EQ(add_app_client(app(11), false, 0), 1);
+    EXPECT_EQ(ntohs(app_client_targets().entries[3].address.sin_port), 11);
+}
+
+TEST(UdpClients, takes_ten_whole_items_and_skips_the_rest) {
+    testing::internal::CaptureStderr();
+    parse_udp_clients("192.0.2.1:5000,,host:1,192.0.2.2:0,192.0.2.2:65535,192.0.2.2:65534,"
+                      "192.0.2.3:80x,192.0.2.4,192.0.2.5:-1, 192.0.2.6:7");
+    const UdpClients& clients = udp_clients();
+    ASSERT_EQ(clients.count, 2U);
+    EXPECT_EQ(endpoint_of(clients.entries[0].video).port, 5000);
+    EXPECT_EQ(endpoint_of(clients.entries[1].audio).port, 65535);
+    EXPECT_STREQ(endpoint_of(clients.entries[1].audio).address_text.data(), "192.0.2.2");
+    const std::string skipped = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(skipped.begin(), skipped.end(), '\n'), 8);
+
+    std::string many;
+    for (int i = 1; i <= 12; ++i)
+        many += "192.0.2.1:" + std::to_string(i) + ",";
+    parse_udp_clients(many);
+    EXPECT_EQ(udp_clients().count, udp_client_capacity);
+    parse_udp_clients("");
+    EXPECT_EQ(udp_clients().count, 0U);
+}
+
+TEST(UdpClients, readers_see_whole_lists_while_another_thread_replaces_them) {
+    std::thread writer([] {
+        for (int i = 0; i < 2000; ++i)
+            parse_udp_clients(i % 2 == 0 ? "192.0.2.1:1,192.0.2.1:1" : "192.0.2.2:2");
+    });
+    for (int i = 0; i < 20000; ++i) {
+        const UdpClients& clients = udp_clients();
+        for (std::size_t k = 0; k < clients.count; ++k)
+            ASSERT_EQ(endpoint_of(clients.entries[k].video).port, clients.count == 2 ? 1 : 2);
+    }
+    writer.join();
+}
+
+} // namespace

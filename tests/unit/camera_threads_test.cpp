@@ -1,0 +1,193 @@
+// What the command data cannot show: commands of several threads at once, and hostile texts.
+#include "camera/camera_command_request.h"
+#include "camera/camera_commands.h"
+#include "camera/camera_state.h"
+#include "camera/exposure.h"
+#include "camera/gimbal.h"
+#include "camera/shooting.h"
+#include "camera/stored_frame.h"
+#include "camera/zoom.h"
+#include "config/config_record.h"
+#include "unit/camera_receiver.h"
+
+#include <atomic>
+#include <fstream>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+namespace fieldrelaybox {
+namespace {
+
+void handle(const std::string& text) {
+    handle_camera_command(text.c_str(), text.size());
+}
+
+TEST(CameraThreads, BlockingSequencesTakeTurns) {
+    CameraReceiver camera;
+    camera_builder_state().gimbal_hold = true; // no speed frame first
+    testing::internal::CaptureStderr();
+    std::thread next([] { handle(R"({"cmd":"playback","param":"next"})"); });
+    std::thread reset([] { gimbal_reset(false); });
+    next.join();
+    reset.join();
+    testing::internal::GetCapturedStderr();
+
+    std::string order; // p: playback, r: reset
+    for (const auto& frame : camera.take_frames())
+        order += frame[4] == 0x09 ? 'p' : 'r';
+    const std::string playback(12, 'p');
+    const std::string recentre(4, 'r');
+    EXPECT_TRUE(order == playback + recentre || order == recentre + playback) << order;
+}
+
+// Would stand still for ever if one of these waited.
+TEST(CameraThreads, OtherCommandsDoNotWaitForASequence) {
+    CameraReceiver camera;
+    camera_builder_state().gimbal_hold = true;
+    const std::lock_guard sequence(sequence_turn());
+    testing::internal::CaptureStderr();
+    set_iso(100);
+    gimbal_reset(true);
+    stop_shot();
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(camera.take_frames().size(), 4U);
+}
+
+// Would stand still for ever if the playback command waited or the turn were given out of order.
+TEST(CameraThreads, EightWaitForTheirTurnAndAreServedInOrder) {
+    CameraReceiver camera;
+    SequenceTurn& turn = sequence_turn();
+    constexpr int refused_count = 4;
+    std::atomic<int> served{0};
+    std::atomic<int> refused{0};
+    turn.lock();
+    std::vector<std::jthread> commands;
+    for (int i = 0; i < SequenceTurn::waiting_capacity + refused_count; ++i) {
+        commands.emplace_back([&turn, &served, &refused] {
+            if (!turn.lock_unless_crowded()) {
+                ++refused;
+                return;
+            }
+            ++served;
+            turn.unlock();
+        });
+    }
+    while (refused < refused_count) // then the others wait
+        std::this_thread::yield();
+    testing::internal::CaptureStderr();
+    handle(R"({"cmd":"playback","param":"next"})");
+    handle(R"({"cmd":"playback","param":"back"})");
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(log, "playback command: next\n"
+                   "playback command dropped: 8 commands wait for their turn\n"
+                   "playback command: back\n");
+    EXPECT_EQ(camera.take_frames().size(), 0U);
+    EXPECT_EQ(served, 0);
+    turn.unlock();
+    turn.lock(); // after all who came before
+    EXPECT_EQ(served, SequenceTurn::waiting_capacity);
+    turn.unlock();
+}
+
+TEST(CameraThreads, OneSequenceNumberPerFrameOverAllSenders) {
+    CameraReceiver camera;
+    constexpr int rounds = 20;
+    camera_builder_state().gimbal_hold = false;
+    testing::internal::CaptureStderr();
+    {
+        const std::jthread exposure([] {
+            for (int i = 0; i < rounds; ++i)
+                set_iso(100);
+        });
+        const std::jthread moves([] {
+            for (int i = 0; i < rounds; ++i)
+                gimbal_move(i, i);
+        });
+        const std::jthread app([] {
+            for (int i = 0; i < rounds; ++i)
+                handle(R"({"cmd":"focus","param":"point","value1":"0.5","value2":"0.5"})");
+        });
+        const std::jthread shots([] {
+            for (int i = 0; i < rounds; ++i) {
+                camera_state().shot_kind = {static_cast<std::uint8_t>(i % 3), 0};
+                stop_shot();
+                zoom_drive(1);
+            }
+        });
+    }
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(camera.take_frames().size(), std::size_t{rounds} * (1 + 1 + 3 + 3));
+}
+
+// Two threads that set the same level at once are one change.
+TEST(CameraThreads, SameZoomLevelIsSentOnce) {
+    CameraReceiver camera;
+    camera_builder_state().zoom_level = no_zoom_level;
+    {
+        const std::jthread first([] { set_zoom(40); });
+        const std::jthread second([] { set_zoom(40); });
+    }
+    EXPECT_EQ(camera.take_frames().size(), 3U);
+}
+
+TEST(CameraCommands, HostileTextsDoNothing) {
+    CameraReceiver camera;
+    std::string control_characters(255, '\0');
+    for (std::size_t i = 0; i < control_characters.size(); ++i)
+        control_characters[i] = static_cast<char>(i);
+    testing::internal::CaptureStderr();
+    for (const std::string& text :
+         {std::string(), std::string("{"), std::string("}{"), std::string(255, '['),
+          std::string(100'000, '{'), std::string(R"(["cmd","shot"])"), std::string(R"("shot")"),
+          std::string(R"({"cmd":["shot"]})"), std::string(R"({"cmd":"shot)"),
+          std::string(R"({"cmd":"\ud800shot"})"), std::string(R"({"cmd":null,"param":{}})"),
+          control_characters})
+        handle(text);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_TRUE(camera.take_frames().empty());
+}
+
+// Numbers beyond every field are sent as something, and nothing overflows on the way.
+TEST(CameraCommands, EndlessNumbersStayDefined) {
+    CameraReceiver camera;
+    camera_state().focus_range = 0x7FFFFFFF;
+    testing::internal::CaptureStderr();
+    for (const std::string number : {"-99999999999999999999", "99999999999999999999", "-2147483648",
+                                     "2147483647", "1e400", "-1e400", "1e39", "nan", "inf"}) {
+        const std::string values = R"(","value1":")" + number + R"(","value2":")" + number + "\"}";
+        for (const std::string start :
+             {R"("exposure","param":"point)", R"("focus","param":"point)",
+              R"("focus","param":"manual)", R"("focus","param":"mfa)", R"("focus","param":"afa)",
+              R"("position","param":"move)", R"("position","param":"moverel)",
+              R"("zoom","param":"-1)", R"("zoom","param":"-3)", R"("zoom","param":"0)",
+              R"("wb","param":"custom)", R"("shottype","param":"timelapse)", R"("time","param":")"})
+            handle(R"({"cmd":)" + start + values);
+        handle(R"({"cmd":"aperture","param":")" + number + "\"}");
+        handle(R"({"cmd":"ev","param":")" + number + "\"}");
+        set_zoom_relative(current_zoom_level());
+    }
+    const std::string log = testing::internal::GetCapturedStderr();
+    camera_state().focus_range = 0;
+    EXPECT_NE(log.find("set exposure point 255\n"), std::string::npos);
+    EXPECT_NE(log.find("set manual focus -2147483648 (-2147483648%)\n"), std::string::npos);
+    std::vector<unsigned> apertures;
+    for (const auto& frame : camera.take_frames()) {
+        if (frame[10] == 0x26)
+            apertures.push_back(get_u16le(&frame[11]));
+    }
+    EXPECT_EQ(apertures,
+              (std::vector<unsigned>{0, 0xFFFF, 0, 0xFFFF, 0xFFFF, 0, 0xFFFF, 0, 0xFFFF}));
+}
+
+TEST(CameraDocumentation, NamesEveryCommandWord) {
+    std::stringstream text;
+    text << std::ifstream(TEST_DATA_DIR "/../../docs/camera-protocol.md").rdbuf();
+    for (const CameraCommand& command : camera_commands()) {
+        const std::string quoted = "`\"" + std::string(command.word) + "\"`";
+        EXPECT_NE(text.str().find(quoted), std::string::npos) << quoted;
+    }
+}
+
+} // namespace
+} // namespace fieldrelaybox

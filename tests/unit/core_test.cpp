@@ -1,0 +1,85 @@
+// Clocks, texts, limits, the camera's test datagrams and the video watchdog.
+#include "camera/camera_link.h"
+#include "config/config_record.h"
+#include "control/test_datagram.h"
+#include "core/clock.h"
+#include "core/log.h"
+#include "core/status_block.h"
+#include "core/text.h"
+#include "media/media_sources.h"
+#include "unit/shell_recorder.h"
+#include "unit/test_data.h"
+
+#include <ctime>
+
+using namespace fieldrelaybox;
+using namespace test_data;
+
+namespace {
+
+TEST(Clock, milliseconds_are_those_of_the_real_time_clock) {
+    const auto before = static_cast<std::uint64_t>(std::time(nullptr)) * 1000;
+    const std::uint32_t now = millisecond_clock();
+    EXPECT_GE(elapsed_ms(now, static_cast<std::uint32_t>(before)), 0);
+    EXPECT_LT(elapsed_ms(now, static_cast<std::uint32_t>(before)), 2000);
+    EXPECT_EQ(elapsed_ms(5, 0xFFFFFFFB), 10);
+    EXPECT_EQ(elapsed_ms(0xFFFFFFFB, 5), -10);
+}
+
+TEST(Text, numbers_are_cut_to_32_bits_and_names_for_the_shell_are_strict) {
+    EXPECT_EQ(parse_decimal(" 12x"), 12);
+    EXPECT_EQ(parse_decimal("0x10"), 0);
+    EXPECT_EQ(parse_decimal(""), 0);
+    EXPECT_EQ(parse_decimal("99999999999"), 2147483647);
+    EXPECT_EQ(parse_decimal("-99999999999999999999"), -2147483647 - 1);
+    EXPECT_TRUE(is_shell_safe_name("wlan0.1_a-b"));
+    for (const char* name : {"", "-a", "a b", "a;b", "$(a)", "a\n", "\xC3\xA4"})
+        EXPECT_FALSE(is_shell_safe_name(name)) << name;
+}
+
+TEST(Text, copies_are_cut_and_leave_no_old_characters) {
+    std::array<char, 6> field{'o', 'l', 'd', 'e', 'r', 'x'};
+    copy_text(field.data(), field.size(), "ab");
+    EXPECT_EQ(std::string(field.data(), 6), std::string("ab\0\0\0\0", 6));
+    copy_text(field.data(), field.size(), "longer");
+    EXPECT_STREQ(field.data(), "longe");
+}
+
+TEST(Log, limit_lets_one_line_through_per_second) {
+    LogLimit limit;
+    EXPECT_TRUE(may_log(limit, 0xFFFFFFF0));
+    EXPECT_FALSE(may_log(limit, 0xFFFFFFF0 + 999));
+    EXPECT_TRUE(may_log(limit, 0xFFFFFFF0 + 1000));
+    EXPECT_FALSE(may_log(limit, 0xFFFFFFF0 + 1001));
+}
+
+TEST(TestDatagram, parses_hexadecimal_items) {
+    EXPECT_EQ(parse_hex_list("55,0d:x, 4,,zz,1ff"), (ByteVector{0x55, 0x0D, 4, 0, 0, 0xFF}));
+    // As many items as there are commas and one more; one without digits is 0.
+    EXPECT_EQ(parse_hex_list("55,"), (ByteVector{0x55, 0}));
+    EXPECT_EQ(parse_hex_list(""), (ByteVector{0}));
+}
+
+TEST(VideoWatchdog, judges_by_its_own_flag) {
+    constexpr std::uint32_t now = 3'900'000'000;
+    const std::array<std::uint8_t, 3> datagram{1, 2, 3};
+    video_watchdog(now);
+    EXPECT_STREQ(status_block().video_status, "video disconnected");
+
+    handle_video_datagram(datagram, now);
+    EXPECT_EQ(config_record().video_connected, 1);
+    config_record().video_connected = 0; // as the camera link does
+    video_watchdog(now + 1000);
+    EXPECT_STREQ(status_block().video_status, "");
+    video_watchdog(now + 1001);
+    EXPECT_STREQ(status_block().video_status, "video disconnected");
+    EXPECT_EQ(status_block().video_connected, 0);
+    EXPECT_EQ(shell_recorder::take_commands(),
+              (std::vector<std::string>{"echo 0 > /proc/sys/net/ipv4/ip_forward",
+                                        "echo 1 > /proc/sys/net/ipv4/ip_forward"}));
+    config_record().camera_disabled = 1;
+    video_watchdog(now + 1002);
+    EXPECT_STREQ(status_block().video_status, "video disabled");
+}
+
+} // namespace

@@ -1,0 +1,211 @@
+// Messages to the apps: their bytes, who gets which, and threads that post at the same time.
+#include "config/config_record.h"
+#include "control/app_clients.h"
+#include "control/messages.h"
+#include "core/shared_access.h"
+#include "unit/test_data.h"
+
+#include <set>
+#include <sys/ioctl.h>
+#include <thread>
+
+using namespace fieldrelaybox;
+using namespace test_data;
+
+namespace {
+
+constexpr std::size_t sequence_offset = 4;
+constexpr std::uint32_t broadcast_address = 0xFFFFFFFF; // no socket of ours may send there
+
+class Messages : public testing::Test {
+protected:
+    void SetUp() override {
+        clear_app_clients();
+        set_message_socket(socket_);
+    }
+    void TearDown() override {
+        set_message_socket(-1);
+        clear_app_clients();
+        close(socket_);
+        store<std::uint32_t>(config_record().server_client_id, 0);
+    }
+
+private:
+    int socket_ = open_udp_socket();
+};
+
+void add_app(const sockaddr_in& address, bool data_only = false) {
+    add_app_client(endpoint_of(address), data_only, 0);
+}
+
+std::uint32_t sequence_of(const std::string& message) {
+    return get_u32le(&from_hex(message).at(sequence_offset));
+}
+
+// hex with another sequence number.
+std::string with_sequence(const std::string& hex, std::uint32_t sequence) {
+    ByteVector bytes = from_hex(hex);
+    put_u32le(&bytes.at(sequence_offset), sequence);
+    return to_hex(bytes);
+}
+
+TEST_F(Messages, equal_the_expected_bytes_but_for_the_number_that_counts_on) {
+    const Receiver app;
+    add_app(app.address());
+    post_message({}, MessageKind::status);
+    std::uint32_t sequence = sequence_of(app.take().at(0));
+
+    const Json data = load_json("app_records.json");
+    const cJSON* item = nullptr;
+    cJSON_ArrayForEach(item, member(data.get(), "headers")) {
+        const auto id = static_cast<std::uint32_t>(member(item, "client_id")->valuedouble);
+        store(config_record().server_client_id, id);
+        post_message(from_hex("0165aabb"), static_cast<MessageKind>(number(item, "kind")));
+        EXPECT_EQ(app.take(),
+                  std::vector{with_sequence(text(item, "header"), ++sequence) + "0165aabb"});
+    }
+    store<std::uint32_t>(config_record().server_client_id, 0);
+    const std::string version =
+        text(cJSON_GetArrayItem(member(data.get(), "messages"), 0), "message");
+    post_status_bytes(11, {0, 20, 2});
+    EXPECT_EQ(app.take(), std::vector{with_sequence(version, ++sequence)});
+    post_status_words(0x0C, 0x0102, -2, -32768);
+    EXPECT_EQ(app.take().at(0).substr(2 * message_header_size), "0c0201feff0080");
+}
+
+TEST_F(Messages, take_one_number_each_however_many_apps_get_them) {
+    const Receiver full;
+    const Receiver second;
+    const Receiver data_only;
+    add_app(full.address());
+    add_app(data_only.address(), true);
+    add_app(second.address());
+    constexpr std::uint32_t messages = 300; // past a byte of the number
+    std::uint32_t first = 0;
+    for (std::uint32_t i = 0; i < messages; ++i) {
+        const auto kind = static_cast<MessageKind>(i % 3);
+        post_message(from_hex("00"), kind);
+        const std::vector<std::string> got = full.take();
+        ASSERT_EQ(got.size(), 1U);
+        first = i == 0 ? sequence_of(got[0]) : first;
+        ASSERT_EQ(sequence_of(got[0]), first + i);
+        ASSERT_EQ(second.take(), got);
+        ASSERT_EQ(data_only.take(), kind == MessageKind::status ? got : std::vector<std::string>{});
+    }
+}
+
+TEST_F(Messages, reach_the_apps_behind_one_that_cannot_be_reached) {
+    const sockaddr_in unreachable = ipv4_address(broadcast_address, 9);
+    const sockaddr_in unreachable_too = ipv4_address(broadcast_address, 10);
+    const std::array<Receiver, 3> apps;
+    // Nobody listens on the port of this one any more.
+    const sockaddr_in closed = Receiver().address();
+    for (const sockaddr_in& address : {unreachable, apps[0].address(), closed, unreachable_too,
+                                       ipv4_address(broadcast_address, 11), apps[1].address(),
+                                       apps[2].address(), ipv4_address(broadcast_address, 12)})
+        add_app(address);
+    for (int round = 0; round < 3; ++round) {
+        post_message(from_hex("aabb"), MessageKind::video);
+        for (const Receiver& app : apps)
+            EXPECT_EQ(app.take().size(), 1U);
+    }
+}
+
+// A stream in place of the message socket takes the same calls, and they wait while it is full.
+struct FullStream {
+    FullStream() {
+        constexpr int small = 4096;
+        const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+        setsockopt(listener, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+        setsockopt(sender, SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
+        sockaddr_in address = ipv4_address(loopback_address, 0);
+        socklen_t size = sizeof address;
+        auto* generic = reinterpret_cast<sockaddr*>(&address);
+        EXPECT_EQ(bind(listener, generic, size), 0);
+        EXPECT_EQ(listen(listener, 1), 0);
+        EXPECT_EQ(getsockname(listener, generic, &size), 0);
+        EXPECT_EQ(connect(sender, generic, size), 0);
+        receiver = accept(listener, nullptr, nullptr);
+        close(listener);
+    }
+    ~FullStream() {
+        close(sender);
+        close(receiver);
+    }
+    FullStream(const FullStream&) = delete;
+    FullStream& operator=(const FullStream&) = delete;
+    FullStream(FullStream&&) = delete;
+    FullStream& operator=(FullStream&&) = delete;
+
+    ByteVector take(std::size_t size) const {
+        ByteVector bytes(size);
+        EXPECT_EQ(recv(receiver, bytes.data(), size, MSG_WAITALL), static_cast<ssize_t>(size));
+        return bytes;
+    }
+    int waiting_bytes() const {
+        int count = 0;
+        ioctl(receiver, FIONREAD, &count);
+        return count;
+    }
+
+    int sender = ::socket(AF_INET, SOCK_STREAM, 0);
+    int receiver = -1;
+};
+
+TEST_F(Messages, of_status_are_dropped_while_media_is_being_sent_and_go_out_again_after) {
+    const FullStream stream;
+    set_message_socket(stream.sender);
+    for (std::uint16_t port = 1; port <= app_client_capacity; ++port)
+        add_app(ipv4_address(loopback_address, port));
+    const ByteVector packet(65000, 0xEE); // ten of them exceed what the stream holds
+    for (const MessageKind kind : {MessageKind::video, MessageKind::audio}) {
+        std::thread media([&] { post_message(packet, kind); });
+        while (stream.waiting_bytes() == 0)
+            std::this_thread::yield();
+        post_status_bytes(11, {});
+        const ByteVector sent =
+            stream.take(app_client_capacity * (message_header_size + packet.size()));
+        media.join();
+        EXPECT_EQ(stream.waiting_bytes(), 0);
+        EXPECT_EQ(sent[1], static_cast<std::uint8_t>(kind));
+
+        post_status_bytes(11, {});
+        const ByteVector status = stream.take(app_client_capacity * (message_header_size + 7));
+        EXPECT_EQ(status[1], 0);
+        EXPECT_EQ(get_u32le(&status[sequence_offset]), get_u32le(&sent[sequence_offset]) + 1);
+    }
+}
+
+TEST_F(Messages, of_two_threads_never_mix_and_never_share_a_number) {
+    constexpr int rounds = 25;
+    constexpr std::size_t messages = 40; // of each thread; a receive buffer holds two rounds' worth
+    const Receiver app;
+    add_app(app.address());
+    std::set<std::uint32_t> numbers;
+    for (int round = 0; round < rounds; ++round) {
+        const auto post = [](MessageKind kind) {
+            const ByteVector payload(kind == MessageKind::video ? 600 : 300,
+                                     static_cast<std::uint8_t>(kind));
+            for (std::size_t i = 0; i < messages; ++i)
+                post_message(payload, kind);
+        };
+        std::thread video(post, MessageKind::video);
+        post(MessageKind::audio);
+        video.join();
+        std::array<std::size_t, 3> counts{};
+        for (const std::string& message : app.take()) {
+            const ByteVector bytes = from_hex(message);
+            const std::uint8_t kind = bytes.at(1);
+            ASSERT_EQ(bytes.size(), message_header_size + (kind == 1 ? 600 : 300));
+            ASSERT_EQ(ByteVector(bytes.begin() + message_header_size, bytes.end()),
+                      ByteVector(bytes.size() - message_header_size, kind));
+            ++counts.at(kind);
+            numbers.insert(sequence_of(message));
+        }
+        ASSERT_EQ(counts, (std::array<std::size_t, 3>{0, messages, messages}));
+    }
+    EXPECT_EQ(numbers.size(), 2 * messages * rounds);
+    EXPECT_EQ(*numbers.rbegin() - *numbers.begin(), numbers.size() - 1);
+}
+
+} // namespace

@@ -1,0 +1,63 @@
+// The real shell; built apart from the other unit tests, which replace it.
+#include "core/shell.h"
+
+#include <chrono>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/time.h>
+#include <vector>
+
+using namespace fieldrelaybox;
+
+namespace {
+
+std::vector<std::string> query(const char* command, std::size_t limit, int time_limit_ms,
+                               bool& finished) {
+    std::vector<std::string> lines;
+    finished = query_shell_command(command, limit, time_limit_ms,
+                                   [&](std::string_view line) { lines.emplace_back(line); });
+    return lines;
+}
+
+TEST(Shell, tells_the_exit_status) {
+    EXPECT_EQ(run_shell_command("true"), 0);
+    EXPECT_EQ(run_shell_command("exit 7"), 7);
+    EXPECT_EQ(run_shell_command("kill -9 $$"), -1);
+}
+
+TEST(Shell, hands_out_lines_and_pieces) {
+    bool finished = false;
+    EXPECT_EQ(query("printf 'ab\\nabcdefg\\n\\nlast'", 5, 10000, finished),
+              (std::vector<std::string>{"ab\n", "abcde", "fg\n", "\n", "last"}));
+    EXPECT_TRUE(finished);
+}
+
+TEST(Shell, gives_up_on_a_command_that_hangs_and_on_its_children) {
+    bool finished = true;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(query("echo first; sleep 30 | cat", 100, 200, finished),
+              std::vector<std::string>{"first\n"});
+    EXPECT_FALSE(finished);
+    EXPECT_EQ(query("echo first; exec >&-; sleep 30", 100, 200, finished),
+              std::vector<std::string>{"first\n"});
+    EXPECT_FALSE(finished);
+    EXPECT_EQ(run_shell_command("sleep 30 | cat", 200), -1);
+    EXPECT_EQ(run_shell_command("exit 7", 10000), 7);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+TEST(Shell, keeps_the_time_limit_when_a_signal_ends_the_wait_for_output) {
+    struct sigaction action {}; // without SA_RESTART
+    action.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
+    const itimerval once{.it_interval = {}, .it_value = {.tv_sec = 0, .tv_usec = 50'000}};
+    ASSERT_EQ(setitimer(ITIMER_REAL, &once, nullptr), 0);
+    bool finished = true;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(query("sleep 30", 100, 500, finished).empty());
+    EXPECT_FALSE(finished);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+} // namespace

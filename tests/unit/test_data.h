@@ -1,0 +1,106 @@
+// Files of tests/data and the JSON, hexadecimal and socket chores around them.
+#pragma once
+
+#include "core/bytes.h"
+#include "core/sockets.h"
+
+#include <cJSON.h>
+#include <cstdint>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <vector>
+
+namespace test_data {
+
+using ByteVector = std::vector<std::uint8_t>;
+
+inline std::string read_file(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file) << path;
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+using Json = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
+
+inline Json load_json(const std::string& name) {
+    Json json(cJSON_Parse(read_file(std::string(TEST_DATA_DIR "/") + name).c_str()), cJSON_Delete);
+    EXPECT_NE(json, nullptr) << name;
+    return json;
+}
+
+inline const cJSON* member(const cJSON* object, const char* name) {
+    return cJSON_GetObjectItemCaseSensitive(object, name);
+}
+
+inline std::string text(const cJSON* object, const char* name) {
+    const char* value = cJSON_GetStringValue(member(object, name));
+    return value == nullptr ? "" : value;
+}
+
+inline int number(const cJSON* object, const char* name) {
+    const cJSON* item = member(object, name);
+    return item == nullptr ? 0 : item->valueint;
+}
+
+inline ByteVector from_hex(const std::string& hex) {
+    ByteVector bytes;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
+        bytes.push_back(static_cast<std::uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+    return bytes;
+}
+
+inline std::string to_hex(fieldrelaybox::Bytes bytes) {
+    constexpr const char* digits = "0123456789abcdef";
+    std::string hex;
+    for (const std::uint8_t byte : bytes) {
+        hex += digits[byte >> 4];
+        hex += digits[byte & 15];
+    }
+    return hex;
+}
+
+// docs/app-protocol.md has these bytes as an example.
+inline void expect_documented(const std::string& hex) {
+    std::string page = read_file(SOURCE_DIR "/docs/app-protocol.md");
+    std::erase_if(page, [](char c) { return c == ' ' || c == '\n'; });
+    EXPECT_NE(page.find('`' + hex + '`'), std::string::npos) << hex;
+}
+
+// A UDP socket on a loopback port of the system's choice.
+class Receiver {
+public:
+    Receiver() {
+        using namespace fieldrelaybox;
+        EXPECT_TRUE(bind_socket(socket_, loopback_address, 0));
+        socklen_t size = sizeof address_;
+        getsockname(socket_, reinterpret_cast<sockaddr*>(&address_), &size);
+    }
+    ~Receiver() { close(socket_); }
+    Receiver(const Receiver&) = delete;
+    Receiver& operator=(const Receiver&) = delete;
+
+    const sockaddr_in& address() const { return address_; }
+    int socket() const { return socket_; }
+
+    // What has arrived; sending over loopback is done when the send call returns.
+    std::vector<std::string> take() const {
+        std::vector<std::string> datagrams;
+        ByteVector buffer(65536);
+        ssize_t length = 0;
+        while ((length = recv(socket_, buffer.data(), buffer.size(), MSG_DONTWAIT)) > 0)
+            datagrams.push_back(
+                to_hex(fieldrelaybox::Bytes(buffer).first(static_cast<std::size_t>(length))));
+        return datagrams;
+    }
+
+private:
+    int socket_ = fieldrelaybox::open_udp_socket();
+    sockaddr_in address_{};
+};
+
+} // namespace test_data
