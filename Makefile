@@ -1,0 +1,38 @@
+# The front door. Every target installs what it needs, builds, and does its job.
+
+PRESET ?= release
+JOBS ?= $(shell nproc)
+# System tests mostly wait for the daemon, so more of them run than there are processors.
+TEST_JOBS ?= $(shell expr $(JOBS) \* 3)
+
+.PHONY: run test build build-tests lint clean help
+
+help:
+	@echo "make run    the daemon with a simulated camera, real video and a client"
+	@echo "make test   build and run all tests (PRESET=asan or tsan: with sanitizers)"
+	@echo "make lint   formatting and static analysis"
+
+build:
+	@scripts/install_dependencies.sh build
+	@cmake --preset $(PRESET) -DBUILD_TESTING=OFF >/dev/null
+	@cmake --build --preset $(PRESET)
+
+build-tests:
+	@scripts/install_dependencies.sh build test
+	@cmake --preset $(PRESET) -DBUILD_TESTING=ON >/dev/null
+	@cmake --build --preset $(PRESET)
+
+run: build
+	@scripts/install_dependencies.sh run
+	@scripts/install_dependencies.sh video || true
+	@tools/run_demo.sh build/$(PRESET)/fieldrelaybox
+
+test: build-tests
+	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(TEST_JOBS) --repeat until-pass:3
+
+lint: build-tests
+	@scripts/install_dependencies.sh lint
+	@scripts/lint.sh
+
+clean:
+	@rm -rf build

@@ -1,0 +1,26 @@
+#!/bin/sh
+# install_dependencies.sh GROUP...: installs the Debian packages that the groups need and that are
+# missing.
+# Groups: build, test, run, video, lint.
+set -eu
+
+packages_of() {
+    case "$1" in
+    build) echo "g++ cmake ninja-build pkg-config libcjson-dev libinih-dev libnl-genl-3-dev" ;;
+    test) echo "libgtest-dev python3 util-linux iproute2 ffmpeg" ;;
+    run) echo "python3 util-linux iproute2" ;;
+    video) echo "ffmpeg" ;;
+    lint) echo "clang-format clang-tidy cppcheck shellcheck" ;;
+    *)
+        echo "install_dependencies.sh: unknown group $1" >&2
+        exit 2
+        ;;
+    esac
+}
+
+packages=""
+for group in "$@"; do
+    packages="$packages $(packages_of "$group")"
+done
+# shellcheck disable=SC2086 # the list is meant to be split
+exec "$(dirname "$0")/apt_install.sh" $packages

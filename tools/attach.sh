@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Runs something beside the running demo (see run_demo.sh):
+#
+#     tools/attach.sh [CLIENT-ARGUMENT...]      the client
+#     tools/attach.sh PROGRAM.py [ARGUMENT...]  another program of tools/
+#     tools/attach.sh -- COMMAND...             any command
+set -u
+tools=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+pid_file=${XDG_RUNTIME_DIR:-/tmp}/fieldrelaybox-demo.pid
+
+if ! [ -s "$pid_file" ] || ! target=$(cat "$pid_file") || ! kill -0 "$target" 2>/dev/null; then
+    echo "attach: no demo is running (start one with make run)" >&2
+    exit 1
+fi
+case ${1:-} in
+    --) shift ;;
+    *.py) set -- "$tools/$1" "${@:2}" ;;
+    *) set -- "$tools/box_client.py" "$@" ;;
+esac
+user=()
+if [ "$(readlink "/proc/$target/ns/user")" != "$(readlink /proc/self/ns/user)" ]; then
+    user=(--user --preserve-credentials)
+fi
+exec nsenter --target "$target" ${user[@]+"${user[@]}"} --net --mount --ipc --pid --wd="$PWD" -- \
+    env PATH="$tools/standins:$PATH" "$@"

@@ -1,0 +1,262 @@
+#!/usr/bin/env python3
+"""A client of the box: finds it, shows what it tells, receives its video, drives it.
+
+Without --host the box is looked for by broadcast on the local network and then on this machine.
+Without a subcommand the client watches. See the picture with:
+
+    box_client.py --video - | ffplay -
+
+exit status:
+    0  all went well
+    1  something went wrong on this side (a file cannot be written, ...)
+    2  wrong usage
+    3  no box answers
+    4  the box answers, but did not do what it was told
+"""
+
+from __future__ import annotations
+
+import argparse
+import os
+import signal
+import sys
+import time
+from typing import BinaryIO, Callable
+
+from fieldrelaybox import app_protocol, camera_words, client_commands, settings_words, watch
+from fieldrelaybox.app_protocol import Message
+from fieldrelaybox.box_link import BoxLink, NoAnswer
+from fieldrelaybox.client_commands import NotDone
+from fieldrelaybox.relay import parse_account
+
+STATUS_OK, STATUS_FAILED, STATUS_USAGE, STATUS_NO_ANSWER, STATUS_NOT_DONE = range(5)
+SILENCE_NOTED_AFTER = 7.0
+
+
+class Stop(Exception):
+    """SIGTERM or SIGINT arrived."""
+
+
+class WholePictures:
+    """H.264 from the first parameter set to the last whole picture: all of it can be decoded."""
+
+    START = b"\0\0\0\1"
+    PARAMETER_SET = START + b"\x67"
+
+    def __init__(self, out: BinaryIO) -> None:
+        self._out, self._held, self._open = out, b"", False
+
+    def write(self, payload: bytes) -> None:
+        self._held += payload
+        if not self._open:
+            start = self._held.find(self.PARAMETER_SET)
+            self._open = start >= 0
+            self._held = self._held[start if self._open else 1 - len(self.PARAMETER_SET):]
+        if self._open:
+            end = self._held.rfind(self.START)
+            self._out.write(self._held[:end])
+            self._held = self._held[end:]
+
+
+class Watcher:
+    """Receives until told to stop, and hands everything to the view and the video file."""
+
+    def __init__(self, link: BoxLink, view: watch.View,
+                 video: BinaryIO | WholePictures | None) -> None:
+        self._link, self._view, self._video = link, view, video
+        self._counters = watch.Counters(link.data_only)
+        self._silent = False
+
+    def run(self, seconds: float | None) -> None:
+        end = None if seconds is None else time.monotonic() + seconds
+        told = time.monotonic()
+        try:
+            while end is None or time.monotonic() < end:
+                message = self._link.receive(0.2)
+                if message:
+                    self._take(message)
+                if time.monotonic() - told >= 1.0:
+                    told = time.monotonic()
+                    self._every_second()
+        finally:
+            self._view.counters(self._counters.as_dict())
+            self._view.finish()
+
+    def _take(self, message: Message) -> None:
+        self._counters.add(message)
+        if message.kind == app_protocol.VIDEO and self._video:
+            self._video.write(message.payload)
+        elif message.kind == app_protocol.RECORD:
+            if app_protocol.is_json(message.payload):
+                self._view.note(message.payload.rstrip(b"\0\n").decode("utf-8", "replace"))
+            else:
+                self._view.record(message, app_protocol.decode_record(message.payload))
+
+    def _every_second(self) -> None:
+        self._view.counters(self._counters.as_dict())
+        quiet = time.monotonic() - self._link.last_heard
+        if quiet > SILENCE_NOTED_AFTER and not self._silent:
+            self._view.note(f"nothing from the box for {quiet:.0f} s, still trying")
+        elif self._silent and quiet < SILENCE_NOTED_AFTER:
+            self._view.note("the box is back")
+        self._silent = quiet > SILENCE_NOTED_AFTER
+
+
+def open_video(name: str | None, whole_pictures: bool) -> BinaryIO | WholePictures | None:
+    if name is None:
+        return None
+    out = os.fdopen(os.dup(1), "wb", 0) if name == "-" else open(name, "wb", 0)
+    return WholePictures(out) if whole_pictures else out
+
+
+def run_watch(options: argparse.Namespace) -> None:
+    commands = [app_protocol.command(text) for text in options.send]
+    video = open_video(options.video, options.whole_pictures)
+    out = sys.stderr if options.video == "-" else sys.stdout
+    view = watch.choose_view(out, options.json, options.pace)
+    with BoxLink(options.host, options.port, options.data_only, options.relay) as link:
+        box = link.find(options.timeout)
+        view.note(f"registered with the box at {box[0]}:{box[1]}"
+                  + (" for data only" if options.data_only else ""))
+        for datagram in commands:
+            link.send(datagram)
+        Watcher(link, view, video).run(options.seconds)
+
+
+def add_common(parser: argparse.ArgumentParser) -> None:
+    add = parser.add_argument
+    add("--host", help="address or name of the box")
+    add("--port", type=int, default=app_protocol.PORT, help="default %(default)s")
+    add("--relay", type=parse_account, metavar="USER:PASSWORD:DEVICE",
+        help="the host is a relay server with this account")
+    add("--timeout", type=float, default=3.0, metavar="SECS",
+        help="how long to wait for an answer of the box (default %(default)s)")
+    add("--json", action="store_true", help="print JSON lines")
+
+
+def add_watch(parser: argparse.ArgumentParser) -> None:
+    add = parser.add_argument
+    add("--data-only", action="store_true", help="register for records only, no video and audio")
+    add("--for", dest="seconds", type=float, metavar="SECS", help="end after this time")
+    add("--pace", type=float, default=1.0, metavar="SECS",
+        help="when the output is no terminal: at most one line per topic in this time"
+             " (default %(default)s, 0 = every change)")
+    add("--send", action="append", default=[], metavar="JSON",
+        help="""send this command, such as '{"cmd":"config"}', after registering (repeatable)""")
+    add("--video", metavar="FILE",
+        help="write the video payloads to FILE; '-' is standard output, text goes to stderr then")
+    add("--whole-pictures", action="store_true",
+        help="with --video: write only H.264 pictures that are whole and can be decoded")
+    parser.set_defaults(run=run_watch)
+
+
+def add_camera(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("word", metavar="WORD", help="what to do, see below")
+    parser.add_argument("words", metavar="PARAM [VALUE1 [VALUE2]]", nargs="*",
+                        help="its parameter and values")
+    parser.epilog = ("The box answers nothing; that the camera obeys shows in its pictures and "
+                     f"records.\n\nwords:\n{camera_words.help_text()}")
+    parser.set_defaults(run=client_commands.run_camera)
+
+
+def add_config(parser: argparse.ArgumentParser) -> None:
+    parser.set_defaults(run=client_commands.run_config)
+
+
+def add_set(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("name", metavar="NAME", help="the setting, see below")
+    parser.add_argument("values", metavar="VALUE", nargs="*", help="its values")
+    parser.epilog = ("The change is read back from a fresh report of the box.\n\n"
+                     f"settings:\n{settings_words.help_text()}")
+    parser.set_defaults(run=client_commands.run_set)
+
+
+def add_wifi(parser: argparse.ArgumentParser) -> None:
+    interfaces = tuple(settings_words.INTERFACES)
+    actions = parser.add_subparsers(dest="action", required=True, metavar="ACTION")
+    scan = actions.add_parser("scan", help="list the networks that an interface sees")
+    add_common(scan)
+    scan.add_argument("interface", nargs="?", default="wlan0", choices=interfaces[1:])
+    scan.set_defaults(run=client_commands.run_wifi_scan)
+    change = actions.add_parser(
+        "set", help="change the Wi-Fi links", description=f"""Changes the Wi-Fi links; what is not
+        given stays as it is. IFACE is one of {', '.join(interfaces)}.""")
+    add_common(change)
+    for option, title in (("--camera", "the camera's network"), ("--network", "the local network"),
+                          ("--ap", "the box's own access point")):
+        change.add_argument(option, nargs=3, metavar=("IFACE", "SSID", "PASSWORD"), help=title)
+    change.add_argument("--band", choices=("2.4", "5"), help="band of the access point")
+    change.add_argument("--channel", type=int, help="its channel")
+    change.add_argument("--country", help="its country code")
+    change.set_defaults(run=client_commands.run_wifi_set)
+
+
+def add_restart(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("--no-wait", action="store_true", help="do not wait until it is back")
+    parser.set_defaults(run=client_commands.run_restart)
+
+
+SUBCOMMANDS: dict[str, tuple[str, Callable[[argparse.ArgumentParser], None]]] = {
+    "watch": ("show what the box tells (this is what happens without a subcommand)", add_watch),
+    "camera": ("drive the camera and the gimbal", add_camera),
+    "config": ("show all settings of the box and how to change each", add_config),
+    "set": ("change one setting", add_set),
+    "wifi": ("look for networks, change the Wi-Fi links", add_wifi),
+    "restart": ("end the daemon; its start script starts it again", add_restart),
+}
+
+
+def build_parser() -> argparse.ArgumentParser:
+    raw = argparse.RawDescriptionHelpFormatter
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=raw)
+    commands = parser.add_subparsers(dest="subcommand", required=True, metavar="SUBCOMMAND")
+    for name, (summary, add_arguments) in SUBCOMMANDS.items():
+        command = commands.add_parser(name, help=summary, description=summary, formatter_class=raw)
+        if name != "wifi":
+            add_common(command)
+        add_arguments(command)
+        if name == "watch":
+            options = command.format_help().split("options:\n", 1)[1]
+            parser.epilog = f"options of watch:\n{options}"
+    return parser
+
+
+def parse_arguments(arguments: list[str]) -> argparse.Namespace:
+    known = (*SUBCOMMANDS, "-h", "--help")
+    if not arguments or arguments[0] not in known:
+        arguments = ["watch", *arguments]
+    return build_parser().parse_args(arguments)
+
+
+def _stop(*_: object) -> None:
+    raise Stop
+
+
+def main() -> int:
+    options = parse_arguments(sys.argv[1:])
+    signal.signal(signal.SIGTERM, _stop)
+    signal.signal(signal.SIGINT, _stop)
+    try:
+        options.run(options)
+        return STATUS_OK
+    except Stop:
+        return STATUS_OK
+    except NoAnswer as error:
+        print(f"box_client: {error}", file=sys.stderr)
+        return STATUS_NO_ANSWER
+    except NotDone as error:
+        print(f"box_client: {error}", file=sys.stderr)
+        return STATUS_NOT_DONE
+    except BrokenPipeError:
+        os.dup2(os.open(os.devnull, os.O_WRONLY), 1)  # the reader went away: nothing left to do
+        return STATUS_OK
+    except ValueError as error:
+        print(f"box_client: {error}", file=sys.stderr)
+        return STATUS_USAGE
+    except OSError as error:
+        print(f"box_client: {error}", file=sys.stderr)
+        return STATUS_FAILED
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,133 @@
+#!/usr/bin/env bash
+# The inside of run_demo.sh: starts everything in the sandbox and ends it again.
+#     demo_inside.sh DAEMON [CLIENT-OPTION...]
+set -u
+tools=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+daemon=$1
+shift
+home=/run/fieldrelaybox-demo
+logs=${DEMO_LOGS:-$home/logs}
+soak_settle=15
+memory_slack_kb=512
+started=()
+
+install_demo() {
+    mkdir -p "$home/bin" "$home/scripts" "$logs"
+    cp "$tools/demo.conf" /boot/fieldrelaybox.conf
+    cp "$tools/demo.conf" /run/fieldrelaybox.conf
+    ln -s /run/fieldrelaybox.conf "$home/fieldrelaybox.conf" # what the daemon saves is read again
+    for script in hdmi-change hdmi-mode audio-change audio-volume audio-gain; do
+        ln -s "$tools/standins/standin" "$home/scripts/$script.sh"
+    done
+    # There is no radio in here, so the box is told of a fair connection.
+    cat >"$home/bin/wlanstatus" <<'STATUS'
+#!/bin/sh
+echo '{"ssid":"demo camera","freq":5180,"quality":58,"quality_max":70,"signal":200}'
+STATUS
+    chmod +x "$home/bin/wlanstatus"
+}
+
+# start NAME COMMAND...: in the background, its output into the log NAME, or onto the screen with
+# NAME before each line when the screen is not drawn in place.
+start() {
+    local name=$1
+    shift
+    if [ -t 1 ] || [ -n "${DEMO_LOGS:-}" ]; then
+        env --default-signal=INT "$@" >"$logs/$name.log" 2>&1 </dev/null &
+    else
+        env --default-signal=INT "$@" > >(sed -u "s/^/$name: /") 2>&1 </dev/null &
+    fi
+    started+=($!)
+}
+
+# Runs the daemon again when it ends because an app told it to restart (status 3).
+# shellcheck disable=SC2016
+keep_running='while "$0"; [ $? -eq 3 ]; do :; done'
+
+daemon_pid() {
+    local children=""
+    read -r children _ <"/proc/$keeper/task/$keeper/children"
+    echo "$children"
+}
+
+picture=(-re -f lavfi -i "testsrc2=size=640x360:rate=15" -pix_fmt yuv420p -c:v libx264
+    -profile:v baseline -preset ultrafast -tune zerolatency -g 15 -b:v 600k -bf 0)
+clock='drawtext=text=%{localtime\\:%T}:fontsize=48:fontcolor=white:box=1:boxcolor=black:x=20:y=20'
+
+ffmpeg_can() {
+    ffmpeg -nostdin -v quiet "${picture[@]}" "$@" -frames:v 1 -f null - </dev/null >/dev/null 2>&1
+}
+
+start_video() {
+    local draw=()
+    if [ "${DEMO_VIDEO:-}" = numbers ] || ! ffmpeg_can; then
+        echo "video: numbered datagrams"
+        start video "$tools/numbered_stream.py"
+        return
+    fi
+    ffmpeg_can -vf "$clock" && draw=(-vf "$clock")
+    start video ffmpeg -nostdin -hide_banner -loglevel warning "${picture[@]}" \
+        ${draw[@]+"${draw[@]}"} -f h264 'udp://127.0.0.1:5000?pkt_size=1300'
+}
+
+end_all() {
+    trap '' TERM INT
+    for pid in "${started[@]}"; do
+        kill -TERM "$pid" 2>/dev/null
+    done
+    exit "$1"
+}
+
+# The daemon's threads, open files and memory in kB: the least of some readings, since commands
+# that it runs come and go.
+footprint() {
+    local least=("" "" "") now threads files
+    for _ in 1 2 3 4 5 6 7 8; do
+        threads=("/proc/$1/task/"*)
+        files=("/proc/$1/fd/"*)
+        now=(${#threads[@]} ${#files[@]} "$(awk '/^VmRSS/ {print $2}' "/proc/$1/status")")
+        for i in 0 1 2; do
+            [ -n "${least[i]}" ] && [ "${least[i]}" -le "${now[i]:-0}" ] || least[i]=${now[i]}
+        done
+        sleep 0.25
+    done
+    echo "${least[@]}"
+}
+
+soak() {
+    local before after daemon_pid
+    sleep "$soak_settle"
+    daemon_pid=$(daemon_pid)
+    read -r -a before <<<"$(footprint "$daemon_pid")"
+    echo "soak: at the start ${before[0]} threads, ${before[1]} open files, ${before[2]} kB"
+    sleep "$DEMO_SOAK"
+    [ "$daemon_pid" = "$(daemon_pid)" ] || { echo "soak: the daemon is gone"; return 1; }
+    read -r -a after <<<"$(footprint "$daemon_pid")"
+    echo "soak: after $DEMO_SOAK s  ${after[0]} threads, ${after[1]} open files, ${after[2]} kB"
+    if [ "${after[0]}" -gt "${before[0]}" ] || [ "${after[1]}" -gt "${before[1]}" ] ||
+        [ "${after[2]}" -gt $((before[2] + memory_slack_kb)) ]; then
+        echo "soak: grown (memory may by $memory_slack_kb kB)"
+        return 1
+    fi
+    echo "soak: nothing grew (memory may by $memory_slack_kb kB)"
+}
+
+install_demo
+cd "$home" || exit 1
+trap 'end_all 0' TERM INT
+start box bash -c "$keep_running" "$daemon"
+keeper=${started[0]}
+# shellcheck disable=SC2086 # several options in one variable
+start camera "$tools/camera_simulator.py" ${DEMO_CAMERA_OPTIONS:-}
+start_video
+echo "another client: tools/attach.sh    end: Ctrl-C"
+echo "the daemon's log: tools/attach.sh -- tail -f $logs/box.log"
+env --default-signal=INT "$tools/box_client.py" --host 127.0.0.1 --timeout 10 "$@" &
+client=$!
+started+=("$client")
+if [ -n "${DEMO_SOAK:-}" ]; then
+    soak
+else
+    wait "$client"
+fi
+end_all $?

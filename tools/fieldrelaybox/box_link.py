@@ -1,0 +1,187 @@
+"""The client's side of the app protocol: find a box, stay registered, receive, send commands."""
+
+from __future__ import annotations
+
+import errno
+import select
+import socket
+import time
+
+from . import app_protocol, relay
+from .app_protocol import Message
+
+Address = tuple[str, int]
+REGISTER_EVERY = 2.0
+"""Seconds between registrations; the box forgets a client after 5."""
+
+RECEIVE_BUFFER = 4_000_000
+LARGEST_DATAGRAM = 65535
+RELAY_FORGETS_AFTER = 6.0
+
+
+class NoAnswer(Exception):
+    """No box answered a registration."""
+
+
+class SequenceTracker:
+    """Counts gaps in the sequence number; a number that comes late closes its gap again."""
+
+    REMEMBERED = 1000
+
+    def __init__(self) -> None:
+        self.missing = self.late = self.restarts = 0
+        self._next: int | None = None
+        self._open: dict[int, None] = {}
+
+    def see(self, sequence: int) -> None:
+        ahead = 0 if self._next is None else (sequence - self._next) & 0xFFFFFFFF
+        if sequence in self._open:
+            del self._open[sequence]
+            self.missing -= 1
+            self.late += 1
+            return
+        if ahead > 0x7FFFFFFF:
+            self.restarts += 1  # the box started anew, or sent a number twice
+            self._open.clear()
+        elif ahead:
+            self.missing += ahead
+            self._remember(sequence, min(ahead, self.REMEMBERED))
+        self._next = (sequence + 1) & 0xFFFFFFFF
+
+    def _remember(self, sequence: int, count: int) -> None:
+        for back in range(count, 0, -1):
+            self._open[(sequence - back) & 0xFFFFFFFF] = None
+        while len(self._open) > self.REMEMBERED:
+            del self._open[next(iter(self._open))]
+
+
+class BoxLink:
+    """A UDP socket that belongs to one box once `find` has returned."""
+
+    def __init__(self, host: str | None = None, port: int = app_protocol.PORT,
+                 data_only: bool = False, account: relay.Account | None = None) -> None:
+        """`account`: the host is a relay server that knows us under it."""
+        self.host, self.port, self.data_only = host, port, data_only
+        self._account = account
+        self.box: Address | None = None
+        self.last_heard = 0.0
+        self._registered_at = 0.0
+        self._early: list[Message] = []
+        self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, RECEIVE_BUFFER)
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_BROADCAST, 1)
+        self._socket.bind(("", 0))
+
+    def __enter__(self) -> "BoxLink":
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.close()
+
+    def close(self) -> None:
+        """Leave the box's client table."""
+        if self.box:
+            self._send(app_protocol.unregister(), self.box)
+        self._socket.close()
+
+    def find(self, timeout: float = 3.0) -> Address:
+        """Register with the host, or without one by broadcast and then on this machine."""
+        targets = [self.host] if self.host else ["255.255.255.255", "127.0.0.1"]
+        for target in targets:
+            if self._try(target, timeout / len(targets)):
+                assert self.box
+                return self.box
+        place = f"{self.host or 'any address'}:{self.port}"
+        raise NoAnswer(f"no box answers at {place} (is it running and reachable, and has it fewer "
+                       "than 10 clients?)")
+
+    def _try(self, target: str, timeout: float) -> bool:
+        end = time.monotonic() + timeout
+        address = self._resolve(target)
+        while time.monotonic() < end:
+            if not self._register(address):
+                return False
+            self._registered_at = time.monotonic()
+            if self._await_answer(min(end, time.monotonic() + 0.5)):
+                return True
+        return False
+
+    def _register(self, address: Address) -> bool:
+        quiet = time.monotonic() - self.last_heard > RELAY_FORGETS_AFTER
+        if self._account and (quiet or not self.box):
+            self._send(relay.authentication(self._account), address)
+        return self._send(app_protocol.register(self.data_only), address)
+
+    def _resolve(self, target: str) -> Address:
+        try:
+            return socket.gethostbyname(target), self.port
+        except OSError as error:
+            raise NoAnswer(f"no address for {target}: {error}") from None
+
+    def _await_answer(self, end: float) -> bool:
+        """A lone 'B', or any message: the box knows us already."""
+        while (left := end - time.monotonic()) > 0:
+            got = self._receive_datagram(left)
+            if got is None:
+                continue
+            data, sender = got
+            if sender[1] != self.port or data[:1] != b"B":
+                continue
+            message = app_protocol.parse_message(data)
+            if message:
+                self._early.append(message)
+            self.box, self.last_heard = sender, time.monotonic()
+            return True
+        return False
+
+    def is_registered_anew(self, timeout: float) -> bool:
+        """True once the box takes us for a new client: it has started again."""
+        assert self.box
+        end, ask_at = time.monotonic() + timeout, 0.0
+        while (now := time.monotonic()) < end:
+            if now >= ask_at:
+                self._send(app_protocol.register(self.data_only), self.box)
+                ask_at = now + 0.5
+            if self._receive_datagram(min(0.5, end - now)) == (b"B", self.box):
+                return True
+        return False
+
+    def _send(self, data: bytes, address: Address) -> bool:
+        try:
+            self._socket.sendto(data, address)
+            return True
+        except OSError as error:
+            return error.errno in (errno.ECONNREFUSED, errno.ENOBUFS, errno.EAGAIN)
+
+    def _receive_datagram(self, timeout: float) -> tuple[bytes, Address] | None:
+        if not select.select([self._socket], [], [], max(timeout, 0))[0]:
+            return None
+        try:
+            return self._socket.recvfrom(LARGEST_DATAGRAM)
+        except OSError:
+            return None
+
+    def keep_registered(self) -> None:
+        """Register again when it is time to; call it often."""
+        now = time.monotonic()
+        if self.box and now - self._registered_at >= REGISTER_EVERY:
+            self._registered_at = now
+            self._register(self.box)
+
+    def receive(self, timeout: float) -> Message | None:
+        """The next message of the box, or None when none comes in time."""
+        self.keep_registered()
+        if self._early:
+            return self._early.pop(0)
+        got = self._receive_datagram(timeout)
+        if got is None or got[1] != self.box:
+            return None
+        self.last_heard = time.monotonic()
+        return app_protocol.parse_message(got[0])
+
+    def send_command(self, text: str) -> None:
+        self.send(app_protocol.command(text))
+
+    def send(self, datagram: bytes) -> None:
+        assert self.box
+        self._send(datagram, self.box)

@@ -1,0 +1,156 @@
+"""The RC receiver's side of the status block: stick and switch positions as pulse widths."""
+
+from __future__ import annotations
+
+import struct
+import time
+from typing import Callable
+
+from .shared_memory import STATUS_BLOCK, Region
+
+LOW, CENTRE, HIGH, ABSENT = 1000, 1500, 2000, 0
+RECEIVING, LOST = 6, 0
+CHANNELS = 32
+
+FUNCTIONS = ("pan", "tilt", "record", "record-shot", "menu", "ev", "zoom", "focus", "roll",
+             "focus-pan", "focus-tilt", "digital-zoom", "digital-zoom2", "iso", "shutter",
+             "aperture", "videomode", "custom-focus-assistant", "center", "intcamera", "osd",
+             "orient-lock")
+AXES = ("pan", "tilt", "roll", "zoom", "digital-zoom2", "focus-pan", "focus-tilt")
+"""Functions that rest in the middle; the others rest low."""
+STEPS = {"ev": 19, "iso": 8, "shutter": 57, "aperture": 8}
+"""Functions that divide the travel into so many steps; they rest in the middle of the first."""
+
+
+def step_middle(name: str, index: int) -> int:
+    """The pulse width in the middle of a step, the nearest one there is."""
+    count = STEPS[name]
+    index = max(0, min(count - 1, index))
+    return LOW + (2 * index + 1) * (HIGH - LOW) // (2 * count)
+
+
+def resting_place(name: str) -> int:
+    if name in STEPS:
+        return step_middle(name, 0)
+    return CENTRE if name in AXES else LOW
+
+
+class RcSticks:
+    """Writes channel values as the RC input process does; call `refresh` often."""
+
+    def __init__(self, block: Region | None = None) -> None:
+        self._block = block or Region(STATUS_BLOCK)
+        self._values: dict[int, int] = {}
+        self._lost = False
+
+    def functions(self) -> dict[str, int]:
+        """The channel number, from 1, of every function that has one."""
+        table = self._block["channel_functions"]
+        if not any(table):
+            return {}  # the box has not read its channel map yet
+        found: dict[str, int] = {}
+        for number, index in enumerate(table, 1):
+            if index < len(FUNCTIONS):
+                found.setdefault(FUNCTIONS[index], number)
+        return found
+
+    def channel(self, name: str) -> int:
+        """A channel by number or function; ValueError when there is none."""
+        if name.isdigit() and 1 <= int(name) <= CHANNELS:
+            return int(name)
+        channels = self.functions()
+        if name not in channels:
+            known = ", ".join(channels) or "nothing"
+            raise ValueError(f"no channel is mapped to {name} (mapped: {known})")
+        return channels[name]
+
+    def value(self, name: str) -> int:
+        return self._values.get(self.channel(name), ABSENT)
+
+    def set(self, name: str, value: int) -> None:
+        if value != ABSENT and not 500 <= value <= 2500:
+            raise ValueError(f"{value} is no pulse width in microseconds")
+        self._values[self.channel(name)] = value
+        self.refresh()
+
+    def rest(self) -> None:
+        """Every mapped channel to where it rests."""
+        for name, channel in self.functions().items():
+            self._values[channel] = resting_place(name)
+        self.refresh()
+
+    def centre(self) -> None:
+        for name, channel in self.functions().items():
+            if name in AXES:
+                self._values[channel] = CENTRE
+        self.refresh()
+
+    def lose(self) -> None:
+        """The receiver hears nothing."""
+        self._lost = True
+        self.refresh()
+
+    def recover(self) -> None:
+        self._lost = False
+        self.refresh()
+
+    def refresh(self) -> None:
+        """Write values and receiver state; the box clears the state when settings change."""
+        offset = STATUS_BLOCK.fields["rc_channels"].offset
+        for channel, value in self._values.items():
+            struct.pack_into("<H", self._block.raw, offset + 2 * (channel - 1), value)
+        self._block["rc_state"] = LOST if self._lost else RECEIVING
+
+    def close(self) -> None:
+        self._lost = True
+        self.refresh()
+        self._block.close()
+
+
+def run_script(sticks: RcSticks, lines: list[str],
+               sleep: Callable[[float], None] = time.sleep) -> None:
+    """Carry out a script; ValueError names the line that cannot be understood.
+
+        NAME VALUE              a channel, by function or number, to a pulse width
+        ramp NAME VALUE SECS    ... moved there steadily
+        wait SECS
+        rest | centre           all channels to rest, or the sticks to their middle
+        lost | back             the receiver loses and finds the transmitter
+    """
+    for number, line in enumerate(lines, 1):
+        words = line.split("#")[0].split()
+        try:
+            if words:
+                _run_line(sticks, words, sleep)
+        except (ValueError, IndexError, KeyError) as error:
+            raise ValueError(f"line {number}: {line.strip()}: {error}") from None
+
+
+def _run_line(sticks: RcSticks, words: list[str], sleep: Callable[[float], None]) -> None:
+    plain = {"rest": sticks.rest, "centre": sticks.centre, "lost": sticks.lose,
+             "back": sticks.recover}
+    if len(words) == 1:
+        plain[words[0]]()
+    elif words[0] == "wait":
+        pause(sticks, float(words[1]), sleep)
+    elif words[0] == "ramp":
+        ramp(sticks, words[1], int(words[2]), float(words[3]), sleep)
+    else:
+        sticks.set(words[0], int(words[1]))
+
+
+def pause(sticks: RcSticks, seconds: float, sleep: Callable[[float], None] = time.sleep) -> None:
+    """Wait, writing at the pace of a receiver."""
+    end = time.monotonic() + seconds
+    while (left := end - time.monotonic()) > 0:
+        sticks.refresh()
+        sleep(min(0.02, left))
+
+
+def ramp(sticks: RcSticks, name: str, target: int, seconds: float,
+         sleep: Callable[[float], None] = time.sleep) -> None:
+    start, began = sticks.value(name) or CENTRE, time.monotonic()
+    while (passed := time.monotonic() - began) < seconds:
+        sticks.set(name, round(start + (target - start) * passed / seconds))
+        sleep(0.02)
+    sticks.set(name, target)

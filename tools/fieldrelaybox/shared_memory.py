@@ -1,0 +1,251 @@
+"""The two shared-memory regions of the box, by name.
+
+`/hud_mem` is the status block, `/config_mem` the configuration record. Both are little-endian
+byte layouts without a header; pad and unnamed bytes are reached through `Region.raw`.
+"""
+
+from __future__ import annotations
+
+import mmap
+import os
+import struct
+from dataclasses import dataclass
+from pathlib import Path
+from typing import Any
+
+SHARED_MEMORY_DIRECTORY = Path("/dev/shm")
+
+
+@dataclass(frozen=True)
+class Field:
+    offset: int
+    name: str
+    format: str
+    """'20s' is a NUL-terminated text, '32B' and the like a list, a single letter a number."""
+
+    @property
+    def size(self) -> int:
+        return struct.calcsize("<" + self.format)
+
+    @property
+    def is_text(self) -> bool:
+        return self.format.endswith("s")
+
+
+@dataclass(frozen=True)
+class Layout:
+    name: str
+    size: int
+    fields: dict[str, Field]
+
+
+def _layout(name: str, size: int, rows: tuple[tuple[int, str, str], ...]) -> Layout:
+    fields = {row[1]: Field(row[0], row[1], row[2]) for row in rows}
+    end = 0
+    for entry in sorted(fields.values(), key=lambda item: item.offset):
+        if entry.offset < end:
+            raise ValueError(f"{name}: {entry.name} overlaps the field before it")
+        end = entry.offset + entry.size
+    if end > size or len(fields) != len(rows):
+        raise ValueError(f"{name}: a field lies outside or a name stands twice")
+    return Layout(name, size, fields)
+
+
+STATUS_BLOCK = _layout("hud_mem", 1936, (
+    (0, "started", "B"),
+    (1, "product_name", "14s"),
+    (129, "link_state_129", "B"),
+    (132, "app_clients", "B"),
+    (133, "link_state_133", "B"),
+    (134, "link_state_134", "B"),
+    (135, "video_connected", "B"),
+    (136, "camera_disabled", "B"),
+    (137, "show_channels", "B"),
+    (140, "video_status_text", "32s"),
+    (172, "telemetry_status_text", "32s"),
+    (208, "a_radians", "d"), (216, "a_sine", "d"), (224, "a_cosine", "d"),
+    (232, "b_radians", "d"), (240, "b_sine", "d"), (248, "b_cosine", "d"),
+    (256, "c_radians", "d"), (264, "c_sine", "d"), (272, "c_cosine", "d"),
+    (550, "version", "20s"),
+    (570, "osd_enabled", "B"),
+    (571, "hud_enabled", "B"),
+    (572, "internal_camera_enabled", "B"),
+    (573, "internal_camera_fullscreen", "B"),
+    (574, "focus_assistant_enabled", "B"),
+    (656, "b_text", "10s"),
+    (666, "c_text", "10s"),
+    (676, "a_text", "10s"),
+    (686, "attitude_updating", "B"),
+    (688, "half_688", "d"),
+    (696, "half_696", "d"),
+    (704, "command", "127s"),
+    (831, "rc_state", "B"),
+    (834, "rc_channels", "32H"),
+    (898, "channel_functions", "32B"),
+    (1000, "camera_flags", "I"), (1004, "card_size", "I"), (1008, "card_free", "I"),
+    (1012, "photos_left", "I"), (1016, "recording_time_left", "I"), (1020, "iso_actual", "I"),
+    (1024, "recording_time", "H"), (1026, "aperture", "H"), (1028, "aperture_actual", "H"),
+    (1030, "shutter", "H"), (1032, "shutter_actual", "H"), (1034, "focus_range", "H"),
+    (1036, "focus_stroke", "H"), (1038, "focus_distance", "H"), (1040, "battery_voltage", "H"),
+    (1042, "battery_current", "h"), (1044, "recording", "B"), (1045, "photo_state", "B"),
+    (1046, "card_present", "B"), (1047, "card_state", "B"), (1048, "shutter_decimal", "B"),
+    (1049, "shutter_actual_decimal", "B"), (1050, "iso_code", "B"), (1051, "ev_code", "B"),
+    (1052, "ev_actual_code", "B"), (1053, "exposure_mode", "B"), (1054, "white_balance_mode", "B"),
+    (1055, "white_balance_temperature", "B"), (1056, "video_resolution_code", "B"),
+    (1057, "video_rate_code", "B"), (1058, "focus_mode", "B"), (1059, "battery_percent", "B"),
+    (1060, "rc_menu_active", "B"),
+    (1648, "value_1648", "I"),
+    (1662, "gimbal_status", "B"),
+    (1699, "manual_focus_capability", "B"),
+    (1729, "af_unlimited", "B"),
+    (1864, "work_mode", "B"),
+    (1881, "state_1881", "B"),
+    (1882, "state_1882", "B"),
+    (1886, "timelapse_interval", "H"),
+    (1888, "timelapse_duration", "H"),
+))
+
+CONFIG_RECORD = _layout("config_mem", 3256, (
+    (0, "hdmi_enabled", "B"),
+    (1, "udp_enabled", "B"),
+    (2, "rtmp_enabled", "B"),
+    (3, "mpegts_enabled", "B"),
+    (4, "tcp_enabled", "B"),
+    (5, "rtsp_enabled", "B"),
+    (6, "video_transcode_enabled", "B"),
+    (8, "video_bitrate", "i"),
+    (12, "video_width", "i"),
+    (16, "video_height", "i"),
+    (20, "audio_enabled", "B"),
+    (24, "audio_bitrate", "i"),
+    (28, "audio_volume", "i"),
+    (32, "audio_autogain", "B"),
+    (33, "rc_input_enabled", "B"),
+    (34, "rc_input_mode", "6s"),
+    (40, "rc2_input_mode", "6s"),
+    (46, "rc_input_map", "512s"),
+    (560, "rc_input_speed_pan", "i"),
+    (564, "rc_input_speed_tilt", "i"),
+    (568, "rc_input_speed_roll", "i"),
+    (572, "rc_input_inverse_pan", "i"),
+    (576, "rc_input_inverse_tilt", "i"),
+    (580, "rc_input_exp", "B"),
+    (581, "display_enabled", "B"),
+    (582, "osd_enabled", "B"),
+    (583, "hud_enabled", "B"),
+    (584, "internal_camera_enabled", "B"),
+    (585, "internal_camera_fullscreen", "B"),
+    (586, "focus_assistant_enabled", "B"),
+    (587, "osd_border_height", "B"),
+    (588, "osd_border_width", "B"),
+    (589, "osd_top_offset", "B"),
+    (590, "osd_bottom_offset", "B"),
+    (591, "rtmp_url", "256s"),
+    (848, "tcp_port", "i"),
+    (852, "mpegts_clients", "256s"),
+    (1108, "udp_clients", "256s"),
+    (1364, "apstate", "B"),
+    (1365, "ap_iface", "10s"),
+    (1375, "ap_ssid", "256s"),
+    (1631, "ap_psk", "256s"),
+    (1888, "ap_mode", "i"),
+    (1892, "ap_channel", "i"),
+    (1896, "ap_country", "10s"),
+    (1906, "wifi_iface", "10s"),
+    (1916, "wifi_ssid", "256s"),
+    (2172, "wifi_psk", "256s"),
+    (2428, "camera_iface", "10s"),
+    (2438, "camera_ssid", "256s"),
+    (2694, "camera_psk", "256s"),
+    (2952, "clock", "I"),
+    (2956, "video_connected", "B"),
+    (2957, "camera_disabled", "B"),
+    (2958, "internet_reachable", "B"),
+    (3109, "version", "20s"),
+    (3129, "always_one", "B"),
+    (3131, "camera_link_ssid", "40s"),
+    (3172, "client_id", "I"),
+    (3176, "server_enabled", "B"),
+    (3177, "server_host", "16s"),
+    (3196, "server_port", "i"),
+    (3200, "server_user", "16s"),
+    (3216, "server_pass", "20s"),
+    (3236, "server_devid", "20s"),
+))
+
+
+class Region:
+    """A mapped region. `with Region(STATUS_BLOCK) as block: block["app_clients"]`."""
+
+    def __init__(self, layout: Layout, directory: Path = SHARED_MEMORY_DIRECTORY,
+                 create: bool = False) -> None:
+        self.layout = layout
+        path = directory / layout.name
+        handle = os.open(path, os.O_RDWR | (os.O_CREAT if create else 0), 0o600)
+        try:
+            size = os.fstat(handle).st_size
+            if size < layout.size:
+                if not create:
+                    raise OSError(f"{path} has {size} bytes, {layout.size} are needed")
+                os.ftruncate(handle, layout.size)
+            self.raw = mmap.mmap(handle, layout.size)
+        finally:
+            os.close(handle)
+
+    def __enter__(self) -> "Region":
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.close()
+
+    def close(self) -> None:
+        self.raw.close()
+
+    def __getitem__(self, name: str) -> Any:
+        return decode_field(self.layout.fields[name], self.raw)
+
+    def __setitem__(self, name: str, value: Any) -> None:
+        entry = self.layout.fields[name]
+        self.raw[entry.offset:entry.offset + entry.size] = encode_field(entry, value)
+
+    def post_command(self, text: str) -> None:
+        """Leave a JSON command for the box; its first byte is written last.
+
+        The box takes the field as soon as its first byte is not zero.
+        """
+        entry = self.layout.fields["command"]
+        encoded = text.encode()
+        if not 0 < len(encoded) <= entry.size:
+            raise ValueError(f"a command has 1 to {entry.size} bytes, not {len(encoded)}")
+        padded = encoded.ljust(entry.size, b"\0")
+        self.raw[entry.offset + 1:entry.offset + entry.size] = padded[1:]
+        self.raw[entry.offset] = padded[0]
+
+
+def decode_field(entry: Field, block: bytes | mmap.mmap) -> Any:
+    values = struct.unpack_from("<" + entry.format, block, entry.offset)
+    if entry.is_text:
+        return values[0].split(b"\0", 1)[0].decode("utf-8", "replace")
+    return values[0] if len(values) == 1 else list(values)
+
+
+def encode_field(entry: Field, value: Any) -> bytes:
+    """Bytes of a value; a text is cut so that its terminating NUL fits."""
+    if entry.is_text:
+        encoded = value if isinstance(value, bytes) else str(value).encode()
+        return encoded[:entry.size - 1].ljust(entry.size, b"\0")
+    values = value if isinstance(value, (list, tuple)) else (value,)
+    return struct.pack("<" + entry.format, *values)
+
+
+def decode_all(layout: Layout, block: bytes | mmap.mmap) -> dict[str, Any]:
+    return {name: decode_field(entry, block) for name, entry in layout.fields.items()}
+
+
+def build_config_record(**settings: Any) -> bytes:
+    """The 3256 bytes that hold just these settings; everything else is zero."""
+    record = bytearray(CONFIG_RECORD.size)
+    for name, value in settings.items():
+        entry = CONFIG_RECORD.fields[name]
+        record[entry.offset:entry.offset + entry.size] = encode_field(entry, value)
+    return bytes(record)

@@ -1,0 +1,206 @@
+#!/usr/bin/env python3
+"""An RC transmitter for the box: writes channel values into shared memory like the RC input does.
+
+Flies by keys, or by a script (--script FILE, '-' is standard input). Beside a running demo:
+
+    tools/attach.sh rc_simulator.py
+
+keys (a stick returns to the middle when its key is let go):
+    arrow keys    pan and tilt            w, s      speed of the sticks up and down
+    q, e          roll                    z, x      zoom out and in
+    r             record on and off       p         photo (record-shot low)
+    c             centre the gimbal       o         orientation lock on and off
+    i, k          ISO up and down         u, j      EV up and down
+    1..9          channel 1..9 between low and high
+    space         all sticks to the middle
+    l             lose and find the receiver
+    Ctrl-D, Esc   end
+"""
+
+from __future__ import annotations
+
+import argparse
+import os
+import re
+import select
+import signal
+import sys
+import termios
+import time
+import tty
+from typing import Callable
+
+from fieldrelaybox import rc_sticks
+from fieldrelaybox.rc_sticks import CENTRE, HIGH, LOW, STEPS, RcSticks
+
+HOLD_SECONDS = 0.6
+"""Terminals tell only that a key is pressed, again and again: let go means silent this long."""
+TAP_SECONDS = 0.1
+ONE_KEY = re.compile("\033[\\[O][0-9;]*[A-Za-z~]|.", re.DOTALL)
+
+
+class Stop(Exception):
+    """Time to end."""
+
+
+class Keys:
+    """Turns keys into channel values."""
+
+    def __init__(self, sticks: RcSticks) -> None:
+        self._sticks = sticks
+        self._deflection = 250
+        self._held: dict[str, tuple[float, int]] = {}  # until when, and where it goes then
+        self._lost = False
+
+    def press(self, key: str) -> str:
+        """Do what a key says; the text tells what happened."""
+        if key in STICK_KEYS:
+            name, sign = STICK_KEYS[key]
+            return self._deflect(name, sign)
+        if key in SWITCH_KEYS:
+            return self._flip(SWITCH_KEYS[key])
+        if key in TAP_KEYS:
+            return self._tap(*TAP_KEYS[key])
+        if key in STEP_KEYS:
+            return self._step(*STEP_KEYS[key])
+        if key.isdigit() and key != "0":
+            return self._flip(key)
+        return OTHER_KEYS.get(key, Keys._nothing)(self)
+
+    def let_go(self) -> None:
+        """Sticks whose key has not come again return to the middle, tapped switches to low."""
+        now = time.monotonic()
+        for name, (until, value) in list(self._held.items()):
+            if now > until:
+                del self._held[name]
+                self._sticks.set(name, value)
+        self._sticks.refresh()
+
+    def _deflect(self, name: str, sign: int) -> str:
+        self._sticks.set(name, CENTRE + sign * self._deflection)
+        self._held[name] = time.monotonic() + HOLD_SECONDS, CENTRE
+        return f"{name} {CENTRE + sign * self._deflection}"
+
+    def _flip(self, name: str) -> str:
+        value = LOW if self._sticks.value(name) > CENTRE else HIGH
+        self._sticks.set(name, value)
+        return f"{name} {value}"
+
+    def _tap(self, name: str, value: int) -> str:
+        self._sticks.set(name, value)
+        self._held[name] = time.monotonic() + TAP_SECONDS, LOW
+        return f"{name} {value}, then {LOW}"
+
+    def _step(self, name: str, change: int) -> str:
+        travelled = (self._sticks.value(name) or LOW) - LOW
+        value = rc_sticks.step_middle(name, travelled * STEPS[name] // (HIGH - LOW) + change)
+        self._sticks.set(name, value)
+        return f"{name} {value}"
+
+    def _faster(self, change: int) -> str:
+        self._deflection = max(50, min(500, self._deflection + change))
+        return f"stick deflection {self._deflection / 5:.0f} %"
+
+    def _centre(self) -> str:
+        self._held = {name: held for name, held in self._held.items() if held[1] != CENTRE}
+        self._sticks.centre()
+        return "sticks in the middle"
+
+    def _receiver(self) -> str:
+        self._lost = not self._lost
+        (self._sticks.lose if self._lost else self._sticks.recover)()
+        return "receiver lost" if self._lost else "receiver back"
+
+    def _nothing(self) -> str:
+        return ""
+
+
+STICK_KEYS = {"\033[D": ("pan", -1), "\033[C": ("pan", 1), "\033[A": ("tilt", 1),
+              "\033[B": ("tilt", -1), "q": ("roll", -1), "e": ("roll", 1), "z": ("zoom", -1),
+              "x": ("zoom", 1)}
+SWITCH_KEYS = {"r": "record", "o": "orient-lock"}
+TAP_KEYS = {"p": ("record-shot", CENTRE), "c": ("center", HIGH)}
+STEP_KEYS = {"i": ("iso", 1), "k": ("iso", -1), "u": ("ev", 1), "j": ("ev", -1)}
+OTHER_KEYS: dict[str, Callable[[Keys], str]] = {
+    "w": lambda keys: keys._faster(50),
+    "s": lambda keys: keys._faster(-50),
+    " ": Keys._centre,
+    "l": Keys._receiver,
+}
+
+
+def fly_by_keys(sticks: RcSticks) -> None:
+    keys = Keys(sticks)
+    terminal = sys.stdin.fileno()
+    before = termios.tcgetattr(terminal)
+    tty.setcbreak(terminal)
+    try:
+        while True:
+            if select.select([terminal], [], [], 0.02)[0]:
+                for key in ONE_KEY.findall(read_keys(terminal)):
+                    if key in ("\x04", "\033"):
+                        return
+                    tell(keys, key)
+            keys.let_go()
+    finally:
+        termios.tcsetattr(terminal, termios.TCSADRAIN, before)
+
+
+def read_keys(terminal: int) -> str:
+    """What was typed; Ctrl-D when the terminal is gone."""
+    return os.read(terminal, 4096).decode("utf-8", "replace") or "\x04"
+
+
+def tell(keys: Keys, key: str) -> None:
+    try:
+        text = keys.press(key)
+    except ValueError as error:
+        text = str(error)
+    if text:
+        print(text, flush=True)
+
+
+def parse_arguments() -> argparse.Namespace:
+    script = "script lines:\n" + (rc_sticks.run_script.__doc__ or "").split("\n\n", 1)[1]
+    parser = argparse.ArgumentParser(description=__doc__, epilog=script,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--script", metavar="FILE", help="carry out this script, then end")
+    return parser.parse_args()
+
+
+def run(options: argparse.Namespace) -> None:
+    sticks = RcSticks()
+    try:
+        sticks.rest()
+        if options.script:
+            with (sys.stdin if options.script == "-" else open(options.script)) as script:
+                rc_sticks.run_script(sticks, script.readlines())
+        else:
+            mapped = ", ".join(f"{name} on {number}"
+                               for name, number in sticks.functions().items())
+            print(f"channels: {mapped or 'none is mapped (rc_input_map)'}; --help lists the keys")
+            fly_by_keys(sticks)
+    finally:
+        sticks.close()
+
+
+def _stop(*_: object) -> None:
+    raise Stop
+
+
+def main() -> int:
+    options = parse_arguments()
+    signal.signal(signal.SIGTERM, _stop)
+    signal.signal(signal.SIGINT, _stop)
+    try:
+        run(options)
+    except Stop:
+        pass
+    except (OSError, ValueError, termios.error) as error:
+        print(f"rc_simulator: {error}", file=sys.stderr)
+        return 1
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
