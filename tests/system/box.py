@@ -1,0 +1,424 @@
+"""The real daemon and everything around it, driven from outside.
+
+Run inside tools/sandbox.sh with FIELDRELAYBOX_DAEMON naming the daemon; FIELDRELAYBOX_RUNNER is an
+optional prefix such as an emulator. Nothing here waits for a time to pass: it waits for what should
+happen, and fails with the daemon's log when it does not.
+"""
+
+from __future__ import annotations
+
+import json
+import os
+import shlex
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+from pathlib import Path
+from typing import IO, Any, Callable
+
+ROOT = Path(__file__).resolve().parents[2]
+TOOLS = ROOT / "tools"
+DATA = ROOT / "tests" / "data"
+sys.path.insert(0, str(TOOLS))
+
+from fieldrelaybox import app_protocol, frames  # noqa: E402
+from fieldrelaybox.app_protocol import Message  # noqa: E402
+from fieldrelaybox.shared_memory import (  # noqa: E402
+    CONFIG_RECORD, SHARED_MEMORY_DIRECTORY, STATUS_BLOCK, Region)
+from fieldrelaybox.simulated_camera import (  # noqa: E402
+    Received, SimulatedCamera, attitude_frame, counter_22_frame)
+
+DAEMON = os.path.abspath(os.environ.get("FIELDRELAYBOX_DAEMON", "fieldrelaybox"))
+RUNNER = shlex.split(os.environ.get("FIELDRELAYBOX_RUNNER", ""))
+LOOPBACK = "127.0.0.1"
+TIMEOUT = 20.0
+"""Seconds after which something that should happen counts as missing."""
+PORTS = (app_protocol.PORT, frames.BOX_PORT, 5000, 4001, 3001)
+SANITIZER_WORDS = ("ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "WARNING: ThreadSanitizer",
+                   "runtime error:")
+SANITIZED = any(word in Path(DAEMON).read_bytes() for word in (b"__asan_init", b"__tsan_init"))
+MEMORY_IS_ITS_OWN = not SANITIZED and not RUNNER
+"""Sanitizers and emulators add memory of theirs to the daemon's."""
+RESIDENT_PAGES = 1
+FENCE = b"[77"
+"""A test datagram that is printed, and is too short to be sent to the camera."""
+UNTOLD = ("[stand-in]", "test command", "command cut", "config request",
+          "client connected")
+IP_FORWARD = Path("/proc/sys/net/ipv4/ip_forward")
+RECORD_BYTES_THAT_LIVE = ((1364, 1), (2952, 5), (2958, 1), (3131, 40), (3172, 4))
+
+
+def wait_until(condition: Callable[[], Any], what: str, timeout: float = TIMEOUT) -> Any:
+    end = time.monotonic() + timeout
+    while not (value := condition()):
+        if time.monotonic() > end:
+            raise AssertionError(f"{what}: not within {timeout} s")
+        time.sleep(0.01)
+    return value
+
+
+def load_json(name: str) -> Any:
+    return json.loads((DATA / name).read_text())
+
+
+def load_hex(name: str) -> bytes:
+    return bytes.fromhex((DATA / name).read_text())
+
+
+def mask_record(record: bytes) -> bytes:
+    """A configuration record without the bytes that the running box keeps changing."""
+    masked = bytearray(record)
+    for offset, count in RECORD_BYTES_THAT_LIVE:
+        masked[offset:offset + count] = bytes(count)
+    return bytes(masked)
+
+
+def send(data: bytes, port: int, address: str = LOOPBACK) -> None:
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+        sender.sendto(data, (address, port))
+
+
+class Lines:
+    """What the daemon prints to one of its streams, line by line as it comes."""
+
+    def __init__(self, stream: IO[bytes]) -> None:
+        self.lines: list[str] = []
+        self._stream, self._changed, self._ended = stream, threading.Condition(), False
+        self._thread = threading.Thread(target=self._read, daemon=True)
+        self._thread.start()
+
+    def _read(self) -> None:
+        for raw in self._stream:
+            with self._changed:
+                self.lines.append(raw.decode("utf-8", "replace").rstrip("\n"))
+                self._changed.notify_all()
+        with self._changed:
+            self._ended = True
+            self._changed.notify_all()
+
+    def wait_for(self, text: str, start: int = 0, timeout: float = TIMEOUT,
+                 whole: bool = True) -> int:
+        """The place of the first line from `start` on that is `text`, or begins with it."""
+        def fits(line: str) -> bool:
+            return line == text if whole else line.startswith(text)
+
+        def found() -> int | None:
+            return next((i for i in range(start, len(self.lines)) if fits(self.lines[i])), None)
+        with self._changed:
+            self._changed.wait_for(lambda: found() is not None or self._ended, timeout)
+            place = found()
+        if place is None:
+            raise AssertionError(f"no line {text!r} in:\n" + "\n".join(self.lines[start:][-60:]))
+        return place
+
+    def join(self) -> None:
+        self._thread.join(TIMEOUT)
+        self._stream.close()
+
+
+class StandIns:
+    """The recording stand-ins for the box's tools, scripts and sibling programs."""
+
+    def __init__(self, directory: Path) -> None:
+        self.directory, self.log = directory, directory / "runs"
+        directory.mkdir()
+        self.log.touch()
+
+    def answer(self, tool: str, status: int = 0, output: str = "", seconds: float = 0) -> None:
+        (self.directory / f"{tool}.out").write_text(output)
+        (self.directory / f"{tool}.sleep").write_text(str(seconds))
+        (self.directory / tool).write_text(str(status))
+
+    def runs(self, *tools: str) -> list[str]:
+        """Every command so far, or only those of the named tools."""
+        lines = self.log.read_text().splitlines()
+        return [line for line in lines if not tools or line.split()[0] in tools]
+
+
+class Box:
+    """One daemon in a fresh directory that is laid out like the install directory."""
+
+    def __init__(self, settings: str | bytes | None = "") -> None:
+        self._home = tempfile.TemporaryDirectory(prefix="box.", dir="/run")
+        self.directory = Path(self._home.name)
+        self.stand_ins = StandIns(self.directory / "stand-ins")
+        for name in ("bin/wlanstatus", "scripts/hdmi-change.sh", "scripts/hdmi-mode.sh",
+                     "scripts/audio-change.sh", "scripts/audio-volume.sh", "scripts/audio-gain.sh"):
+            place = self.directory / name
+            place.parent.mkdir(exist_ok=True)
+            place.symlink_to(TOOLS / "standins" / "standin")
+        for name in (STATUS_BLOCK.name, CONFIG_RECORD.name):
+            (SHARED_MEMORY_DIRECTORY / name).unlink(missing_ok=True)
+        if settings is not None:
+            text = settings.encode() if isinstance(settings, str) else settings
+            (self.directory / "fieldrelaybox.conf").write_bytes(text)
+
+    def __enter__(self) -> "Box":
+        return self.start()
+
+    def __exit__(self, *_: object) -> None:
+        self.stop()
+
+    def launch(self) -> None:
+        environment = dict(os.environ, STANDIN_LOG=str(self.stand_ins.log),
+                           STANDIN_DIR=str(self.stand_ins.directory))
+        self.process = subprocess.Popen([*RUNNER, DAEMON], cwd=self.directory, env=environment,
+                                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                        stderr=subprocess.PIPE)
+        assert self.process.stdout and self.process.stderr
+        self.printed, self.log = Lines(self.process.stdout), Lines(self.process.stderr)
+
+    def start(self) -> "Box":
+        self.launch()
+        self.log.wait_for("Init P2P client")
+        wait_until(lambda: set(PORTS) <= bound_ports(), "the daemon's ports are bound")
+        self.status, self.mirror = Region(STATUS_BLOCK), Region(CONFIG_RECORD)
+        return self
+
+    def stop(self) -> None:
+        """End the daemon, which must still be running and must not have reported a fault."""
+        alive = self.process.poll() is None
+        self.process.send_signal(signal.SIGTERM)
+        self.await_exit()
+        if not alive:
+            raise AssertionError(f"the daemon ended by itself ({self.process.returncode}):\n"
+                                 + "\n".join(self.log.lines[-60:]))
+
+    def await_exit(self) -> int:
+        """The exit status; for a daemon that ends by itself."""
+        try:
+            self.process.wait(TIMEOUT)
+        finally:
+            self.process.kill()
+            self.process.wait()
+            self.log.join()
+            self.printed.join()
+            self._home.cleanup()
+        reports = [line for line in self.log.lines if any(word in line for word in SANITIZER_WORDS)]
+        if reports:
+            raise AssertionError("\n".join(self.log.lines[-200:]))
+        return self.process.returncode
+
+    def await_pass(self) -> None:
+        """Return behind a supervisor pass that began after the call, mirror copy included."""
+        for _ in range(2):
+            clock = self.mirror["clock"]
+            wait_until(lambda: self.mirror["clock"] != clock, "a supervisor pass ends")
+
+    def threads(self) -> int:
+        return len(os.listdir(f"/proc/{self.process.pid}/task"))
+
+    def descriptors(self) -> int:
+        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
+
+    def resident_kilobytes(self) -> int:
+        pages = Path(f"/proc/{self.process.pid}/statm").read_text().split()[RESIDENT_PAGES]
+        return int(pages) * os.sysconf("SC_PAGE_SIZE") // 1024
+
+
+def bound_ports() -> set[int]:
+    rows = Path("/proc/net/udp").read_text().splitlines()[1:]
+    return {int(row.split()[1].split(":")[1], 16) for row in rows}
+
+
+class Receiver:
+    """A UDP socket of a neighbour of the box."""
+
+    def __init__(self, port: int = 0) -> None:
+        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4_000_000)
+        self.socket.setsockopt(socket.SOL_SOCKET, 35, 1)  # SO_TIMESTAMPNS
+        self.socket.bind((LOOPBACK, port))
+        self.port: int = self.socket.getsockname()[1]
+        self.sender: tuple[str, int] = ("", 0)
+        self.arrival = 0
+        """Nanoseconds at which the last datagram reached the socket."""
+
+    def receive(self, timeout: float = TIMEOUT) -> bytes:
+        data = self.poll(timeout)
+        if data is None:
+            raise AssertionError(f"nothing at port {self.port} within {timeout} s")
+        return data
+
+    def poll(self, timeout: float = 0) -> bytes | None:
+        self.socket.settimeout(timeout)
+        try:
+            data, ancillary, _, self.sender = self.socket.recvmsg(65535, 64)
+        except (BlockingIOError, TimeoutError):
+            return None
+        seconds, nanoseconds = struct.unpack("qq", ancillary[0][2])
+        self.arrival = seconds * 1_000_000_000 + nanoseconds
+        return data
+
+    def drain(self) -> list[bytes]:
+        return list(iter(self.poll, None))
+
+    def close(self) -> None:
+        self.socket.close()
+
+
+class App(Receiver):
+    """A phone app. As a context it is registered and stays so."""
+
+    def __init__(self, data_only: bool = False) -> None:
+        super().__init__()
+        self.data_only, self._leaving = data_only, threading.Event()
+        self._refresher = threading.Thread(target=self._refresh, daemon=True)
+
+    def __enter__(self) -> "App":
+        self.register()
+        self.await_reply()
+        self._refresher.start()
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self._leaving.set()
+        self._refresher.join()
+        self.send(app_protocol.unregister())
+        self.close()
+
+    def _refresh(self) -> None:
+        while not self._leaving.wait(1.5):
+            self.register()
+
+    def await_reply(self) -> None:
+        """A record may be on its way before the reply is."""
+        while self.receive() != b"B":
+            pass
+
+    def send(self, data: bytes) -> None:
+        self.socket.sendto(data, (LOOPBACK, app_protocol.PORT))
+
+    def register(self) -> None:
+        self.send(app_protocol.register(self.data_only))
+
+    def command(self, **members: str) -> None:
+        self.send(app_protocol.command(json.dumps(members, separators=(",", ":"))))
+
+    def message(self, wanted: Callable[[Message], bool] = lambda _: True,
+                timeout: float = TIMEOUT) -> Message:
+        """The next message that fits; what came before it is dropped."""
+        end = time.monotonic() + timeout
+        while (left := end - time.monotonic()) > 0:
+            message = app_protocol.parse_message(self.poll(left) or b"")
+            if message and wanted(message):
+                return message
+        raise AssertionError(f"no such message within {timeout} s")
+
+    def payload(self, kind: int) -> bytes:
+        return self.message(lambda message: message.kind == kind).payload
+
+    def record(self, payload: bytes) -> Message:
+        """Wait for exactly this record; on failure tell the last one of its code."""
+        last = b""
+
+        def fits(message: Message) -> bool:
+            nonlocal last
+            if message.kind == app_protocol.RECORD and message.payload[:1] == payload[:1]:
+                last = message.payload
+            return last == payload
+        try:
+            return self.message(fits, 10)
+        except AssertionError:
+            raise AssertionError(f"expected {payload.hex()}, last was {last.hex()}") from None
+
+
+class Camera(SimulatedCamera):
+    """A simulated camera; a quiet one pushes only what a test tells it to."""
+
+    def __init__(self, at: Box, quiet: bool = False) -> None:
+        super().__init__(pushes=not quiet)
+        self.at, self._lines_before = at, len(at.log.lines)
+
+    def connect(self) -> None:
+        self.push(attitude_frame(0, 0, 0))
+        self.at.log.wait_for("data disconnected", self._lines_before)
+        self.fence()
+
+    def fence(self, *frames: bytes) -> None:
+        """Push frames until the box has read them; its buffer holds only a few at a time."""
+        block = self.at.status
+        mark = block["value_1648"] + 1
+
+        def read() -> bool:
+            for frame in (*frames, counter_22_frame(mark)):
+                self.push(frame)
+            end = time.monotonic() + 0.2
+            while block["value_1648"] != mark and time.monotonic() < end:
+                time.sleep(0.001)
+            return block["value_1648"] == mark
+        wait_until(read, "the camera's frames are read")
+
+    def take(self, ignored: set[str]) -> list[Received]:
+        """Everything that has reached this camera, without frames of an ignored set and id (hex)."""
+        taken: list[Received] = []
+        send(b"mark", self.port)  # behind everything
+        while (received := self.next_frame()).raw != b"mark":
+            if received.raw[9:11].hex() not in ignored:
+                taken.append(received)
+        return taken
+
+    def stop_clock(self) -> int:
+        """Keep the box from setting the camera's clock now and then; the sequence number after."""
+        send(app_protocol.command('{"cmd":"time","value1":"19991231235958"}'), app_protocol.PORT)
+        wanted = bytes.fromhex("cf070c1f173b3a")
+        return self.wait_for(lambda got: wanted in got.raw).raw[6]
+
+
+class BoxTestCase(unittest.TestCase):
+    """One daemon for all tests of a class."""
+
+    settings: str | bytes | None = ""
+    box: Box
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls) -> None:
+        cls.box = Box(cls.settings)
+        cls.prepare()
+        try:
+            cls.box.start()
+        finally:
+            cls.addClassCleanup(cls.box.stop)
+
+    @classmethod
+    def prepare(cls) -> None:
+        """What has to be there before the daemon starts."""
+
+    def receiver(self, port: int) -> Receiver:
+        receiver = Receiver(port)
+        self.addCleanup(receiver.close)
+        return receiver
+
+    def app(self, data_only: bool = False) -> App:
+        return self.enterContext(App(data_only))
+
+    def camera(self, quiet: bool = False) -> Camera:
+        camera = self.enterContext(Camera(self.box, quiet))
+        camera.connect()
+        return camera
+
+    def note_idle_threads(self) -> None:
+        """For finish_commands; call it before the first command."""
+        wait_until(lambda: self.box.mirror["clock"], "the first pass: every thread is there")
+        self.idle_threads = self.box.threads()
+
+    def finish_commands(self) -> None:
+        """Return when everything sent so far was taken and every command has ended."""
+        printed = len(self.box.printed.lines)
+        send(FENCE, app_protocol.PORT)
+        self.box.printed.wait_for("77 ", printed)
+        wait_until(lambda: self.box.threads() == self.idle_threads, "the commands end")
+
+    def log_since(self, start: int, count: int) -> list[str]:
+        """At least `count` lines of the log, without what belongs to the tests themselves."""
+        def lines() -> list[str]:
+            return [line for line in self.box.log.lines[start:] if not line.startswith(UNTOLD)]
+        wait_until(lambda: len(lines()) >= count, f"{count} log lines")
+        return lines()

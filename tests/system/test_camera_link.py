@@ -1,0 +1,66 @@
+"""The camera link: first contact, silence, change of port, and the camera's clock."""
+
+import datetime
+import struct
+import unittest
+
+from box import IP_FORWARD, BoxTestCase, Camera, app_protocol, wait_until
+
+class Link(BoxTestCase):
+    def link_bytes(self) -> tuple[int, int, int]:
+        block = self.box.status
+        return block["link_state_129"], block["link_state_133"], block["link_state_134"]
+
+    def test_contact_port_change_and_silence(self) -> None:
+        app, log = self.app(data_only=True), self.box.log
+        IP_FORWARD.write_text("5")
+        app.record(bytes.fromhex("05000000000000"))
+        self.assertEqual(self.box.status["telemetry_status_text"], "telemetry disconnected")
+        for offset in (129, 1881, 1882):
+            self.box.status.raw[offset] = 1
+        with Camera(self.box) as camera:
+            camera.connect()
+            self.assertEqual(self.link_bytes(), (0, 1, 1))
+            self.assertEqual((self.box.status["state_1881"], self.box.status["state_1882"]), (0, 0))
+            self.assertEqual((self.box.status["half_688"], self.box.status["half_696"]), (0.5, 0.5))
+            wait_until(lambda: IP_FORWARD.read_text() == "0\n", "forwarding goes off")
+            app.record(bytes.fromhex("05000200000000"))
+            self.assertEqual(self.box.status["telemetry_status_text"], "")
+            app.record(bytes.fromhex("06110100000000"))  # telemetry, too, reports video
+            camera.stop_clock()
+            for offset in (1881, 1882):
+                self.box.status.raw[offset] = 1
+            start = len(log.lines)
+            camera.change_port()
+            log.wait_for("data disconnected", start)
+            wait_until(lambda: not self.box.status["state_1881"], "the flags are cleared")
+            wait_until(lambda: self.link_bytes() == (0, 1, 1), "the link is up again")
+            app.drain()
+            app.record(bytes.fromhex("05000200000000"))
+            app.send(app_protocol.command('{"cmd":"iso","param":"100"}'))
+            camera.wait_for(lambda got: got.frame.command == (0x02, 0x2A))  # at the new port
+            start = len(log.lines)
+        log.wait_for("data disconnected", start)
+        wait_until(lambda: IP_FORWARD.read_text() == "1\n", "forwarding comes back")
+        app.record(bytes.fromhex("05000000000000"))
+        self.assertEqual(self.link_bytes(), (0, 0, 0))
+        self.assertEqual(self.box.status["telemetry_status_text"], "telemetry disconnected")
+
+
+class Clock(BoxTestCase):
+    def test_the_box_sets_the_clock_of_a_connected_camera(self) -> None:
+        with Camera(self.box) as camera:
+            camera.connect()
+            frame = camera.wait_for(lambda got: got.frame.command == (0x02, 0x54)).frame
+            self.assertEqual(frame.faults, ())
+            year, *rest = struct.unpack_from("<H5B", frame.payload)
+            told = datetime.datetime(year, *rest)
+            self.assertLess(abs(datetime.datetime.now() - told), datetime.timedelta(seconds=5))
+            camera.stop_clock()
+            camera.drain()
+            self.box.await_pass()
+            self.assertEqual(camera.drain(), [])
+
+
+if __name__ == "__main__":
+    unittest.main()

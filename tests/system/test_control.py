@@ -1,0 +1,210 @@
+"""The control server: registration, removal, silence, commands, test datagrams, periodic records."""
+
+import socket
+import time
+import unittest
+
+from box import (LOOPBACK, TIMEOUT, App, BoxTestCase, Camera, app_protocol, load_json, send,
+                 wait_until)
+
+RECORDS = load_json("app_records.json")
+
+
+class Registration(BoxTestCase):
+    settings = "camera_iface=\n"
+
+    def setUp(self) -> None:
+        wait_until(lambda: self.box.status["app_clients"] == 0, "all apps are gone")
+
+    def silent_app(self) -> App:
+        app = App()
+        self.addCleanup(app.close)
+        return app
+
+    def assert_no_reply(self, app: App) -> None:
+        """A second app's reply tells that the box is done with what `app` sent."""
+        with App():
+            self.assertEqual(app.drain(), [])
+
+    def test_first_datagrams(self) -> None:
+        for case in RECORDS["registration"]["cases"]:
+            with self.subTest(case["note"]):
+                app, start = self.silent_app(), len(self.box.log.lines)
+                app.send(bytes.fromhex(case["in"]))
+                if case["reply"] is None:
+                    self.assert_no_reply(app)
+                    mine = [line for line in self.box.log.lines if f":{app.port}" in line]
+                    self.assertEqual(mine, [])
+                    continue
+                app.await_reply()
+                self.assertEqual(app.sender, (LOOPBACK, 4242))
+                kind = "(only data)" if case["data_only"] else " "
+                self.box.log.wait_for(f"client connected from {LOOPBACK}:{app.port} {kind}", start)
+                app.send(app_protocol.unregister())
+                self.box.log.wait_for(f"client {LOOPBACK}:{app.port} removed", start)
+
+    def test_repeated_registration_and_data_only_change(self) -> None:
+        app, other = self.app(), self.app()
+        for data_only in (False, True, True, False):
+            app.data_only = data_only
+            app.register()
+            with App():  # its reply tells that the box has seen the registration
+                pass
+            app.drain()
+            other.drain()
+            send(b"picture", 5000)
+            other.payload(app_protocol.VIDEO)
+            send(b"sound", 4001)
+            other.payload(app_protocol.AUDIO)
+            kinds = [data[1] for data in app.drain() if data[1] != app_protocol.RECORD]
+            self.assertEqual(kinds, [] if data_only else [1, 2])
+        told = [line for line in self.box.log.lines if f"from {LOOPBACK}:{app.port} " in line]
+        self.assertEqual(len(told), 1)
+
+    def test_the_eleventh_app_waits_for_a_free_place(self) -> None:
+        for _ in range(9):
+            self.app(data_only=True)
+        leaving, late = self.silent_app(), self.silent_app()  # which do not register by themselves
+        leaving.register()
+        leaving.await_reply()
+        late.register()
+        wait_until(lambda: self.box.status["app_clients"] == 10, "ten apps are counted")
+        self.assertEqual(late.drain(), [])
+        leaving.send(app_protocol.unregister())
+        self.box.log.wait_for(f"client {LOOPBACK}:{leaving.port} removed")
+        leaving.drain()
+        late.register()
+        late.await_reply()
+        late.message()
+        self.assertEqual(leaving.drain(), [])
+        late.send(app_protocol.unregister())
+
+    def test_silence_removes_an_app(self) -> None:
+        quiet, faithful = self.silent_app(), self.app()
+        quiet.register()
+        quiet.await_reply()
+        registered = time.monotonic()
+        lost = f"Client {LOOPBACK}:{quiet.port} lost"
+        while lost not in self.box.log.lines and time.monotonic() < registered + TIMEOUT:
+            faithful.message()
+        took = time.monotonic() - registered
+        self.assertTrue(5.0 < took < 9.5, took)
+        self.assertNotIn(f"Client {LOOPBACK}:{faithful.port} lost", self.box.log.lines)
+        wait_until(lambda: self.box.status["app_clients"] == 1, "the count follows")
+        faithful.message()
+        quiet.drain()
+        faithful.message(lambda message: message.payload[:1] == b"\x0b")
+        self.assertEqual(quiet.drain(), [])
+
+    def test_own_messages_are_ignored(self) -> None:
+        """A raw datagram that claims to come from the box's own port."""
+        start = len(self.box.log.lines)
+        with RawSender() as raw:
+            raw.send(app_protocol.register(False), 4242)
+            raw.send(app_protocol.register(False), 4243)
+            self.box.log.wait_for(f"client connected from {LOOPBACK}:4243  ", start)
+            raw.send(app_protocol.unregister(), 4243)
+        self.assertFalse([line for line in self.box.log.lines[start:] if ":4242" in line])
+
+
+class RawSender:
+    """Sends UDP datagrams from a port that another socket holds."""
+
+    def __enter__(self) -> "RawSender":
+        self.socket = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_UDP)
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.socket.close()
+
+    def send(self, data: bytes, source: int) -> None:
+        header = b"".join(value.to_bytes(2, "big") for value in (source, 4242, 8 + len(data), 0))
+        self.socket.sendto(header + data, (LOOPBACK, 0))
+
+
+class TestDatagrams(BoxTestCase):
+    def test_every_case(self) -> None:
+        camera = self.camera()
+        sequence = camera.stop_clock() + 1 & 0xFF
+        cases = sorted(RECORDS["test_datagrams"]["cases"], key=lambda case: case["seq"])
+        for case in cases:
+            with self.subTest(case["note"]):
+                while sequence != case["seq"]:
+                    send(b"[00,00", 4242)
+                    camera.next_frame()
+                    sequence = (sequence + 1) & 0xFF
+                start = len(self.box.printed.lines)
+                send(text_of(case), 4242)
+                if case["sent"] is not None:
+                    self.assertEqual(camera.next_frame().raw.hex(), case["sent"])
+                sequence = case["seq_after"]
+                if "printed" in case:
+                    self.box.printed.wait_for(case["printed"].rstrip("\n"), start)
+        send(b"[1,2,3,4,5,6,7,8,9", 4242)  # nothing of what came before was sent late
+        self.assertEqual(camera.next_frame().raw[6], sequence)
+
+    def test_nothing_is_sent_without_a_camera(self) -> None:
+        with Camera(self.box) as camera:
+            camera.connect()
+            camera.stop_clock()
+            start = len(self.box.log.lines)
+            send(b"[1,2,3,4,5,6,7,8,9", 4242)
+            first = camera.wait_for(lambda got: got.raw[0] == 1).raw[6]
+        self.box.log.wait_for("data disconnected", start)
+        wait_until(lambda: self.box.status["telemetry_status_text"], "the link is down")
+        start = len(self.box.printed.lines)
+        send(b"[00,00", 4242)
+        self.box.printed.wait_for("00 00 ", start)
+        camera = self.camera()
+        send(b"[1,2,3,4,5,6,7,8,9", 4242)
+        self.assertEqual(camera.next_frame().raw[6], (first + 1) & 0xFF)
+
+
+def text_of(case: dict) -> bytes:
+    if case["text"] is not None:
+        return case["text"].encode()
+    first, item, times, last = case["text_repeat"]
+    return (first + item * times + last).encode()
+
+
+class PeriodicRecords(BoxTestCase):
+    settings = "hdmi_enabled=1\nrtmp_enabled=1\ntcp_enabled=1\nfocus_assistant_enabled=1\n"
+
+    def test_order_and_content(self) -> None:
+        app, other = self.app(), self.app(data_only=True)
+        self.box.status["rc_state"] = 6
+        self.box.status["state_1881"] = 3
+        self.box.status["state_1882"] = 3
+        app.record(bytes.fromhex(RECORDS["code11"]["payload"]))
+        records = [app.message() for _ in range(5)]
+        self.assertEqual([message.payload.hex() for message in records], [
+            "05010000000000", "05000000000000", RECORDS["code9"][0]["payload"],
+            "06c5020a010600", RECORDS["code11"]["payload"]])
+        numbers = [message.sequence for message in records]
+        self.assertEqual(numbers, list(range(numbers[0], numbers[0] + 5)))
+        self.assertTrue(all(message.client_id == 0 for message in records))
+        same = other.message(lambda message: message.sequence == numbers[2])
+        self.assertEqual(same.payload, records[2].payload)
+        self.box.await_pass()
+        self.assertEqual(self.box.mirror.raw[3131:3171],
+                         bytes.fromhex(RECORDS["code9"][0]["record_ssid_field_40"]))
+
+    def test_flags_follow_tools_and_status_block(self) -> None:
+        app = self.app(data_only=True)
+        self.box.status["rc_state"] = 255
+        self.box.status["state_1881"] = 2
+        self.box.status["state_1882"] = 2
+        app.record(bytes.fromhex("0605010a01ff00"))
+        self.box.stand_ins.answer("pidof", 0)
+        app.record(bytes.fromhex("0607010a01ff00"))
+        self.box.await_pass()
+        self.assertEqual(self.box.mirror["apstate"], 1)
+        self.assertEqual(set(self.box.stand_ins.runs("pidof")), {"pidof hostapd"})
+        self.box.stand_ins.answer("pidof", 1)
+        app.record(bytes.fromhex("0605010a01ff00"))
+        passes = len(self.box.stand_ins.runs("pidof"))
+        self.assertLessEqual(len(self.box.stand_ins.runs("ping")), passes // 10 + 1)
+
+
+if __name__ == "__main__":
+    unittest.main()

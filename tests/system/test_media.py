@@ -1,0 +1,170 @@
+"""The media relay: who gets which datagram, in which order, unchanged."""
+
+import os
+import threading
+import time
+import unittest
+
+from box import (IP_FORWARD, App, BoxTestCase, Receiver, app_protocol, attitude_frame, send,
+                 wait_until)
+
+VIDEO_IN, AUDIO_IN, TRANSCODED_IN = 5000, 4001, 3001
+VIDEO_OUT = (3002, 3003, 3004, 3005)
+AUDIO_OUT = (4002, 4003, 4004)
+TRANSCODER, PLAYER = 3000, 6000
+ENCODERS = "".join(f"{name}_enabled=1\n" for name in ("rtmp", "mpegts", "tcp", "rtsp"))
+
+# Loopback keeps the order of datagrams on one processor only: a sender that moves to another in
+# between can be overtaken by itself.
+os.sched_setaffinity(0, {min(os.sched_getaffinity(0))})
+
+
+class FanOut(BoxTestCase):
+    # Nobody listens at 7300; 7400 is the same program twice; the others are skipped.
+    settings = ENCODERS + ("udp_enabled=1\nudp_clients=127.0.0.1:7100,localhost:7150,127.0.0.1:7200,"
+                           "127.0.0.1:65535,127.0.0.1:7300,127.0.0.1,127.0.0.1:7200\n")
+
+    def receivers(self, *ports: int) -> list[Receiver]:
+        return [self.receiver(port) for port in ports]
+
+    def assert_relayed(self, app: App, kind: int, port: int, outputs: list[Receiver],
+                       payload: bytes) -> None:
+        send(payload, port)
+        message = app.message(lambda message: message.kind == kind)
+        self.assertEqual(message.payload, payload)
+        self.assertEqual(app.sender[1], app_protocol.PORT)
+        arrivals = [app.arrival]
+        for output in outputs:
+            self.assertEqual(output.receive(), payload)
+            arrivals.append(output.arrival)
+        self.assertEqual(arrivals, sorted(arrivals))
+
+    def test_video_and_audio_reach_everyone_in_order(self) -> None:
+        app, data_app = self.app(), self.app(data_only=True)
+        first, second = self.receivers(7100, 7200)
+        video = [first, second, second, *self.receivers(*VIDEO_OUT)]
+        second_audio = self.receiver(7201)
+        audio = [self.receiver(7101), second_audio, second_audio, *self.receivers(*AUDIO_OUT)]
+        no_audio = self.receivers(4005, 3000, PLAYER, 30000)
+        for size in (1, 12, 1316, 9999, 30000, 60000):
+            with self.subTest(size=size):
+                self.assert_relayed(app, app_protocol.VIDEO, VIDEO_IN, video, os.urandom(size))
+                if size <= 30000:
+                    self.assert_relayed(app, app_protocol.AUDIO, AUDIO_IN, audio, os.urandom(size))
+        transcoded = os.urandom(10000)
+        self.assert_relayed(app, app_protocol.VIDEO, TRANSCODED_IN, video, transcoded)
+        for receiver in (*video, *audio, *no_audio):
+            self.assertEqual(receiver.drain(), [])
+        self.assertFalse([data for data in data_app.drain() if data[1] != app_protocol.RECORD])
+
+    def test_sequence_numbers_run_through_all_kinds(self) -> None:
+        app, numbers = self.app(), []
+        for _ in range(300):
+            for port in (VIDEO_IN, AUDIO_IN):
+                send(b"x" * 1300, port)
+                message = app.message()
+                numbers.append(message.sequence)
+                while message.kind == app_protocol.RECORD:
+                    message = app.message()
+                    numbers.append(message.sequence)
+        self.assertEqual(sorted(numbers), list(range(min(numbers), min(numbers) + len(numbers))))
+
+    def test_local_player_follows_the_app(self) -> None:
+        app, (player,) = self.app(), self.receivers(PLAYER)
+        for on in (False, True, False):
+            app.send(app_protocol.local_video(on))
+            with App():  # its reply: the switch was handled
+                pass
+            for payload in (b"one", b"two", b"end"):  # at "end", the others are done
+                send(payload, VIDEO_IN)
+                app.message(lambda message: message.payload == payload)
+            got = [payload for payload in player.drain() if payload != b"end"]
+            self.assertEqual(got, [b"one", b"two"] if on else [])
+
+    def test_streams_and_records_never_mix(self) -> None:
+        """Video, audio and attitude records at once; every message must be whole."""
+        app, camera, stop = self.app(), self.camera(), threading.Event()
+
+        def flood(port: int, mark: int, size: int) -> None:
+            while not stop.is_set():
+                send(bytes((mark,)) * size, port)
+                time.sleep(0.0005)
+        floods = [threading.Thread(target=flood, args=row) for row in (
+            (VIDEO_IN, 0x76, 9000), (AUDIO_IN, 0x61, 900), (TRANSCODED_IN, 0x74, 700))]
+        for thread in floods:
+            thread.start()
+        counts = {0x76: 0, 0x61: 0, 0x74: 0, "records": 0}
+        sizes = {0x76: (1, 9000), 0x61: (2, 900), 0x74: (1, 700)}
+        try:
+            while min(counts.values()) < 150 or max(counts.values()) < 1500:
+                camera.push(attitude_frame(1, 2, 3))
+                message = app.message()
+                mark = message.payload[0]
+                if message.kind == app_protocol.RECORD:
+                    known = app_protocol.decode_record(message.payload)
+                    self.assertNotEqual(known["record"], "unknown", message.payload)
+                    counts["records"] += 1
+                else:
+                    self.assertEqual((message.kind, len(message.payload)), sizes[mark])
+                    self.assertEqual(set(message.payload), {mark})
+                    counts[mark] += 1
+        finally:
+            stop.set()
+            for thread in floods:
+                thread.join()
+
+
+class Transcoding(BoxTestCase):
+    settings = ENCODERS + "video_transcode_enabled=1\n"
+
+    def test_video_goes_by_way_of_the_transcoder(self) -> None:
+        app, transcoder, encoder = self.app(), self.receiver(TRANSCODER), self.receiver(3002)
+        send(b"camera picture", VIDEO_IN)
+        self.assertEqual(transcoder.receive(), b"camera picture")
+        send(b"smaller picture", TRANSCODED_IN)
+        self.assertEqual(app.payload(app_protocol.VIDEO), b"smaller picture")
+        self.assertEqual(encoder.receive(), b"smaller picture")
+        self.assertEqual(transcoder.drain(), [])
+
+
+class VideoLink(BoxTestCase):
+    settings = ""
+
+    def test_connection_and_silence(self) -> None:
+        app, forwarded = self.app(), IP_FORWARD.read_text
+        app.record(bytes.fromhex("05010000000000"))
+        self.assertEqual(self.box.status["video_status_text"], "video disconnected")
+        start = len(self.box.log.lines)
+        IP_FORWARD.write_text("1")
+        done = threading.Event()
+
+        def stream() -> None:
+            while not done.wait(0.1):
+                send(b"picture", VIDEO_IN)
+        streaming = threading.Thread(target=stream)
+        streaming.start()
+        try:
+            self.box.log.wait_for("video connected", start)
+            wait_until(lambda: forwarded() == "0\n", "forwarding goes off")
+            app.record(bytes.fromhex("05010200000000"))
+            app.record(bytes.fromhex("06110100000000"))
+            self.assertEqual(self.box.status["video_connected"], 1)
+            self.assertEqual(self.box.status["video_status_text"], "")
+            wait_until(lambda: self.box.mirror["video_connected"], "the record follows")
+            self.assertNotIn("video disconnected", self.box.log.lines)
+        finally:
+            done.set()
+            streaming.join()
+        app.drain()
+        app.record(bytes.fromhex("05010000000000"))
+        app.record(bytes.fromhex("06010100000000"))
+        wait_until(lambda: forwarded() == "1\n", "forwarding comes back")
+        self.assertEqual(self.box.status["video_connected"], 0)
+        self.assertEqual(self.box.status["video_status_text"], "video disconnected")
+        self.box.await_pass()
+        told = [line for line in self.box.log.lines[start:] if line.startswith("video ")]
+        self.assertEqual(told, ["video connected", "video disconnected"])
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,131 @@
+"""RC control: the real daemon flown through shared memory, every frame to the camera checked."""
+
+import time
+import unittest
+from pathlib import Path
+
+from box import App, BoxTestCase, TIMEOUT, app_protocol, wait_until
+from fieldrelaybox.rc_sticks import CENTRE, HIGH, LOW, RcSticks
+
+MAP = ("pan,tilt,record-shot,center,orient-lock,osd,iso,zoom,digital-zoom2,menu,intcamera,roll,"
+       "videomode,shutter")
+STOP = "gimbal speed 0,0"
+FULL = "gimbal speed 1000,0"
+
+
+class Flight(BoxTestCase):
+    settings = (f"rc_input_enabled=1\nrc_input_map={MAP}\nrc_input_speed_pan=100\n"
+                "rc_input_speed_tilt=50\nrc_input_inverse_tilt=1\nosd_enabled=1\n")
+
+    def setUp(self) -> None:
+        self.rc = self.camera()
+        self.rc.stop_clock()
+        self.sticks = RcSticks(self.box.status)
+        self.sticks.rest()
+        self.addCleanup(self.sticks.lose)
+        self.see_starting_positions()
+
+    def see_starting_positions(self) -> None:
+        """On return the loop has seen where everything is: sticks alone act at once."""
+        self.sticks.set("tilt", HIGH)
+        self.rc.wait_for(lambda got: got.name == "gimbal speed 0,-500")
+        self.sticks.set("tilt", CENTRE)
+        self.rc.wait_for(lambda got: got.name == STOP)
+        self.last = STOP
+
+    def expect(self, *names: str) -> None:
+        """The next frames are these, behind repetitions of what was expected before each."""
+        for name in names:
+            while (got := self.rc.next_frame(TIMEOUT)).name == self.last != name:
+                self.assertEqual(got.faults, ())
+            self.assertEqual((got.name, got.faults), (name, ()))
+            self.last = name
+
+    def move(self, name: str, value: int, *frames: str) -> None:
+        self.sticks.set(name, value)
+        self.expect(*frames)
+
+    def test_take_over_release_and_lost_rc(self) -> None:
+        self.move("pan", HIGH, FULL)
+        start, frames = time.monotonic(), len(self.rc.drain())
+        while frames < 50:
+            self.assertEqual(self.rc.next_frame().name, FULL)
+            frames += 1
+        self.assertAlmostEqual(time.monotonic() - start, 1, delta=0.5)  # one every 20 ms
+        self.move("tilt", LOW, "gimbal speed 1000,500")
+        self.move("pan", CENTRE, "gimbal speed 0,500")
+        self.move("tilt", CENTRE, STOP)
+        self.move("zoom", HIGH, "zoom drive in")
+        self.move("pan", HIGH, FULL)
+        self.sticks.lose()
+        self.expect(STOP, "zoom drive stop", "zoom drive stop, again")
+        self.sticks.centre()
+        self.sticks.set("iso", HIGH)
+        self.sticks.recover()
+        self.see_starting_positions()
+        self.assertEqual([got.name for got in self.rc.drain()], [])  # not where a knob rests
+
+    def test_app_moves_are_carried_on(self) -> None:
+        self.sticks.lose()
+        with App(data_only=True) as app:
+            app.command(cmd="position", param="moverel", value1="30", value2="20")
+            self.expect(*["gimbal speed 30,20"] * 20)  # -20, and the tilt is reversed
+            app.command(cmd="position", param="moverel", value1="0", value2="0")
+            self.expect(STOP)
+            app.command(cmd="position", param="moverel", value1="5", value2="0")
+            self.expect("gimbal speed 5,0")
+            self.sticks.recover()
+            self.move("pan", HIGH, FULL)
+            self.move("pan", CENTRE, STOP)
+            app.command(cmd="position", param="move", value1="100", value2="200")
+            self.expect("gimbal set angle 100,200")
+            self.move("pan", LOW, "gimbal speed -1000,0")  # at once
+            self.move("pan", CENTRE, STOP)
+            app.command(cmd="position", param="moverel", value1="6", value2="0")
+            self.expect("gimbal speed 6,0")
+        self.expect(STOP)  # with the app went its move
+        self.move("roll", LOW, "roll horizont -1")  # no roll speed was set
+
+    def test_switches_and_steps(self) -> None:
+        idle, reset = "buttons idle", ["gimbal reset press", "gimbal reset release"] * 2
+        self.move("record-shot", CENTRE)
+        self.move("record-shot", HIGH, "set mode video", *["record start press"] * 2, idle)
+        self.move("record-shot", CENTRE, idle, *["record stop press"] * 2, idle)
+        self.move("record-shot", LOW, "set mode photo", *["shot single"] * 2, idle)
+        self.move("orient-lock", HIGH, idle, "periodic frame B")
+        self.move("orient-lock", LOW, *reset)
+        self.move("center", HIGH, *reset)
+        self.move("iso", 1700, "set iso 1600")
+        self.move("shutter", HIGH, "set shutter 8000")
+        self.move("videomode", 1600, "set image mode aperture")
+        self.move("digital-zoom2", HIGH, *["set zoom 5"] * 3, *["set zoom 10"] * 3)
+        self.sticks.set("digital-zoom2", CENTRE)
+        self.sticks.set("menu", HIGH)
+        wait_until(lambda: self.box.status["rc_menu_active"], "the menu has the sticks")
+        self.sticks.set("pan", HIGH)
+        self.move("iso", LOW)
+        names = [self.rc.wait_for(lambda got: not got.name.startswith("set zoom")).name]
+        self.assertEqual(names, ["set iso auto"])
+        self.sticks.set("pan", CENTRE)
+
+    def test_a_flipped_setting_is_saved_while_the_gimbal_moves_on(self) -> None:
+        self.box.stand_ins.answer("mount", seconds=0.7)
+        self.move("pan", HIGH, FULL)
+        self.sticks.set("osd", HIGH)
+        self.sticks.set("intcamera", HIGH)
+        saved = Path("/boot/fieldrelaybox.conf")
+        began, times = time.monotonic(), []
+        while not self.box.stand_ins.runs("killall") and time.monotonic() - began < TIMEOUT:
+            times.append(self.rc.next_frame().time)
+        self.assertGreater(len(times), 30)
+        self.assertLess(max(b - a for a, b in zip(times, times[1:])), 0.5)
+        self.assertEqual(self.box.stand_ins.runs("killall"), ["killall -q raspivid"])
+        self.assertEqual(self.box.status["osd_enabled"], 0)
+        self.assertEqual(self.box.status["internal_camera_enabled"], 1)
+        lines = saved.read_bytes().split(b"\r\n")
+        self.assertIn(b"osd_enabled=0", lines)
+        self.assertIn(b"internal_camera_enabled=1", lines)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,167 @@
+"""The way to the box through a relay server, and the client's subcommands."""
+
+import json
+import signal
+import socket
+import subprocess
+import sys
+import time
+import unittest
+from typing import Callable
+from unittest.mock import Mock
+
+from box import LOOPBACK, TIMEOUT, TOOLS, BoxTestCase, Lines, app_protocol, send
+
+from fieldrelaybox.app_protocol import Message
+from fieldrelaybox.box_link import BoxLink
+from fieldrelaybox.client_commands import fetch_report
+from fieldrelaybox.relay import Account, authentication
+
+PORT, RELAY = 4343, (LOOPBACK, 4343)
+ALICE, BOB = Account("alice", "secret", "box-1"), Account("bob", "word", "box-2")
+REMEMBERED = 2 * TIMEOUT
+"""Seconds: the box speaks every 3, and an app notices after 6 that its relay has forgotten it."""
+
+
+class Relay:
+    def __init__(self) -> None:
+        accounts = [f"--account={it.user}:{it.password}:{it.device}" for it in (ALICE, BOB)]
+        self.process = subprocess.Popen(
+            [sys.executable, "-B", TOOLS / "relay_server.py", f"--port={PORT}", *accounts],
+            stdout=subprocess.PIPE)
+        assert self.process.stdout
+        self.log = Lines(self.process.stdout)
+        self.log.wait_for(f"relay on 0.0.0.0:{PORT}")
+
+    def stop(self) -> None:
+        self.process.send_signal(signal.SIGTERM)
+        status = self.process.wait(TIMEOUT)
+        self.log.join()
+        if status:
+            raise AssertionError(f"the relay ended with {status}")
+
+    def linked_box(self) -> tuple[int, int]:
+        """Port and id of the box, once it is linked."""
+        start = "box box-1 linked from "
+        words = self.log.lines[self.log.wait_for(start, whole=False)].split()
+        return int(words[4].split(":")[1]), int(words[7])
+
+
+def await_message(link: BoxLink, wanted: Callable[[Message], bool],
+                  meanwhile: Callable[[], object] = lambda: None) -> Message:
+    end = time.monotonic() + REMEMBERED
+    while time.monotonic() < end:
+        meanwhile()
+        message = link.receive(0.2)
+        if message and wanted(message):
+            return message
+    raise AssertionError("no such message from the relay")
+
+
+class ThroughRelay(BoxTestCase):
+    settings = (f"camera_iface=\nserver_enabled=1\nserver_host={LOOPBACK}\nserver_port={PORT}\n"
+                "server_user=alice\nserver_pass=secret\nserver_devid=box-1\n")
+
+    def setUp(self) -> None:
+        self.relay = Relay()
+        self.link = self.enterContext(BoxLink(LOOPBACK, PORT, account=ALICE))
+
+    def tearDown(self) -> None:
+        self.relay.stop()
+        self.assertNotIn("box forged linked", self.relay.log.lines)
+
+    def assert_video_arrives(self, client_id: int, picture: bytes) -> None:
+        wanted = (app_protocol.VIDEO, client_id, picture)
+        await_message(self.link, lambda got: (got.kind, got.client_id, got.payload) == wanted,
+                      lambda: send(picture, 5000))
+
+    def test_traffic_survives_a_restart_of_the_relay(self) -> None:
+        self.link.find(REMEMBERED)
+        _, client_id = self.relay.linked_box()
+        self.box.log.wait_for(f"client id {client_id}")
+        self.box.log.wait_for(f"client connected from {LOOPBACK}:{PORT}", whole=False)
+        report = fetch_report(self.link, REMEMBERED)
+        self.assertEqual([report[f"s{n}"] for n in (4, 5, 6)], ["alice", "secret", "box-1"])
+        status, output = run_client("config", "--json", f"--port={PORT}",
+                                    "--relay=alice:secret:box-1")
+        self.assertEqual((status, json.loads(output)), (0, report))
+        version = await_message(self.link, lambda message: message.payload[:1] == b"\x0b")
+        self.assertEqual((version.kind, version.client_id), (app_protocol.RECORD, client_id))
+        self.assert_video_arrives(client_id, b"before")
+        start = len(self.box.log.lines)
+        self.relay.stop()
+        self.relay = Relay()
+        zero = self.box.log.wait_for("client id 0", start, REMEMBERED)
+        _, client_id = self.relay.linked_box()
+        self.box.log.wait_for(f"client id {client_id}", zero)
+        self.assert_video_arrives(client_id, b"after")
+
+    def test_garbage_at_relay_and_box(self) -> None:
+        self.link.find(REMEMBERED)
+        port, client_id = self.relay.linked_box()
+        garbage = (b"", b"B", b"{", bytes(12), b"B" * 60000, b"{}", b"[]", b"\xff" * 20,
+                   b'{"cmd":' + b"[" * 30000, b'{"cmd":"auth","user":"\\ud800"}',
+                   b'{"cmd":"alive","id":"\\ud800"}', b'{"cmd":"authok"}',
+                   b'{"cmd":"alive","id":"1\\nbox forged linked\\n"}', b'{"cmd":"auth","type":[]}')
+        for data in garbage:
+            send(data, PORT)
+            send(data, port)
+        self.assertIn("s1", fetch_report(self.link, REMEMBERED))
+        self.assert_video_arrives(client_id, b"still")
+
+    def test_address_of_an_app_becomes_a_box(self) -> None:
+        self.link.find(REMEMBERED)  # box-1 is linked: an app may attach
+        box = self.enterContext(socket.socket(socket.AF_INET, socket.SOCK_DGRAM))
+        box.settimeout(TIMEOUT)
+        linking = authentication(BOB).replace(b'"type": "1"', b'"type": "0"')
+        for request in (authentication(ALICE), linking):
+            box.sendto(request, RELAY)
+            self.assertEqual(json.loads(box.recv(99))["cmd"], "authok")
+        self.relay.log.wait_for(f"app {LOOPBACK}:{box.getsockname()[1]} is a box now")
+        link = self.enterContext(BoxLink(LOOPBACK, PORT, account=BOB))
+        link.find(TIMEOUT)
+        self.assertEqual(box.recv(99), app_protocol.register(False))
+        await_message(link, lambda message: message.payload == b"mine",
+                      lambda: box.sendto(app_protocol.build_message(b"mine"), RELAY))
+
+
+def run_client(subcommand: str, *arguments: str) -> tuple[int, str]:
+    command = [sys.executable, "-B", TOOLS / "box_client.py", *subcommand.split(),
+               "--host", LOOPBACK, "--timeout", str(TIMEOUT), *arguments]
+    run = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                         timeout=2 * REMEMBERED, check=False)
+    return run.returncode, run.stdout
+
+
+class Subcommands(BoxTestCase):
+    settings = "camera_iface=\ntcp_port=9001\n"
+
+    def assert_client(self, status: int, told: str, *arguments: str) -> None:
+        got, output = run_client(*arguments)
+        self.assertTrue(got == status and told in output, (got, output))
+
+    def test_settings(self) -> None:
+        self.assert_client(0, "9001", "config")
+        self.assert_client(0, "tcp_port: the box reports tcp_port=9002", "set", "tcp_port", "9002")
+        self.assert_client(2, "", "set", "tcp_port", "many")
+        self.assert_client(3, "no box answers", "config", "--port", "9", "--timeout", "0.2")
+        self.assert_client(4, "contains a quote", "set", "rtmp_url", 'a"b')
+
+    def test_scan_with_a_quote_in_a_name_and_a_reader_of_something_else(self) -> None:
+        self.box.stand_ins.answer("iwlist", output='ESSID:"Caf"e"\nESSID:"Home"\n')
+        self.assert_client(0, 'Caf"e\nHome\n', "wifi scan")
+
+        replies = (b'{"cmd":"wlanscan","param":"2","value":"Caf"e"}', b'{"udp_en":1}')
+        link = Mock()
+        link.receive.side_effect = [Message(app_protocol.RECORD, 0, 0, text) for text in replies]
+        self.assertEqual(fetch_report(link, TIMEOUT), {"udp_en": 1})
+
+    def test_camera(self) -> None:
+        camera = self.camera()
+        self.assert_client(0, "sent {", "camera", "iso", "400")
+        camera.wait_for(lambda got: got.name.startswith("set iso"))
+        self.assert_client(2, "", "camera", "fly")
+
+
+if __name__ == "__main__":
+    unittest.main()

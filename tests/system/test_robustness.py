@@ -1,0 +1,93 @@
+"""Whatever arrives, the daemon answers afterwards and is no larger than before."""
+
+import random
+import time
+import unittest
+
+from box import (MEMORY_IS_ITS_OWN, PORTS, App, BoxTestCase, Camera, app_protocol, frames, send,
+                 wait_until)
+
+GARBAGE_SECONDS = 3
+FLOOD = 5000
+MOST_WORKERS = 64
+GROWTH_KILOBYTES = 4096
+
+
+class Robustness(BoxTestCase):
+    settings = "udp_enabled=1\nudp_clients=127.0.0.1:9,127.0.0.1:19\nrtmp_enabled=1\n"
+
+    def setUp(self) -> None:
+        with App() as app:
+            app.message()
+        wait_until(lambda: self.box.status["app_clients"] == 0, "no app is left")
+        self.note_idle_threads()
+        self.before = (self.box.threads(), self.box.descriptors())
+
+    def assert_steady(self) -> None:
+        """Workers and children end; then everything is as it was and the box still works."""
+        wait_until(lambda: (self.box.threads(), self.box.descriptors()) == self.before,
+                   "threads and descriptors are as before")
+        with App() as app:
+            send(b"picture", 5000)
+            app.message(lambda message: message.payload == b"picture")  # behind what is queued
+            camera = self.camera()
+            camera.stop_clock()
+            app.record(bytes.fromhex("05000200000000"))
+
+    def garbage(self, seed: int) -> None:
+        source = random.Random(seed)
+        control = [app_protocol.EMPTY_HEADER + bytes((code,)) for code in (0, 1, 2, 5)]
+        starts = [b"", b"B", b"[", b"[1,2,3", b"B" + bytes(11) + b"{", *control,
+                  app_protocol.EMPTY_HEADER + b'{"cmd":"', frames.header(25), frames.header(104)]
+        harmful = (b"restart", b"reboot")
+        for port in PORTS:  # once: an empty datagram makes the media threads pause
+            send(b"", port)
+        with Camera(self.box) as camera:
+            end = time.monotonic() + GARBAGE_SECONDS
+            while time.monotonic() < end:
+                size = source.choice((1, 2, 3, 14, 93, 300, 1500, 30000, 65000))
+                data = (source.choice(starts) + source.randbytes(size))[:65000]
+                if not any(word in data for word in harmful):
+                    for port in PORTS:
+                        send(data, port)
+                camera.send_garbage()
+                time.sleep(0.001)  # a sanitizer's box keeps up with this
+
+    def test_garbage_at_every_port(self) -> None:
+        self.garbage(1)
+        resident = self.box.resident_kilobytes()
+        self.garbage(2)
+        if MEMORY_IS_ITS_OWN:
+            self.assertLess(self.box.resident_kilobytes(), resident + GROWTH_KILOBYTES)
+        self.finish_commands()
+        self.box.await_pass()  # the count is as old as the last sweep
+        wait_until(lambda: self.box.status["app_clients"] == 0, "the last garbage app is gone")
+        self.assert_steady()
+
+    def flood(self) -> int:
+        """Thousands of commands that take a moment each; the most threads seen on the way."""
+        most = 0
+        with App() as app:
+            for number in range(FLOOD):
+                app.command(cmd="playback", param="next", value=str(number))
+                if number % 20 == 0:
+                    most = max(most, self.box.threads())
+        wait_until(lambda: self.box.threads() == self.before[0], "all workers have ended")
+        return most
+
+    def test_a_command_flood_is_bounded(self) -> None:
+        most = self.flood()
+        self.assertGreater(most, self.before[0])
+        # A worker's place is free a moment before its thread is gone.
+        self.assertLessEqual(most, self.before[0] + 2 * MOST_WORKERS)
+        resident, start = self.box.resident_kilobytes(), len(self.box.log.lines)
+        self.flood()
+        if MEMORY_IS_ITS_OWN:
+            self.assertLess(self.box.resident_kilobytes(), resident + GROWTH_KILOBYTES)
+        told = [line for line in self.box.log.lines[start:] if "dropped" in line]
+        self.assertTrue(1 <= len(told) <= 20, told)
+        self.assert_steady()
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,228 @@
+"""App commands through port 4242 and the status block: settings, files, services, records."""
+
+import json
+import re
+import threading
+import time
+import unittest
+from pathlib import Path
+
+from box import (DATA, App, Box, BoxTestCase, app_protocol, load_hex, load_json, mask_record, send,
+                 wait_until)
+
+MASTER, COPY = Path("/boot/fieldrelaybox.conf"), Path("/run/fieldrelaybox.conf")
+SAVING = ["mount -o rw,remount /boot", "umount /boot", "mount /boot"]
+WIFI_MARKER = Path("/run/wlan.update")
+CIRCLE = [case for case in load_json("app_update_circle.json") if "via" not in case]
+RECORDS = load_json("app_records.json")
+
+
+def recorded(command: str) -> str:
+    """A shell command as its stand-in records it."""
+    command = re.sub(r" >> /dev/null( &)?$", "", command)
+    return command.removeprefix("./scripts/").replace('"', "")
+
+
+class Circle(BoxTestCase):
+    """Every app command in turn, from the settings file that names every key."""
+
+    settings = (DATA / "every_key.conf").read_bytes()
+
+    def setUp(self) -> None:
+        self.note_idle_threads()
+        self.listener = self.app(data_only=True)
+        self.saved = b""
+
+    def report(self) -> str:
+        self.listener.command(cmd="configrequest")
+        return self.listener.message(lambda got: app_protocol.is_json(got.payload)).payload.decode()
+
+    def test_every_command(self) -> None:
+        for case in CIRCLE:
+            with self.subTest(case["name"], send=case["send"]):
+                self.run_case(case)
+        self.assertEqual(self.saved, (DATA / "app_update_circle.saved.conf").read_bytes())
+        self.assertEqual(COPY.read_bytes(), self.saved.replace(b"\r\n", b"\n"))
+        self.assertEqual(self.report().rstrip("\0\n"),
+                         (DATA / "app_update_circle.report.json").read_text().rstrip("\n"))
+        self.box.await_pass()
+        self.assertEqual(mask_record(self.box.mirror.raw[:]),
+                         mask_record(load_hex("app_update_circle.record.hex")))
+        self.assert_reloads(COPY.read_bytes(), bytearray(self.box.mirror.raw[:]))
+
+    def assert_reloads(self, saved: bytes, record: bytearray) -> None:
+        type(self).doClassCleanups()  # one box at a time
+        record[568:572] = bytes(4)  # the roll speed has no place in the file
+        with Box(saved) as box:
+            wait_until(lambda: box.mirror["clock"], "the mirror")
+            self.assertEqual(mask_record(box.mirror.raw[:]), mask_record(record))
+
+    def run_case(self, case: dict) -> None:
+        box = self.box
+        if case["saved"]:  # otherwise it may be meant to stay
+            for offset, value in case["mirror"].items():
+                box.status.raw[int(offset)] = value ^ 0x55
+        WIFI_MARKER.unlink(missing_ok=True)
+        MASTER.unlink(missing_ok=True)
+        ran, told = len(self.runs()), len(box.log.lines)
+        printed = len(box.printed.lines)
+        self.listener.send(app_protocol.EMPTY_HEADER + case["send"].encode())
+        self.finish_commands()
+        self.assert_told(case, told, printed)
+        self.assert_ran(case, ran)
+        for offset, value in case["mirror"].items():
+            self.assertEqual(box.status.raw[int(offset)], value, offset)
+        self.assertEqual(MASTER.exists(), case["saved"])
+        if case["saved"]:
+            self.assert_saved(case["file_line"])
+        report = self.report()
+        for text in case["report"]:
+            self.assertIn(text, report)
+
+    def runs(self) -> list[str]:
+        """Without what the supervisor loop runs."""
+        return [line for line in self.box.stand_ins.runs()
+                if line.split()[0] not in ("ping", "pidof", "wlanstatus")]
+
+    def assert_told(self, case: dict, told: int, printed: int) -> None:
+        to_log = [line for line in case["log"] if line not in case["stdout"]]
+        log = self.log_since(told, len(to_log))
+        if "rcin_mode, cut" not in case["name"]:  # whether that line tells the cut texts is open
+            self.assertEqual(log, to_log)
+        wanted = [line for line in case["stdout"] if line]
+
+        def lines() -> list[str]:
+            return [line for line in self.box.printed.lines[printed:] if line not in ("", "77 ")]
+        wait_until(lambda: len(lines()) >= len(wanted), "standard output")
+        self.assertEqual(lines(), wanted)
+
+    def assert_ran(self, case: dict, start: int) -> None:
+        wanted = [recorded(command) for command in case["runs"]]
+        self.assertEqual(WIFI_MARKER.exists(), f"touch {WIFI_MARKER}" in wanted)
+        wanted = [line for line in wanted if line.split()[0] not in ("touch", "rm")]
+        wanted = (SAVING if case["saved"] else []) + wanted
+        wait_until(lambda: len(self.runs()) - start >= len(wanted), f"{wanted} run")
+        self.assertEqual(self.runs()[start:], wanted)
+
+    def assert_saved(self, changed: list[str]) -> None:
+        keys = {line.split("=")[0] for line in changed}
+
+        def others(file: bytes) -> list[str]:
+            return [line for line in file.decode().splitlines() if line.split("=")[0] not in keys]
+        before, self.saved = self.saved, MASTER.read_bytes()
+        self.assertLessEqual(set(changed), set(self.saved.decode().splitlines()))
+        if before:
+            self.assertEqual(others(self.saved), others(before))
+
+
+class Commands(BoxTestCase):
+    settings = "camera_iface=$(reboot)\n"
+
+    def setUp(self) -> None:
+        self.note_idle_threads()
+        self.listener = self.app()
+
+    def test_two_clients_lose_no_change(self) -> None:
+        """Both clients change settings of their own at full speed, save upon save."""
+        names = ({"rtmp_url": "rtmp_url", "tcp_port": "tcp_port", "mpegts_clients":
+                  "mpegts_clients", "audio_volume": "audio_volume"},
+                 {"rcin_pan": "rc_input_speed_pan", "rcin_tilt": "rc_input_speed_tilt",
+                  "video_bitrate": "video_bitrate", "udp_clients": "udp_clients"})
+
+        def change(app: App, own: dict[str, str], number: int) -> None:
+            for name in own:
+                app.command(cmd="updateparam", name=name, value=str(number))
+        end, number = time.monotonic() + 5, 1000
+        with App() as second:
+            while time.monotonic() < end:
+                number += 1
+                threads = [threading.Thread(target=change, args=(app, own, number))
+                           for app, own in zip((self.listener, second), names)]
+                for thread in threads:
+                    thread.start()
+                for thread in threads:
+                    thread.join()
+                self.finish_commands()
+                text = MASTER.read_text().replace('"', "")
+                lost = [key for own in names for key in own.values()
+                        if f"\n{key}={number}\n" not in text]
+                self.assertEqual(lost, [], f"round {number}")
+        self.assertGreater(number, 1002)
+
+    def test_command_field_of_the_status_block(self) -> None:
+        command = '{"cmd":"updateparam","name":"tcp_port","value":"8555"}'
+        self.box.status.post_command(command)
+        wait_until(lambda: self.box.status.raw[704:831] == bytes(127), "the field is cleared")
+        self.assertIn("tcp_port=8555", MASTER.read_text().splitlines())
+        camera = self.camera()
+        camera.stop_clock()
+        longest = '{"cmd":"iso","param":"100","x":"' + "x" * 93 + '"}'
+        self.box.status.post_command(longest)
+        camera.wait_for(lambda got: got.frame.command == (0x02, 0x2A))
+        wait_until(lambda: self.box.status.raw[704:831] == bytes(127), "the field is cleared")
+
+    def test_camera_disable_and_enable(self) -> None:
+        camera, start = self.camera(), len(self.box.log.lines)
+        self.listener.command(cmd="camera", param="disable")
+        for record in ("05010300000000", "05000300000000"):
+            self.listener.record(bytes.fromhex(record))
+        self.assertEqual(self.box.status["video_status_text"], "video disabled")
+        self.assertEqual(self.box.status["telemetry_status_text"], "telemetry disabled")
+        self.listener.record(bytes.fromhex("06310100000000"))
+        send(b"unseen", 5000)
+        self.box.log.wait_for("data disconnected", start)
+        wait_until(lambda: self.box.status["link_state_134"] == 0, "the link is down")
+        self.listener.command(cmd="camera", param="enable")
+        self.listener.record(bytes.fromhex("05000200000000"))
+        send(b"seen", 5000)
+        self.assertEqual(self.listener.payload(app_protocol.VIDEO), b"seen")
+        camera.stop_clock()
+
+    def test_wifi_scan(self) -> None:
+        self.box.stand_ins.answer("iwlist", 0, 'Cell 01\n  ESSID:"one"\n  ESSID:""\n  ESSID:"2 3"\n')
+        for value, name in (("1", "wifi0"), ("2", "wlan0")):
+            start = len(self.box.log.lines)
+            self.listener.command(cmd="wlan", param="scan", value="0")
+            self.listener.command(cmd="wlan", param="scan", value=value)
+            got = self.listener.message(lambda one: app_protocol.is_json(one.payload)).payload
+            expected = {"cmd": "wlanscan", "param": value, "value": "one,,2 3"}
+            self.assertEqual(json.loads(got.rstrip(b"\0")), expected)
+            self.assertEqual(self.log_since(start, 2)[:2],
+                             [f"scan Wi-Fi on {name}", "scan results: one,,2 3"])
+        self.assertEqual(self.box.stand_ins.runs("iwlist"), ["iwlist wifi0 scan", "iwlist wlan0 scan"])
+
+    def test_a_name_never_reaches_the_shell_unchecked(self) -> None:
+        self.listener.record(bytes.fromhex(RECORDS["code9"][1]["payload"]))
+        self.box.await_pass()
+        self.assertEqual(self.box.stand_ins.runs("reboot", "wlanstatus"), [])
+
+
+class Restart(unittest.TestCase):
+    def test_restart_ends_the_process_with_status_3(self) -> None:
+        box = Box().start()
+        send(app_protocol.EMPTY_HEADER + b'{"cmd":"restart"', app_protocol.PORT)
+        send(app_protocol.command('{"cmd":"restart"}'), app_protocol.PORT)
+        self.assertEqual(box.await_exit(), 3)
+
+
+class WifiRecord(BoxTestCase):
+    settings = "camera_iface=wlan1\n"
+    NOTES = ("usual", "no ssid reported", "empty ssid", "40 characters", "numbers keep",
+             "a percent sign", "two-byte")
+
+    def test_what_the_status_program_tells(self) -> None:
+        listener = self.app(data_only=True)
+        cases = [case for case in RECORDS["code9"] if case["note"].startswith(self.NOTES)]
+        self.assertEqual(len(cases), len(self.NOTES))
+        for case in cases:
+            with self.subTest(case["note"]):
+                self.box.stand_ins.answer("wlanstatus", 0,
+                                          "no JSON\n" + "\n".join(case["wlanstatus_lines"]) + "\n")
+                listener.record(bytes.fromhex(case["payload"]))
+                expected = bytes.fromhex(case["record_ssid_field_40"])
+                wait_until(lambda: self.box.mirror.raw[3131:3171] == expected, "the record's SSID")
+        self.assertEqual(set(self.box.stand_ins.runs("wlanstatus")), {"wlanstatus wlan1"})
+
+
+if __name__ == "__main__":
+    unittest.main()
