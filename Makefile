@@ -5,11 +5,12 @@ JOBS ?= $(shell nproc)
 # System tests mostly wait for the daemon, so more of them run than there are processors.
 TEST_JOBS ?= $(shell expr $(JOBS) \* 3)
 
-.PHONY: run test build build-tests lint clean help
+.PHONY: run test build build-tests bench lint clean help
 
 help:
 	@echo "make run    the daemon with a simulated camera, real video and a client"
 	@echo "make test   build and run all tests (PRESET=asan or tsan: with sanitizers)"
+	@echo "make bench  measure the relay against a bare loop"
 	@echo "make lint   formatting and static analysis"
 
 build:
@@ -29,6 +30,9 @@ run: build
 
 test: build-tests
 	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(TEST_JOBS) --repeat until-pass:3
+
+bench: build-tests
+	@bench/run.sh
 
 lint: build-tests
 	@scripts/install_dependencies.sh lint

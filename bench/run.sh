@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Measures the relay of the real daemon against a bare receive-and-send loop (README.md).
+#
+#     bench/run.sh [SCENARIO...]      all scenarios without arguments
+#
+# ROUNDS=N     rounds per scenario and pace (100)
+# PRESET=NAME  of which build (release)
+#
+# Exit status: 0 when every limit is met, 1 when one is not, 2 when it could not be measured.
+set -u
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+build=$here/../build/${PRESET:-release}
+rounds=${ROUNDS:-100}
+home=/run/relay-bench
+
+# The part inside the sandbox: the daemon with the configuration of scenario $1, and the meter.
+measure() {
+    local status daemon
+    mkdir -p "$home"
+    cd "$home" || exit 2
+    "$build/bench/relay_bench" config "$1" >fieldrelaybox.conf || exit 2
+    "$build/fieldrelaybox" >daemon.log 2>&1 &
+    daemon=$!
+    "$build/bench/relay_bench" run "$1" $daemon "$rounds"
+    status=$?
+    kill -KILL $daemon
+    [ $status -ne 2 ] || tail -n 20 daemon.log >&2
+    exit $status
+}
+
+if [ "${1:-}" = --inside ]; then
+    measure "$2"
+fi
+
+if [ $# -eq 0 ]; then
+    # shellcheck disable=SC2046 # a list of names
+    set -- $("$build/bench/relay_bench" names)
+fi
+worst=0
+for scenario in "$@"; do
+    ROUNDS=$rounds "$here/../tools/sandbox.sh" "$here/run.sh" --inside "$scenario"
+    status=$?
+    [ $status -le 1 ] || status=2
+    [ $status -le $worst ] || worst=$status
+done
+case $worst in
+0) echo "all limits met" ;;
+1) echo "a limit was NOT met" ;;
+*) echo "not measured" ;;
+esac
+exit $worst

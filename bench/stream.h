@@ -1,0 +1,25 @@
+// Sends the datagrams of one segment.
+#pragma once
+
+#include <cstdint>
+
+namespace bench {
+
+struct Pace {
+    const char* name;
+    std::uint32_t burst;     // datagrams sent back to back
+    std::int64_t pause_ns;   // from the start of one burst to the start of the next
+    std::uint32_t datagrams; // in one segment
+};
+
+// 2,000 datagrams per second. The first two are so short because daemon and bare loop take turns
+// with them, and whatever else the machine does should hit both alike.
+inline constexpr Pace steady{"steady", 1, 500'000, 200};
+inline constexpr Pace bursts{"bursts", 33, 16'500'000, 198};
+// Long enough for a relay that cannot keep up to lose datagrams.
+inline constexpr Pace sustained{"sustained", 1, 500'000, 10'000};
+
+// To 127.0.0.1:port.
+void send_segment(std::uint16_t port, std::uint32_t segment, const Pace& pace);
+
+} // namespace bench
