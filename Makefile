@@ -5,13 +5,16 @@ JOBS ?= $(shell nproc)
 # System tests mostly wait for the daemon, so more of them run than there are processors.
 TEST_JOBS ?= $(shell expr $(JOBS) \* 3)
 
-.PHONY: run test build build-tests bench lint clean help
+.PHONY: run test build build-tests bench lint package test-armhf test-package clean help
 
 help:
 	@echo "make run    the daemon with a simulated camera, real video and a client"
 	@echo "make test   build and run all tests (PRESET=asan or tsan: with sanitizers)"
 	@echo "make bench  measure the relay against a bare loop"
 	@echo "make lint   formatting and static analysis"
+	@echo "make package       Debian packages for this machine, armhf and arm64"
+	@echo "make test-armhf    build for 32-bit ARM and run the tests under emulation"
+	@echo "make test-package  install, upgrade and remove the packages in a system of their own (root)"
 
 build:
 	@scripts/install_dependencies.sh build
@@ -37,6 +40,15 @@ bench: build-tests
 lint: build-tests
 	@scripts/install_dependencies.sh lint
 	@scripts/lint.sh
+
+package:
+	@packaging/build_packages.sh
+
+test-armhf:
+	@packaging/test_armhf.sh
+
+test-package:
+	@packaging/test_package.sh
 
 clean:
 	@rm -rf build

@@ -1,0 +1,59 @@
+#!/bin/bash
+# Builds the Debian packages of the checked-out commit for this machine, 32-bit and 64-bit ARM into
+# build/packages. Usage: build_packages.sh [ARCHITECTURE...]
+#
+# What is built is a clean copy of the commit, so that neither the place nor leftovers of earlier
+# builds leave a trace: two builds of one commit give the same bytes (check_reproducible.sh).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+output=${PACKAGES_DIRECTORY:-build/packages}
+native=$(dpkg --print-architecture)
+architectures=("$@")
+[ $# -gt 0 ] || architectures=("$native" armhf arm64)
+
+scripts/install_dependencies.sh build
+scripts/apt_install.sh build-essential debhelper dh-python dpkg-dev help2man lintian
+
+if [ -n "$(git status --porcelain --untracked-files=no)" ]; then
+    echo "build_packages.sh: changes that are not committed are not in the packages" >&2
+fi
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mkdir -p "$output"
+rm -f "$output"/*.deb
+
+# Leaves the packages for one architecture in the output directory.
+build_for() {
+    local architecture=$1 kind=any options=()
+    # The tools are the same for all; the machine's own build makes them.
+    [ "$architecture" != "$native" ] || kind=any,all
+    if [ "$architecture" != "$native" ]; then
+        packaging/install_cross.sh "$architecture"
+        # The libraries of the other architecture are there; the list of build dependencies would
+        # also ask for its complete tool chain.
+        options=(--host-arch "$architecture" --no-check-builddeps)
+    fi
+    mkdir -p "$work/$architecture/fieldrelaybox"
+    git archive HEAD | tar -x -C "$work/$architecture/fieldrelaybox"
+    (
+        cd "$work/$architecture/fieldrelaybox"
+        umask 022
+        jobs=$(nproc)
+        # Debug symbol packages are not for the box.
+        export DEB_BUILD_OPTIONS="nocheck noautodbgsym terse parallel=$jobs"
+        dpkg-buildpackage --build=$kind --unsigned-changes --unsigned-buildinfo "${options[@]}"
+    ) >"$work/$architecture.log" 2>&1 || {
+        tail -n 30 "$work/$architecture.log" >&2
+        return 1
+    }
+    lintian --allow-root --info --fail-on error,warning --tag-display-limit 0 "$work/$architecture"/*.changes >&2
+    cp "$work/$architecture"/*.deb "$output/"
+}
+
+for architecture in "${architectures[@]}"; do
+    build_for "$architecture"
+done
+git rev-parse HEAD >"$output/commit"
+ls -l "$output"

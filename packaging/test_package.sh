@@ -1,0 +1,95 @@
+#!/bin/bash
+# Installs, configures, runs, upgrades, removes and purges the packages of build/packages in a Debian
+# system of their own, booted with systemd and a private network. Needs root.
+# Usage: test_package.sh [--keep-root]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+# The highest exposure that "systemd-analyze security" may find, in tenths. What is above 0 is what
+# the daemon's shell commands need; fieldrelaybox.service says which needs what.
+exposure_limit=43
+base=${PACKAGE_TEST_ROOT:-/var/tmp/fieldrelaybox-package-test}
+native=$(dpkg --print-architecture)
+
+if [ "$(id -u)" -ne 0 ]; then
+    exec sudo PACKAGE_TEST_ROOT="$base" "$0" "$@"
+fi
+scripts/apt_install.sh debootstrap systemd-container dpkg-dev
+
+if [ "$(cat build/packages/commit 2>/dev/null)" != "$(git rev-parse HEAD)" ] ||
+    ! compgen -G "build/packages/fieldrelaybox_*_$native.deb" >/dev/null; then
+    packaging/build_packages.sh "$native"
+fi
+
+# The base system is made once; each run works on a copy.
+make_base() {
+    local site suite
+    # shellcheck disable=SC2016 # apt fills these in
+    read -r site suite < <(apt-get indextargets --format '$(SITE) $(CODENAME)' \
+        'Created-By: Packages' "Architecture: $native" | head -n 1)
+    echo "Making the base system in $base"
+    rm -rf "$base.new"
+    debootstrap --variant=minbase \
+        --include=systemd,systemd-sysv,dbus,iproute2,iputils-ping,psmisc,wireless-tools,procps,python3,libcjson1,libinih1,libnl-genl-3-200 \
+        "$suite" "$base.new" "$site" >"$base.log" || {
+        tail "$base.log" >&2
+        exit 1
+    }
+    rm -rf "$base.new"/var/cache/apt/archives/*.deb
+    mv "$base.new" "$base"
+}
+[ -d "$base" ] || make_base
+
+root=$(mktemp -d "$base.XXXXXX")
+cleanup() {
+    if [ "${1:-}" != --keep-root ]; then
+        rm -rf "$root"
+    else
+        echo "the root stays in $root"
+    fi
+}
+trap 'cleanup "$@"' EXIT
+cp -a "$base/." "$root"
+
+# The same packages with a higher version, to upgrade to.
+install -d "$root/packages/newer"
+cp build/packages/fieldrelaybox_*_"$native".deb build/packages/fieldrelaybox-tools_*_all.deb "$root/packages"
+for package in "$root"/packages/*.deb; do
+    unpacked=$(mktemp -d)
+    dpkg-deb -R "$package" "$unpacked"
+    sed -i 's/^Version: .*/&+newer/' "$unpacked/DEBIAN/control"
+    dpkg-deb --root-owner-group -b "$unpacked" "$root/packages/newer" >/dev/null
+    rm -rf "$unpacked"
+done
+
+# A boot partition that is mounted read-only by /etc/fstab, as the daemon expects; the container has
+# no block devices, so a directory stands in for the medium.
+install -d "$root/medium" "$root/boot"
+echo "/medium /boot none bind,ro 0 0" >>"$root/etc/fstab"
+
+install -m 755 packaging/test_package_inside.sh "$root/packages/run"
+cat >"$root/etc/systemd/system/package-test.service" <<UNIT
+[Unit]
+After=multi-user.target
+SuccessAction=poweroff-immediate
+FailureAction=poweroff-immediate
+[Service]
+Type=oneshot
+Environment=EXPOSURE_LIMIT=$exposure_limit
+ExecStart=/packages/run
+StandardOutput=file:/packages/output
+StandardError=inherit
+ExecStopPost=/bin/sh -c 'echo "\$EXIT_STATUS" >/packages/status'
+UNIT
+ln -s ../package-test.service "$root/etc/systemd/system/multi-user.target.wants/"
+
+# A machine without a network: only the loopback interface of a namespace of its own.
+timeout 300 systemd-nspawn --quiet --directory="$root" --private-network --register=no \
+    --keep-unit --boot >"$root.console" 2>&1 </dev/null || true
+cat "$root/packages/output" 2>/dev/null || tail -n 20 "$root.console"
+rm -f "$root.console"
+if [ "$(cat "$root/packages/status" 2>/dev/null)" != 0 ]; then
+    echo "test_package.sh: FAILED" >&2
+    exit 1
+fi
+echo "test_package.sh: all passed"

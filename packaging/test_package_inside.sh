@@ -1,0 +1,145 @@
+#!/bin/bash
+# The steps of test_package.sh, run as root inside the booted system. Stops at the first failure.
+set -euo pipefail
+cd /packages
+export DEBIAN_FRONTEND=noninteractive
+
+step() { printf '== %s\n' "$*"; }
+fail() {
+    printf 'FAILED: %s\n' "$*"
+    systemctl --no-pager status fieldrelaybox.service || true
+    journalctl --no-pager -n 30 -u fieldrelaybox.service || true
+    exit 1
+}
+# Waits for a condition, at most 15 s.
+wait_until() {
+    local left=150
+    until "$@"; do
+        ((left-- > 0)) || fail "waited in vain for: $*"
+        sleep 0.1
+    done
+}
+main_process() { systemctl show -P MainPID fieldrelaybox.service; }
+is_running() { [ "$(head -c 1 /dev/shm/hud_mem 2>/dev/null)" = $'\x01' ] && [ "$(main_process)" != 0 ]; }
+is_another_process_than() { [ "$(main_process)" != "$1" ] && is_running; }
+# Text at an offset of the settings in shared memory, which follow the daemon's own every 3 s.
+setting_at() { tail -c "+$(($1 + 1))" /dev/shm/config_mem | head -c "$2" | tr -d '\0'; }
+setting_is() { [ "$(setting_at "$1" "$2")" = "$3" ]; }
+camera_is_connected() { [ "$(tail -c +135 /dev/shm/hud_mem | head -c 1 | od -An -tu1)" -eq 1 ]; }
+camera_ssid=(2438 256)
+
+step "install"
+dpkg -i fieldrelaybox_*.deb
+wait_until is_running
+[ "$(readlink /usr/lib/fieldrelaybox/fieldrelaybox.conf)" = /run/fieldrelaybox.conf ] || fail "no link"
+[ ! -e /run/fieldrelaybox.conf ] || fail "settings out of nothing"
+
+step "unit"
+systemd-analyze verify --man=no fieldrelaybox.service || fail "the unit is faulty"
+systemd-analyze security --no-pager --threshold="$EXPOSURE_LIMIT" fieldrelaybox.service | tail -n 1 ||
+    fail "the service has more rights than $EXPOSURE_LIMIT tenths"
+[ "$(systemctl is-enabled fieldrelaybox.service)" = enabled ] || fail "not started with the system"
+
+step "install the tools"
+dpkg -i fieldrelaybox-tools_*.deb
+[ -x /usr/lib/fieldrelaybox/bin/wlanstatus ] || fail "no wlanstatus"
+for tool in client camera-simulator rc-simulator numbered-stream relay-server; do
+    "fieldrelaybox-$tool" --help >/dev/null || fail "fieldrelaybox-$tool does not start"
+done
+
+step "configure: the sample, edited on another computer's terms"
+sed 's/^camera_ssid=.*/camera_ssid="of the test"\r/' \
+    /usr/share/doc/fieldrelaybox/examples/fieldrelaybox.conf >/medium/fieldrelaybox.conf
+systemctl restart fieldrelaybox.service
+wait_until setting_is "${camera_ssid[@]}" "of the test"
+if grep -q $'\r' /run/fieldrelaybox.conf; then fail "carriage returns in the copy"; fi
+grep -qx 'camera_ssid="of the test"' /run/fieldrelaybox.conf || fail "the copy differs"
+
+step "a setting from the client reaches the boot partition, which is read-only again"
+[ ! -w /boot/fieldrelaybox.conf ] || findmnt -n -O ro /boot >/dev/null || fail "/boot is writable before"
+fieldrelaybox-client set --host 127.0.0.1 udp_clients 127.0.0.1:7000 || fail "not set"
+wait_until grep -q $'^udp_clients=127.0.0.1:7000\r$' /boot/fieldrelaybox.conf
+wait_until grep -qx 'udp_clients=127.0.0.1:7000' /run/fieldrelaybox.conf
+wait_until findmnt -n -O ro /boot >/dev/null
+grep -q $'^camera_ssid="of the test"\r$' /medium/fieldrelaybox.conf || fail "other settings are lost"
+
+step "the rights of the unit are enough for the daemon's commands, and for no more"
+sed -e '/^ExecStartPre=/d; /^Restart/d; s/^Type=.*/Type=oneshot/; s/^StandardOutput=.*/StandardOutput=journal/' \
+    -e 's#^ExecStart=.*#ExecStart=/packages/commands#' \
+    /lib/systemd/system/fieldrelaybox.service >/run/systemd/system/commands.service
+cat >commands <<'COMMANDS'
+#!/bin/sh -ex
+ping -c 1 -W 1 127.0.0.1 >/dev/null
+pidof systemd >/dev/null
+killall -q sleep
+echo 1 >/proc/sys/net/ipv4/ip_forward
+echo 0 >/proc/sys/net/ipv4/ip_forward
+systemctl show -P Version >/dev/null
+iwlist lo scan 2>&1 | grep -q "doesn't support scanning"
+touch /run/wlan.update
+[ "$(stat -c %a /run/wlan.update)" = 600 ]
+denied() {
+    if "$@" 2>/dev/null; then exit 1; fi
+}
+denied hostname elsewhere
+denied chown nobody /run/wlan.update
+denied unshare --net true
+COMMANDS
+chmod +x commands
+sleep 1000 &
+systemctl start commands.service || {
+    journalctl --no-pager -u commands.service
+    fail "a command failed, or one succeeded that should not have"
+}
+fieldrelaybox-camera-simulator --quiet --for 10 >/dev/null &
+wait_until camera_is_connected
+
+step "restart on request (exit status 3), and again and again after faults"
+before=$(main_process)
+fieldrelaybox-client restart --host 127.0.0.1 || fail "the client could not restart the daemon"
+wait_until is_another_process_than "$before"
+for ((round = 0; round < 8; round++)); do
+    before=$(main_process)
+    kill -SEGV "$before"
+    wait_until is_another_process_than "$before"
+done
+
+step "start with the settings on /boot/firmware, and with none at all"
+umount /boot
+install -d /boot/firmware
+sed "s/of the test/of the firmware/" /medium/fieldrelaybox.conf >/boot/firmware/fieldrelaybox.conf
+rm /medium/fieldrelaybox.conf
+sed -i '/ \/boot /d' /etc/fstab
+systemctl daemon-reload
+systemctl restart fieldrelaybox.service
+wait_until setting_is "${camera_ssid[@]}" "of the firmware"
+ln -s firmware/fieldrelaybox.conf /boot/fieldrelaybox.conf
+fieldrelaybox-client set --host 127.0.0.1 udp_clients 127.0.0.1:7001 || fail "not set"
+wait_until grep -q '^udp_clients=127.0.0.1:7001' /boot/firmware/fieldrelaybox.conf
+[ -L /boot/fieldrelaybox.conf ] || fail "saving replaced the link"
+mv /boot/firmware/fieldrelaybox.conf /medium/kept
+rm /run/fieldrelaybox.conf
+systemctl restart fieldrelaybox.service
+wait_until setting_is "${camera_ssid[@]}" ""
+mv /medium/kept /boot/firmware/fieldrelaybox.conf
+
+step "upgrade"
+before=$(main_process)
+dpkg -i newer/*.deb
+wait_until is_another_process_than "$before"
+wait_until setting_is "${camera_ssid[@]}" "of the firmware"
+[ "$(dpkg-query -W -f '${Version}' fieldrelaybox)" = "$(dpkg-deb -f newer/fieldrelaybox_*.deb Version)" ] ||
+    fail "not upgraded"
+
+step "remove"
+dpkg -r fieldrelaybox fieldrelaybox-tools
+[ -z "$(pidof fieldrelaybox)" ] || fail "still running"
+[ ! -e /usr/lib/fieldrelaybox ] || fail "left in the install directory: $(ls /usr/lib/fieldrelaybox)"
+[ ! -e /usr/share/fieldrelaybox-tools ] || fail "left: $(find /usr/share/fieldrelaybox-tools)"
+[ -e /boot/firmware/fieldrelaybox.conf ] || fail "removing took the settings along"
+
+step "purge"
+dpkg -P fieldrelaybox
+left=$(find / -xdev \( -path /packages -o -path /proc -o -path /sys -o -path /var/log -o -path /var/lib/dpkg \) \
+    -prune -o -name '*fieldrelaybox*' -print; ls /run/fieldrelaybox.conf /dev/shm/*_mem 2>/dev/null || true)
+[ -z "$left" ] || fail "left after purging: $left"
