@@ -10,7 +10,7 @@ packages_of() {
     test) echo "libgtest-dev python3 util-linux iproute2 ffmpeg" ;;
     run) echo "python3 util-linux iproute2" ;;
     video) echo "ffmpeg" ;;
-    lint) echo "clang-format clang-tidy cppcheck shellcheck" ;;
+    lint) echo "git clang-format clang-tidy cppcheck shellcheck" ;;
     *)
         echo "install_dependencies.sh: unknown group $1" >&2
         exit 2
