@@ -35,18 +35,25 @@ struct Reading {
     int line_number;        // of the piece handed to the parser last
     int reported_line;      // logged last
     bool at_line_start;     // the next piece starts a line
+    bool is_rest;           // the last piece went on with the line of the one before
     bool expects_key;       // the last piece should have reached the key handler as a known key
     std::string last_piece; // for the log
 };
 
-// Once a line, and without its value, which may be a mistyped password.
+// Once a line, and without its value, which may be a mistyped password or the rest of a long one.
 void report_unused_line(Reading& reading) {
     if (!reading.expects_key || reading.line_number == reading.reported_line)
         return;
     reading.reported_line = reading.line_number;
-    const std::size_t length = std::strcspn(reading.last_piece.c_str(), "=:\r\n");
-    log_line("configuration file line %d ignored: %.*s", reading.line_number,
-             static_cast<int>(length), reading.last_piece.c_str());
+    const std::size_t key_length = reading.last_piece.find_first_of("=:");
+    if (reading.is_rest)
+        log_line("configuration file line %d: what exceeds %zu characters is ignored",
+                 reading.line_number, longest_line);
+    else if (key_length == std::string::npos)
+        log_line("configuration file line %d ignored: no key and value", reading.line_number);
+    else
+        log_line("configuration file line %d ignored: %.*s", reading.line_number,
+                 static_cast<int>(key_length), reading.last_piece.c_str());
 }
 
 // Blank lines, comments and section names need no key.
@@ -68,6 +75,7 @@ char* next_piece(char* piece, int capacity, void* stream) {
     reading.expects_key = false;
     if (std::fgets(piece, capacity, reading.file) == nullptr)
         return nullptr;
+    reading.is_rest = !reading.at_line_start;
     if (reading.at_line_start)
         ++reading.line_number;
     reading.at_line_start = std::strchr(piece, '\n') != nullptr;
@@ -131,10 +139,10 @@ void save_live_record() {
 bool load_config_file(const char* path, ConfigRecord& record) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "re"), std::fclose);
     if (file == nullptr) {
-        log_line("cannot open %s: %s; every setting keeps its default", path, std::strerror(errno));
+        log_line("cannot open %s: %s; starting without settings", path, std::strerror(errno));
         return false;
     }
-    Reading reading{file.get(), &record, 0, 0, true, false, {}};
+    Reading reading{file.get(), &record, 0, 0, true, false, false, {}};
     ini_parse_stream(next_piece, &reading, take_key, &reading);
     return true;
 }
