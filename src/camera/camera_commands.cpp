@@ -45,16 +45,29 @@ void run_row(const std::array<CameraCommand, Count>& table, const std::string& w
         row->handle(request);
 }
 
-void handle_camera_mode(const Request& request) {
-    if (request.value1 == "video" || request.value1 == "photo")
-        set_mode(request.value1 == "video");
+struct SwitchWord {
+    std::string_view word;
+    bool on;
+};
+using SwitchWords = std::array<SwitchWord, 2>;
+
+constexpr SwitchWords mode_words{{{"video", true}, {"photo", false}}};
+constexpr SwitchWords lock_words{{{"lock", true}, {"unlock", false}}};
+constexpr SwitchWords record_words{{{"start", true}, {"stop", false}}};
+constexpr SwitchWords number_words{{{"1", true}, {"0", false}}};
+
+// Calls command with what word stands for; another word does nothing.
+template<class Command>
+void run_switch(const SwitchWords& words, const std::string& word, Command command) {
+    if (const SwitchWord* found = find_word(words, word))
+        command(found->on);
 }
 
 void handle_camera(const Request& request) {
     static constexpr std::array<CameraCommand, 3> params{{
         {"enable", [](const Request&) { set_camera_disabled(false); }},
         {"disable", [](const Request&) { set_camera_disabled(true); }},
-        {"mode", handle_camera_mode},
+        {"mode", [](const Request& camera) { run_switch(mode_words, camera.value1, set_mode); }},
     }};
     run_row(params, request.param, request);
 }
@@ -75,32 +88,28 @@ void handle_horizont(const Request& request) {
     }
 }
 
-void handle_exposure_auto(const Request& request) {
-    if (request.value1 == "lock" || request.value1 == "unlock")
-        set_exposure_lock(request.value1 == "lock");
-}
-
 void handle_exposure(const Request& request) {
     static constexpr std::array<CameraCommand, 3> params{{
         {"point", [](const Request& point) { set_exposure_point(integer(point.value1)); }},
         {"center", [](const Request&) { set_exposure_center(); }},
-        {"auto", handle_exposure_auto},
+        {"auto",
+         [](const Request& lock) { run_switch(lock_words, lock.value1, set_exposure_lock); }},
     }};
     run_row(params, request.param, request);
 }
 
 void handle_focus_type(const Request& request) {
-    if (request.value1 == "mf")
-        set_manual_focus_type_if_capable();
-    else if (request.value1 == "af")
-        set_focus_type(FocusType::automatic);
-    else if (request.value1 == "afunlim")
-        set_focus_type(FocusType::automatic_unlimited);
+    static constexpr std::array<CameraCommand, 3> types{{
+        {"mf", [](const Request&) { set_manual_focus_type_if_capable(); }},
+        {"af", [](const Request&) { set_focus_type(FocusType::automatic); }},
+        {"afunlim", [](const Request&) { set_focus_type(FocusType::automatic_unlimited); }},
+    }};
+    run_row(types, request.value1, request);
 }
 
 void handle_focus_point(const Request& request) {
     set_focus_type(FocusType::automatic);
-    set_focus_point(to_float(real(request.value1)), to_float(real(request.value2)));
+    set_focus_point(real(request.value1), real(request.value2));
 }
 
 void handle_focus(const Request& request) {
@@ -134,36 +143,23 @@ void handle_position(const Request& request) {
 }
 
 void handle_zoom(const Request& request) {
-    const int number = integer(request.value1);
-    if (request.param == "-1")
-        set_zoom_relative(number);
-    else if (request.param == "-2")
-        camera_builder_state().zoom_step = number;
-    else if (request.param == "-3")
-        zoom_drive(number);
+    static constexpr std::array<CameraCommand, 3> params{{
+        {"-1", [](const Request& zoom) { set_zoom_relative(integer(zoom.value1)); }},
+        {"-2",
+         [](const Request& zoom) { camera_builder_state().zoom_step = integer(zoom.value1); }},
+        {"-3", [](const Request& zoom) { zoom_drive(integer(zoom.value1)); }},
+    }};
+    if (const CameraCommand* row = find_word(params, request.param))
+        row->handle(request);
     else
-        set_zoom(number);
+        set_zoom(integer(request.value1));
 }
 
 void handle_orientation(const Request& request) {
-    if (request.param != "lock" && request.param != "unlock")
-        return;
-    log_line("set orientation %s", request.param.c_str());
-    gimbal_reset(request.param == "lock");
-}
-
-void handle_scene_mode(const Request& request) {
-    static constexpr std::array<CameraCommand, 3> params{{
-        {"walk", [](const Request&) { set_scene_mode(GimbalSceneMode::walk); }},
-        {"sport", [](const Request&) { set_scene_mode(GimbalSceneMode::sport); }},
-        {"wearable", [](const Request&) { set_scene_mode(GimbalSceneMode::wearable); }},
-    }};
-    run_row(params, request.param, request);
-}
-
-void handle_pitch(const Request& request) {
-    if (request.param == "lock" || request.param == "unlock")
-        set_pitch_lock(request.param == "lock");
+    run_switch(lock_words, request.param, [&request](bool lock) {
+        log_line("set orientation %s", request.param.c_str());
+        gimbal_reset(lock);
+    });
 }
 
 void handle_shot_mode(const Request& request) {
@@ -179,16 +175,6 @@ void handle_shot(const Request& request) {
 
 void handle_shot_type(const Request& request) {
     set_shot_type(request.param.c_str(), request.value1.c_str(), request.value2.c_str());
-}
-
-void handle_record(const Request& request) {
-    if (request.param == "start" || request.param == "stop")
-        record(request.param == "start");
-}
-
-void handle_histogram(const Request& request) {
-    if (request.param == "1" || request.param == "0")
-        set_histogram(request.param == "1");
 }
 
 void handle_iso(const Request& request) {
@@ -221,8 +207,10 @@ void handle_power(const Request& request) {
 }
 
 void handle_wifi(const Request& request) {
-    if (request.param == "mode")
-        set_camera_wifi_mode(request.value1.c_str());
+    static constexpr std::array<CameraCommand, 1> params{{
+        {"mode", [](const Request& wifi) { set_camera_wifi_mode(wifi.value1.c_str()); }},
+    }};
+    run_row(params, request.param, request);
 }
 
 constexpr std::array<CameraCommand, 34> commands{{
@@ -233,8 +221,9 @@ constexpr std::array<CameraCommand, 34> commands{{
     {"position", handle_position},
     {"zoom", handle_zoom},
     {"orientation", handle_orientation},
-    {"scenemode", handle_scene_mode},
-    {"pitch", handle_pitch},
+    {"scenemode", [](const Request& request) { set_scene_mode(request.param); }},
+    {"pitch",
+     [](const Request& request) { run_switch(lock_words, request.param, set_pitch_lock); }},
     {"color", [](const Request& request) { set_color(request.param.c_str()); }},
     {"scene", [](const Request& request) { set_image_scene(request.param.c_str()); }},
     {"wb",
@@ -245,8 +234,9 @@ constexpr std::array<CameraCommand, 34> commands{{
     {"stopshot", [](const Request&) { stop_interval_shooting(); }},
     {"shotmode", handle_shot_mode},
     {"shottype", handle_shot_type},
-    {"record", handle_record},
-    {"hystogram", handle_histogram},
+    {"record", [](const Request& request) { run_switch(record_words, request.param, record); }},
+    {"hystogram",
+     [](const Request& request) { run_switch(number_words, request.param, set_histogram); }},
     {"video_mode", [](const Request& request) { set_image_mode(request.param.c_str()); }},
     {"shutter", [](const Request& request) { set_shutter(request.param.c_str()); }},
     {"aperture", [](const Request& request) { set_aperture(to_float(real(request.param))); }},

@@ -58,14 +58,15 @@ struct alignas(8) GimbalPair { // aligned to be one lock-free atomic
 
 // What the builders remember. "App commands" are the threads of handle_camera_command.
 struct CameraBuilderState {
-    // The last speed asked for, and whether there was one. Written by gimbal_speed and
-    // remote_control, read by the same and by the control loop, which carries the move on.
+    // The last speed asked for, and whether there was one. Written by gimbal_speed,
+    // gimbal_move_for_app (app commands) and remote_control, read by the same and by the control
+    // loop, which carries the move on.
     std::atomic<GimbalPair> last_gimbal_pair{};
     std::atomic<bool> gimbal_pair_known{false};
 
     // The gimbal stands where it was sent: gimbal_move and gimbal_reset send no speed. Set by
-    // gimbal_speed(0, 0) and gimbal_set_angle, cleared by gimbal_speed; read by these builders
-    // and by the control loop.
+    // gimbal_speed(0, 0), gimbal_move_for_app(0, 0) and gimbal_set_angle, cleared by the first two
+    // with another pair; read by these builders and by the control loop.
     std::atomic<bool> gimbal_hold{false};
 
     // Millisecond clock of the last speed or angle frame; meaningful after the first. Written by

@@ -59,9 +59,7 @@ constexpr std::array<Performer, control_action_count> performers{
     [](std::int32_t change, std::int32_t) { set_zoom_relative(change); },
     [](std::int32_t step, std::int32_t) { camera_builder_state().zoom_step = step; },
     [](std::int32_t tenths, std::int32_t) { focus_manually(tenths); },
-    [](std::int32_t x, std::int32_t y) {
-        set_focus_point(static_cast<float>(x) / 1000, static_cast<float>(y) / 1000);
-    },
+    [](std::int32_t x, std::int32_t y) { set_focus_point(x / 1000.0, y / 1000.0); },
 };
 
 } // namespace

@@ -76,11 +76,11 @@ void set_manual_focus_type_if_capable() {
         send_manual_focus_type();
 }
 
-void set_focus_point(float x, float y) {
-    log_line("set focus point %f,%f", static_cast<double>(x), static_cast<double>(y));
+void set_focus_point(double x, double y) {
+    log_line("set focus point %f,%f", x, y);
     std::array<std::uint8_t, 8> payload{};
-    put_f32le(payload.data(), x);
-    put_f32le(payload.data() + 4, y);
+    put_f32le(payload.data(), to_float(x));
+    put_f32le(payload.data() + 4, to_float(y));
     send_stored_frame(focus_point_frame, payload);
 }
 

@@ -14,7 +14,7 @@ void set_focus_type(FocusType type);
 void set_manual_focus_type_if_capable();
 
 // Focus point, 0..1 from left and from top.
-void set_focus_point(float x, float y);
+void set_focus_point(double x, double y);
 
 // Percent of the focus range, cut down to a whole step; nothing before the range is known.
 void set_manual_focus(double percent);

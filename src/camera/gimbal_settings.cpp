@@ -17,6 +17,8 @@ constexpr auto calibrate_frame = make_frame_of(gimbal_command(0x08));
 // Each byte is one parameter; 0xFF leaves it alone.
 constexpr auto parameter_frame =
     make_frame_of(gimbal_command(0x35), 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF);
+constexpr std::array<WordCode, 3> scene_modes{{{"walk", 0}, {"sport", 2}, {"wearable", 3}}};
+
 enum class GimbalParameter : std::uint8_t {
     scene_mode = 3,
     pitch_lock = 4,
@@ -33,18 +35,6 @@ void send_parameter(GimbalParameter parameter, std::uint8_t value) {
     send_stored_frame(frame);
 }
 
-const char* name_of(GimbalSceneMode mode) {
-    switch (mode) {
-    case GimbalSceneMode::walk:
-        return "walk";
-    case GimbalSceneMode::sport:
-        return "sport";
-    case GimbalSceneMode::wearable:
-        break;
-    }
-    return "wearable";
-}
-
 } // namespace
 
 void roll_horizont(std::int8_t step) {
@@ -58,9 +48,12 @@ void calibrate_gimbal() {
     send_stored_frame(calibrate_frame);
 }
 
-void set_scene_mode(GimbalSceneMode mode) {
-    log_line("set scene mode %s", name_of(mode));
-    send_parameter(GimbalParameter::scene_mode, static_cast<std::uint8_t>(mode));
+void set_scene_mode(std::string_view mode) {
+    const WordCode* found = find_word(scene_modes, mode);
+    if (found == nullptr)
+        return;
+    log_line("set scene mode %s", found->word.data());
+    send_parameter(GimbalParameter::scene_mode, found->code);
 }
 
 void set_pitch_lock(bool locked) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 namespace fieldrelaybox {
 
@@ -10,9 +11,8 @@ void roll_horizont(std::int8_t step);
 
 void calibrate_gimbal();
 
-enum class GimbalSceneMode : std::uint8_t { walk = 0, sport = 2, wearable = 3 };
-
-void set_scene_mode(GimbalSceneMode mode);
+// "walk", "sport" or "wearable"; another word does nothing.
+void set_scene_mode(std::string_view mode);
 void set_pitch_lock(bool locked);
 void set_zoom_adjusted_smoothtrack(int value);
 void set_realtime_autofocus(int value);

@@ -5,8 +5,10 @@
 #include "camera/stored_frame.h"
 #include "core/log.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <initializer_list>
 #include <span>
 
 namespace fieldrelaybox {
@@ -52,8 +54,17 @@ constexpr std::uint8_t timelapse_shot_mode = 4;
 constexpr std::array<std::span<const ButtonFrame>, 5> shots_by_mode{
     single_shots, multiple_shots, interval_shots, panorama_shots, timelapse_shots};
 
-static_assert(button_check_of(single_shots[0]) == (0x30 ^ 0x01 ^ 0x91));
-static_assert(button_check_of(timelapse_shots[0]) == (0xD0 ^ 0x32 ^ 0xFF ^ 0x91));
+constexpr bool have_checks(std::span<const ButtonFrame> shots,
+                           std::initializer_list<std::uint8_t> checks) {
+    return std::equal(
+        shots.begin(), shots.end(), checks.begin(), checks.end(),
+        [](const ButtonFrame& shot, std::uint8_t check) { return button_check_of(shot) == check; });
+}
+static_assert(have_checks(single_shots, {0xA0, 0x4A, 0xC0}));
+static_assert(have_checks(multiple_shots, {0x02, 0x04, 0x06, 0x22, 0x24}));
+static_assert(have_checks(interval_shots, {0xB4, 0xA0}));
+static_assert(have_checks(panorama_shots, {0x9E, 0x9E, 0x9E, 0x9E, 0x62}));
+static_assert(have_checks(timelapse_shots, {0x8C}));
 
 // The frame of a shot kind, or null when there is none.
 const ButtonFrame* shot_frame_of(ShotKind kind) {
