@@ -55,7 +55,7 @@ TEST(CameraThreads, OtherCommandsDoNotWaitForASequence) {
 }
 
 // Would stand still for ever if the playback command waited or the turn were given out of order.
-TEST(CameraThreads, EightWaitForTheirTurnAndAreServedInOrder) {
+TEST(CameraThreads, AFewWaitForTheirTurnAndAreServedInOrder) {
     CameraReceiver camera;
     SequenceTurn& turn = sequence_turn();
     constexpr int refused_count = 4;
@@ -80,7 +80,7 @@ TEST(CameraThreads, EightWaitForTheirTurnAndAreServedInOrder) {
     handle(R"({"cmd":"playback","param":"back"})");
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_EQ(log, "playback command: next\n"
-                   "playback command dropped: 8 commands wait for their turn\n"
+                   "playback command dropped: 32 commands wait for their turn\n"
                    "playback command: back\n");
     EXPECT_EQ(camera.take_frames().size(), 0U);
     EXPECT_EQ(served, 0);
