@@ -35,8 +35,8 @@ struct LinkStatus {
 void read_link_status_line(std::string_view line, LinkStatus& status);
 
 // Fills result with what is reported for the interface; what is not reported stays as it was.
-// Waits for the tool for a second at most: a slower one goes on in the background, one at a time,
-// and its report is handed out by a later call for the same interface, for 10 s.
+// Waits for the tool for a second at most: a slower one goes on in the background, one at a time.
+// Meanwhile the last report for the same interface holds, for 10 s.
 void query_link_status(const std::string& interface_name, LinkStatus& result);
 
 // The first IPv4 address of the interface, dotted; nothing when it has none.
