@@ -9,7 +9,9 @@
 #include "core/threads.h"
 
 #include <array>
+#include <atomic>
 #include <cstring>
+#include <memory>
 
 namespace fieldrelaybox {
 
@@ -37,8 +39,18 @@ void clear_command_field() {
     std::atomic_ref(field[0]).store('\0', std::memory_order_release);
 }
 
+// In a thread of its own, one at a time: a command may wait for a script, while the RC channels are
+// reported on. Given back however the command ends.
+void start_command() {
+    static std::atomic<bool> is_serving{false};
+    if (load(status_block().command_field[0]) == '\0' || is_serving.exchange(true))
+        return;
+    const std::shared_ptr<void> turn(nullptr, [](void*) { is_serving = false; });
+    start_thread("field", [turn] { serve_command_field(); });
+}
+
 void poll(std::uint32_t& last_report) {
-    serve_command_field();
+    start_command();
     report_rc_channels(millisecond_clock(), last_report);
     sleep_us(polling_interval_us);
 }
