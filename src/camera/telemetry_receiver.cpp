@@ -97,6 +97,8 @@ void receive_step(std::span<std::uint8_t> buffer) {
     sockaddr_in sender{};
     const Bytes datagram = receive_from(camera_link().socket, buffer, sender);
     if (datagram.empty()) {
+        if (sender.sin_family == AF_INET) // an empty one tells where the camera is, too
+            set_camera_address(sender);
         sleep_us(pause_after_failure_us);
         return;
     }

@@ -126,8 +126,8 @@ void authenticate() {
                            std::string(text_of(record.server_devid)) + R"("})");
 }
 
-// A missing id is 0: not authenticated. Only the server of the settings may give one, not one of
-// before that answers late.
+// A missing id is 0: not authenticated. While there is a server only that one may give an id, not
+// one of before that answers late.
 void take_answer(Bytes datagram, const sockaddr_in& sender) {
     const std::unique_ptr<cJSON, void (*)(cJSON*)> object(
         cJSON_ParseWithLength(reinterpret_cast<const char*>(datagram.data()), datagram.size()),
@@ -137,7 +137,8 @@ void take_answer(Bytes datagram, const sockaddr_in& sender) {
     const std::int32_t id = parse_decimal(text_member(object.get(), "id").c_str());
     {
         const std::lock_guard lock(address_mutex);
-        if (!is_same(current_address(), sender))
+        const std::optional<sockaddr_in> server = current_address();
+        if (server && !is_same(server, sender))
             return;
         store(config_record().server_client_id, static_cast<std::uint32_t>(id));
     }
