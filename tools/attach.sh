@@ -2,7 +2,7 @@
 # Runs something beside the running demo (see run_demo.sh):
 #
 #     tools/attach.sh [CLIENT-ARGUMENT...]      the client
-#     tools/attach.sh PROGRAM.py [ARGUMENT...]  another program of tools/
+#     tools/attach.sh PROGRAM.py [ARGUMENT...]  a program, by its path or by its name in tools/
 #     tools/attach.sh -- COMMAND...             any command
 set -u
 tools=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -14,7 +14,7 @@ if ! [ -s "$pid_file" ] || ! target=$(cat "$pid_file") || ! kill -0 "$target" 2>
 fi
 case ${1:-} in
     --) shift ;;
-    *.py) set -- "$tools/$1" "${@:2}" ;;
+    *.py) [ -e "$1" ] || set -- "$tools/$1" "${@:2}" ;;
     *) set -- "$tools/box_client.py" "$@" ;;
 esac
 user=()

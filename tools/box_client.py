@@ -138,11 +138,11 @@ def add_watch(parser: argparse.ArgumentParser) -> None:
     add = parser.add_argument
     add("--data-only", action="store_true", help="register for records only, no video and audio")
     add("--for", dest="seconds", type=float, metavar="SECS", help="end after this time")
-    add("--pace", type=float, default=1.0, metavar="SECS",
+    add("--pace", type=float, default=0.0, metavar="SECS",
         help="when the output is no terminal: at most one line per topic in this time"
-             " (default %(default)s, 0 = every change)")
+             " (default %(default)s: every change)")
     add("--send", action="append", default=[], metavar="JSON",
-        help="""send this command, such as '{"cmd":"config"}', after registering (repeatable)""")
+        help="""send this command, such as '{"cmd":"configrequest"}', after registering (repeatable)""")
     add("--video", metavar="FILE",
         help="write the video payloads to FILE; '-' is standard output, text goes to stderr then")
     add("--whole-pictures", action="store_true",

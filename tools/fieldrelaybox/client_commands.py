@@ -56,7 +56,8 @@ def _read_report(text: str) -> Report | None:
     if not text.startswith(REPORT_START):
         return None
     try:
-        report: Report = json.loads(text, strict=False)
+        # The box inserts texts as they are: a backslash in one stands for itself.
+        report: Report = json.loads(text.replace("\\", "\\\\"), strict=False)
     except ValueError as error:
         raise NotDone(f"the box's answer is no JSON, perhaps a text in it contains a quote"
                       f" ({error}):\n{text}") from None

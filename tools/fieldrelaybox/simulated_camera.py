@@ -49,7 +49,8 @@ class Received:
         if self.frame is None:
             return (f"{len(self.raw)} bytes cannot hold a frame",)
         late = (f"{self.gap} sequence numbers missing",) if self.gap else ()
-        return self.frame.faults + self.odd + late
+        wide = ("a sequence number of more than one byte",) if self.frame.sequence > 0xFF else ()
+        return self.frame.faults + self.odd + late + wide
 
 
 @dataclass

@@ -80,9 +80,9 @@ class JsonView:
 
 
 class LineView:
-    """One line per change; a topic that changes all the time gets one line per `pace` seconds."""
+    """One line per change, of each topic at most one in `pace` seconds."""
 
-    def __init__(self, out: TextIO, pace: float = 1.0) -> None:
+    def __init__(self, out: TextIO, pace: float) -> None:
         self._out, self._pace = out, pace
         self._shown: dict[str, str] = {}
         self._waiting: dict[str, str] = {}
