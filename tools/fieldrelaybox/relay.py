@@ -188,7 +188,7 @@ class RelayServer:
         self._send_id(NO_ID, sender)
 
     def _send_id(self, client_id: int, address: Address) -> None:
-        self._send(json.dumps({"cmd": "authok", "id": str(client_id)}).encode(), address)
+        self._send(_encode(cmd="authok", id=str(client_id)), address)
 
     # app protocol
 
@@ -260,11 +260,15 @@ class RelayServer:
             pass  # a lost datagram like any other
 
 
+def _encode(**members: str) -> bytes:
+    return json.dumps(members, separators=(",", ":")).encode()
+
+
 def _at(address: Address) -> str:
     return f"{address[0]}:{address[1]}"
 
 
 def authentication(account: Account) -> bytes:
     """What an app sends to be attached to its box."""
-    return json.dumps({"cmd": "auth", "type": APP_TYPE, "user": account.user,
-                       "pass": account.password, "devid": account.device}).encode()
+    return _encode(cmd="auth", type=APP_TYPE, user=account.user, **{"pass": account.password},
+                   devid=account.device)
