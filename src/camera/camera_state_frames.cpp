@@ -14,8 +14,8 @@ namespace fieldrelaybox {
 
 namespace {
 
-constexpr std::int32_t shortest_post_interval_ms = 100;
-constexpr std::int32_t longest_post_interval_ms = 300; // of pushes that follow each other
+constexpr std::size_t posts_per_second = 10;
+constexpr std::int32_t shortest_post_interval_ms = 60; // ten a second may be unsteady
 
 constexpr std::uint8_t camera_set = 0x02;
 constexpr std::uint8_t battery_set = 0x05;
@@ -36,29 +36,29 @@ constexpr std::array<StateFrameKind, 6> kinds{{
     {{52, 52}, battery_set, 0x06, decode_battery},
 }};
 
-// When the record of each kind was last posted or due; only the telemetry thread uses it.
-struct LastPost {
-    bool known;
-    std::uint32_t ms;
+// When records of one kind were last posted; only the telemetry thread uses it.
+struct LastPosts {
+    std::array<std::uint32_t, posts_per_second> times_ms;
+    std::size_t count; // of all posts
 };
 
-std::array<LastPost, kinds.size()> last_posts{};
+std::array<LastPosts, kinds.size()> last_posts{};
 
-// A push that comes a little late does not make the next one too early: the stamp goes on by one
-// interval, and stays at most one behind. After a pause, or when the clock was set back, it starts
-// anew.
-bool may_post(LastPost& last, std::uint32_t now) {
-    const std::int32_t since = elapsed_ms(now, last.ms);
-    const bool in_a_row = since >= 0 && since < longest_post_interval_ms;
-    if (!last.known || !in_a_row) {
-        last = {true, now};
-        return true;
-    }
-    if (since < shortest_post_interval_ms)
+bool is_within(std::uint32_t now, std::uint32_t before, std::int32_t milliseconds) {
+    const std::int32_t since = elapsed_ms(now, before);
+    return since >= 0 && since < milliseconds; // a clock that was set back stops nothing
+}
+
+bool may_post(LastPosts& posts, std::uint32_t now) {
+    std::uint32_t& tenth_last = posts.times_ms[posts.count % posts_per_second];
+    const std::uint32_t last =
+        posts.times_ms[(posts.count + posts_per_second - 1) % posts_per_second];
+    if (posts.count > 0 && is_within(now, last, shortest_post_interval_ms))
         return false;
-    const std::int32_t behind =
-        std::min(since - shortest_post_interval_ms, shortest_post_interval_ms);
-    last.ms = now - static_cast<std::uint32_t>(behind);
+    if (posts.count >= posts_per_second && is_within(now, tenth_last, 1000))
+        return false;
+    tenth_last = now;
+    ++posts.count;
     return true;
 }
 
