@@ -74,8 +74,8 @@ struct CameraBuilderState {
     std::atomic<std::uint32_t> last_gimbal_frame_ms{0};
 
     // 0 while the app's relative move is in progress, 1 when the app leaves the gimbal alone.
-    // Written by app commands and, when it takes the gimbal over, by the control loop, which reads
-    // it.
+    // Written by app commands, by remote_control, whose live control ends such a move, and by the
+    // control loop when it takes the gimbal over; read by the control loop.
     std::atomic<std::uint8_t> app_gimbal_idle{1};
 
     // Millisecond clock of the app's last absolute position command, and whether there was one.

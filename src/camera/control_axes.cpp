@@ -23,12 +23,6 @@ std::int32_t axis_speed(const ControlInputs& inputs, std::int32_t value, std::in
         std::lround(std::clamp<double>(speed, -full_scale, full_scale)));
 }
 
-// Of several channels for one axis the one that wants most.
-void ask_for(std::int32_t& axis, std::int32_t speed) {
-    if (std::abs(speed) > std::abs(axis))
-        axis = speed;
-}
-
 constexpr GimbalPair at_rest{};
 
 void take_gimbal(ControlStep& step, GimbalPair wanted) {
@@ -44,13 +38,13 @@ void take_gimbal(ControlStep& step, GimbalPair wanted) {
 }
 
 // An app sent the gimbal to a position after the sticks' last move, less than 2 s ago: a stop would
-// end its travel. A deflection after the command has taken over, and its end stops at once. An
-// older command may have met a camera that was away.
+// end its travel. A deflection after the command, or within the same millisecond, has taken over,
+// and its end stops at once. An older command may have met a camera that was away.
 bool travels_to_position(const ControlStep& step) {
     const ControlInputs& inputs = step.inputs;
     const std::int32_t since = elapsed_ms(inputs.now, inputs.last_position_command_ms);
     return inputs.position_commanded && since >= 0 && since < position_quiet_ms &&
-           elapsed_ms(inputs.last_position_command_ms, step.state.last_move_ms) >= 0;
+           elapsed_ms(inputs.last_position_command_ms, step.state.last_move_ms) > 0;
 }
 
 // The sticks are back at the centre, or not there any more.
@@ -61,12 +55,11 @@ void release_gimbal(ControlStep& step) {
 }
 
 void carry_on_app_move(ControlStep& step) {
-    const GimbalPair pair = step.inputs.last_gimbal_pair;
     if (!step.inputs.app_registered) {
         command(step, ControlAction::gimbal_speed);
         command(step, ControlAction::end_app_move);
-    } else if (pair != at_rest) {
-        command(step, ControlAction::gimbal_move, pair.pan, pair.tilt);
+    } else {
+        command(step, ControlAction::app_move);
     }
 }
 
@@ -89,18 +82,18 @@ double deflection(std::int32_t value) {
 }
 
 void handle_pan(ControlStep& step, ChannelState& /*channel*/, std::int32_t value) {
-    ask_for(step.pan, axis_speed(step.inputs, value, step.inputs.percents.pan));
+    step.pan = axis_speed(step.inputs, value, step.inputs.percents.pan);
 }
 
 void handle_tilt(ControlStep& step, ChannelState& /*channel*/, std::int32_t value) {
-    ask_for(step.tilt, axis_speed(step.inputs, value, step.inputs.percents.tilt));
+    step.tilt = axis_speed(step.inputs, value, step.inputs.percents.tilt);
 }
 
 void handle_roll(ControlStep& step, ChannelState& /*channel*/, std::int32_t value) {
     // Outside the dead band there is always a step, be the speed 0: apps set the roll speed anew
     // after every start, since no settings file holds it.
     const std::int32_t speed = axis_speed(step.inputs, value, step.inputs.percents.roll);
-    ask_for(step.roll, speed == 0 ? sign_of(deflection(value)) : speed);
+    step.roll = speed == 0 ? sign_of(deflection(value)) : speed;
 }
 
 void finish_gimbal(ControlStep& step) {

@@ -1,6 +1,6 @@
 // What the control loop decided, carried out with the command builders.
+#include "camera/control_handlers.h"
 #include "camera/control_jobs.h"
-#include "camera/control_loop.h"
 #include "camera/exposure.h"
 #include "camera/exposure_values.h"
 #include "camera/focus.h"
@@ -8,6 +8,7 @@
 #include "camera/gimbal_settings.h"
 #include "camera/shooting.h"
 #include "camera/zoom.h"
+#include "core/clock.h"
 #include "core/shared_access.h"
 #include "core/status_block.h"
 
@@ -23,11 +24,16 @@ template<class Table> const auto& row(const Table& table, std::int32_t index) {
     return table[static_cast<std::size_t>(index)];
 }
 
-// A knob for manual focus means manual focus: the camera would not follow it in autofocus.
+// A knob for manual focus means manual focus: the camera would not follow it in autofocus. It takes
+// a while to report that it has changed.
 void focus_manually(std::int32_t tenths) {
-    if (camera_state().focus_range == 0)
+    constexpr std::int32_t report_delay_ms = 1000;
+    static Interval type_changes;
+    const CameraState& camera = camera_state();
+    if (camera.focus_range == 0)
         return;
-    set_focus_type(FocusType::manual);
+    if (camera.autofocus && is_due(type_changes, millisecond_clock(), report_delay_ms))
+        set_focus_type(FocusType::manual);
     set_manual_focus(tenths / 10.0);
 }
 
@@ -35,6 +41,7 @@ void focus_manually(std::int32_t tenths) {
 constexpr std::array<Performer, control_action_count> performers{
     [](std::int32_t pan, std::int32_t tilt) { gimbal_speed(pan, tilt); },
     [](std::int32_t pan, std::int32_t tilt) { gimbal_move(pan, tilt); },
+    [](std::int32_t, std::int32_t) { gimbal_carry_on_app_move(); },
     [](std::int32_t, std::int32_t) { camera_builder_state().app_gimbal_idle = 1; },
     [](std::int32_t step, std::int32_t) { roll_horizont(static_cast<std::int8_t>(step)); },
     [](std::int32_t, std::int32_t) { start_gimbal_job(GimbalJob::recentre); },

@@ -42,24 +42,31 @@ static_assert(handlers[static_cast<std::size_t>(ChannelFunction::digital_zoom2)]
 static_assert(handlers[static_cast<std::size_t>(ChannelFunction::orient_lock)] ==
               handle_orientation_lock);
 
-// An absent value, or another function than before, makes the next value a first one.
-void handle_channel(ControlStep& step, std::size_t index) {
+using HandledFunctions = std::array<bool, handlers.size()>;
+
+// An absent value, or another function than before, makes the next value a first one. So does
+// another channel that has the function.
+void handle_channel(ControlStep& step, HandledFunctions& handled, std::size_t index) {
     ChannelState& channel = step.state.channels[index];
     const std::uint8_t function = step.inputs.functions[index];
     const std::uint16_t value = step.inputs.channels[index];
-    if (value == 0 || function != channel.function)
+    const bool acts = value != 0 && function < handlers.size() && !handled[function];
+    if (!acts || function != channel.function)
         channel = {};
     channel.function = function;
-    if (value != 0 && function < handlers.size())
-        handlers[function](step, channel, value);
+    if (!acts)
+        return;
+    handled[function] = true;
+    handlers[function](step, channel, value);
 }
 
 // Menu channels come first, wherever they are: what other channels do depends on the menu.
 void handle_channels(ControlStep& step) {
+    HandledFunctions handled{};
     for (const bool menu : {true, false}) {
         for (std::size_t i = 0; i < rc_channel_count; ++i) {
             if (menu == (step.inputs.functions[i] == menu_function))
-                handle_channel(step, i);
+                handle_channel(step, handled, i);
         }
     }
 }

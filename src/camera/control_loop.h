@@ -31,7 +31,9 @@ struct AxisPercents {
 struct ControlInputs {
     std::uint32_t now = 0;                                  // millisecond clock
     std::array<std::uint16_t, rc_channel_count> channels{}; // pulse width in us, 0 = absent
-    std::array<std::uint8_t, rc_channel_count> functions{}; // ChannelFunction, 255 = none
+    // ChannelFunction, 255 = none. Of several channels with one function only the first that is
+    // there counts.
+    std::array<std::uint8_t, rc_channel_count> functions{};
     bool rc_enabled = false;
     std::uint8_t rc_receiver_state = 0; // 6 = values are good
     bool camera_connected = false;
@@ -84,6 +86,7 @@ struct ControlState {
 enum class ControlAction : std::uint8_t {
     gimbal_speed,  // pan, tilt
     gimbal_move,   // pan, tilt
+    app_move,      // once more what the app's relative move asks for
     end_app_move,  // the app's relative move is over
     roll,          // signed step
     recentre,      //
@@ -105,7 +108,7 @@ enum class ControlAction : std::uint8_t {
     focus_point,   // x, y in thousandths
 };
 
-inline constexpr std::size_t control_action_count = 21;
+inline constexpr std::size_t control_action_count = 22;
 
 enum class FlippedSetting : std::uint8_t { focus_assistant, internal_camera, osd };
 

@@ -69,10 +69,9 @@ void handle_record_shot(ControlStep& step, ChannelState& channel, std::int32_t v
         command(step, ControlAction::shot);
 }
 
-// By position, from the first value on: a menu that is open must not move the gimbal. What the
-// gimbal's switches do meanwhile is lost.
+// By position, from the first value on: a menu that is open must not move the gimbal.
 void handle_menu(ControlStep& step, ChannelState& channel, std::int32_t value) {
-    step.menu = step.menu || move_switch(switch_bounds, channel, value).to == high;
+    step.menu = move_switch(switch_bounds, channel, value).to == high;
 }
 
 void handle_center(ControlStep& step, ChannelState& channel, std::int32_t value) {
@@ -80,11 +79,16 @@ void handle_center(ControlStep& step, ChannelState& channel, std::int32_t value)
         command(step, ControlAction::recentre);
 }
 
+// What the switch did while the menu was open is made good afterwards, so that it shows the truth.
 void handle_orientation_lock(ControlStep& step, ChannelState& channel, std::int32_t value) {
-    if (step.menu)
-        move_switch(switch_bounds, channel, value);
-    else
-        follow_high(step, channel, value, ControlAction::orientation);
+    const SwitchMove move = move_switch(switch_bounds, channel, value);
+    const std::int32_t locked = move.to == high ? 1 : 0;
+    if (move.from == unknown_position)
+        channel.sent = locked;
+    if (step.menu || channel.sent == locked)
+        return;
+    channel.sent = locked;
+    command(step, ControlAction::orientation, locked);
 }
 
 void handle_focus_assistant(ControlStep& step, ChannelState& channel, std::int32_t value) {

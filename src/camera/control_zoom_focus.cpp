@@ -19,20 +19,30 @@ std::int32_t zoom_level_of(std::int32_t value, std::int32_t before) {
     return before != unknown_position && near_before ? before : (way + percent / 2) / percent;
 }
 
-void follow_focus_axis(ChannelState& channel, std::int32_t value,
-                       std::optional<std::int32_t>& wanted, std::int32_t& sent) {
-    wanted = travelled(value);
-    if (channel.position == unknown_position)
-        sent = *wanted;
-    channel.position = *wanted;
+// The last half percent at either end is the end, which would be out of reach otherwise.
+std::int32_t end_near(std::int32_t way) {
+    constexpr std::int32_t nearness = percent / 2;
+    if (way < nearness)
+        return 0;
+    return way > travel - nearness ? travel : way;
 }
 
-// By 1 %, or onto an end stop, which would be out of reach otherwise.
-bool has_moved(std::optional<std::int32_t> wanted, std::int32_t sent) {
-    if (!wanted)
+bool has_moved(std::optional<std::int32_t> way, std::int32_t sent) {
+    if (!way)
         return false;
-    const bool at_end = *wanted == 0 || *wanted == travel;
-    return std::abs(*wanted - sent) >= (at_end ? 1 : percent);
+    const bool at_end = end_near(*way) == 0 || end_near(*way) == travel;
+    return std::abs(*way - sent) >= (at_end ? percent / 2 : percent);
+}
+
+// What is done to the knob for the menu is not for the camera.
+void follow_focus_axis(ControlStep& step, ChannelState& channel, std::int32_t value,
+                       std::optional<std::int32_t>& wanted, std::int32_t& sent) {
+    const bool starts = channel.position == unknown_position || step.menu;
+    channel.position = travelled(value);
+    if (starts)
+        sent = channel.position;
+    else
+        wanted = channel.position;
 }
 
 } // namespace
@@ -40,8 +50,7 @@ bool has_moved(std::optional<std::int32_t> wanted, std::int32_t sent) {
 // While the menu has the sticks, those of zoom and focus point count as at rest.
 void handle_zoom(ControlStep& step, ChannelState& /*channel*/, std::int32_t value) {
     const std::int32_t direction = step.menu ? 0 : sign_of(deflection(value));
-    if (direction != 0 || !step.zoom_direction)
-        step.zoom_direction = direction;
+    step.zoom_direction = direction;
 }
 
 void handle_digital_zoom(ControlStep& step, ChannelState& channel, std::int32_t value) {
@@ -59,7 +68,9 @@ void handle_digital_zoom2(ControlStep& step, ChannelState& channel, std::int32_t
     // Stored off by 5, since -1 stands for unknown.
     const std::int32_t before = channel.position;
     channel.position = zoom_step + largest_step;
-    if (before != unknown_position && before != channel.position)
+    if (before == unknown_position && step.state.zoom_step != 0)
+        step.zoom_step = 0; // what another channel began
+    else if (before != unknown_position && before != channel.position)
         step.zoom_step = zoom_step;
 }
 
@@ -72,17 +83,15 @@ void handle_focus(ControlStep& step, ChannelState& channel, std::int32_t value) 
         !is_due(channel.sends, step.inputs.now, focus_interval_ms))
         return;
     channel.sent = channel.position;
-    command(step, ControlAction::manual_focus, channel.position);
+    command(step, ControlAction::manual_focus, end_near(channel.position));
 }
 
 void handle_focus_pan(ControlStep& step, ChannelState& channel, std::int32_t value) {
-    if (!step.menu)
-        follow_focus_axis(channel, value, step.focus_x, step.state.focus_x);
+    follow_focus_axis(step, channel, value, step.focus_x, step.state.focus_x);
 }
 
 void handle_focus_tilt(ControlStep& step, ChannelState& channel, std::int32_t value) {
-    if (!step.menu)
-        follow_focus_axis(channel, value, step.focus_y, step.state.focus_y);
+    follow_focus_axis(step, channel, value, step.focus_y, step.state.focus_y);
 }
 
 // Without a direction, because the RC or the camera is gone, a zoom that the stick drives is
@@ -130,7 +139,7 @@ void finish_focus_point(ControlStep& step) {
         return;
     state.focus_x = step.focus_x.value_or(step.inputs.focus_x);
     state.focus_y = step.focus_y.value_or(step.inputs.focus_y);
-    command(step, ControlAction::focus_point, state.focus_x, state.focus_y);
+    command(step, ControlAction::focus_point, end_near(state.focus_x), end_near(state.focus_y));
 }
 
 } // namespace fieldrelaybox

@@ -97,14 +97,24 @@ void gimbal_move(int pan, int tilt) {
         send_reversible_speed(pan, tilt);
 }
 
+void gimbal_carry_on_app_move() {
+    const std::lock_guard lock(gimbal_mutex);
+    const CameraBuilderState& state = camera_builder_state();
+    const GimbalPair pair = state.last_gimbal_pair;
+    if (state.app_gimbal_idle == 0 && !state.gimbal_hold && pair != GimbalPair{})
+        send_reversible_speed(pair.pan, pair.tilt);
+}
+
 void gimbal_speed_now(int pan, int tilt) {
     const std::lock_guard lock(gimbal_mutex);
+    camera_builder_state().app_gimbal_idle = 1;
     if (remember_gimbal_pair({pan, tilt}))
         send_reversible_speed(pan, tilt);
 }
 
 void gimbal_set_angle(int a, int b) {
     const std::lock_guard lock(gimbal_mutex);
+    camera_builder_state().app_gimbal_idle = 1;
     camera_builder_state().gimbal_hold = true;
     send_angle(a, b);
     stamp_gimbal_frame(); // whether the frame was sent or not

@@ -10,11 +10,15 @@ void gimbal_speed(int pan, int tilt);
 // Moves the gimbal, reversed as the settings say; nothing while it is held.
 void gimbal_move(int pan, int tilt);
 
-// Announces and moves in one step, held or not: a live speed from an app. A pair that was the last
-// one already does nothing.
+// Sends the speed of the app's relative move again, while one is going on and the gimbal is not
+// held.
+void gimbal_carry_on_app_move();
+
+// Announces and moves in one step, held or not: a live speed from an app, which ends a relative
+// move. A pair that was the last one already sends nothing.
 void gimbal_speed_now(int pan, int tilt);
 
-// Turns the gimbal to an angle and holds it.
+// Turns the gimbal to an angle and holds it; ends a relative move of the app.
 void gimbal_set_angle(int a, int b);
 
 // The app's absolute position: the same frame, but the gimbal is not held.

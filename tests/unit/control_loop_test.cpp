@@ -13,9 +13,9 @@ using Text = std::string;
 
 // In the order of ControlAction, each with a blank behind it.
 constexpr std::array<const char*, control_action_count> action_names{
-    "speed ", "move ",  "end ",   "roll ",   "recentre ", "lock ",  "record ",
-    "shot ",  "flip ",  "menu ",  "mode ",   "ev ",       "iso ",   "shutter ",
-    "f ",     "drive ", "level ", "change ", "zoomstep ", "focus ", "point "};
+    "speed ", "move ",  "carry ",  "end ",      "roll ",  "recentre ", "lock ",    "record ",
+    "shot ",  "flip ",  "menu ",   "mode ",     "ev ",    "iso ",      "shutter ", "f ",
+    "drive ", "level ", "change ", "zoomstep ", "focus ", "point "};
 
 // "speed 1000,0; move 1000,0; "; what is 0 at the end is left out.
 Text text_of(const std::vector<ControlCommand>& commands) {
@@ -133,7 +133,7 @@ TEST_F(ControlLoopTest, sticks_take_the_gimbal_from_the_app_and_stop_it_once) {
     map(31, Function::tilt, 1500);
     inputs.app_moves = inputs.app_registered = true;
     inputs.last_gimbal_pair = {40, -40};
-    EXPECT_EQ(steps(2), times(2, "move 40,-40; "));
+    EXPECT_EQ(steps(2), times(2, "carry ; "));
     EXPECT_EQ(step(0, 2000), "end ; " + move(1000));
     EXPECT_EQ(step(31, 1000), move(1000, -1000));
     EXPECT_EQ(step(0, 1500), move(0, -1000));
@@ -184,16 +184,11 @@ TEST_F(ControlLoopTest, a_stop_waits_for_a_camera_that_went_away) {
 TEST_F(ControlLoopTest, app_move_is_carried_on_until_it_ends) {
     inputs.rc_receiver_state = 0;
     inputs.app_moves = inputs.app_registered = true;
-    inputs.last_gimbal_pair = {7, 8};
-    EXPECT_EQ(steps(3), times(3, "move 7,8; "));
-    inputs.last_gimbal_pair = {}; // (0, 0) has arrived
-    EXPECT_EQ(steps(1), "");
-    inputs.last_gimbal_pair = {7, 8};
+    EXPECT_EQ(steps(3), times(3, "carry ; "));
     inputs.app_registered = false;
     EXPECT_EQ(steps(3), stop + "end ; ");
     // While the camera is away too: it must not go on under the next app.
     inputs.app_moves = inputs.app_registered = true;
-    inputs.last_gimbal_pair = {7, 8};
     inputs.camera_connected = false;
     EXPECT_EQ(steps(2), "");
     inputs.app_registered = false;
@@ -288,7 +283,10 @@ TEST_F(ControlLoopTest, menu_has_the_other_sticks_too) {
     EXPECT_EQ(steps(10), "");
     inputs.channels = {1500, 1500, 1500, 1000, 1000, 0, 0, 0, 0, 2000};
     EXPECT_EQ(steps(10), "");
-    EXPECT_EQ(step(9, 1000), "menu ; ");
+    inputs.channels[2] = 1900;
+    inputs.channels[4] = 2000;
+    EXPECT_EQ(steps(10), "");
+    EXPECT_EQ(step(9, 1000), "lock 1; menu ; "); // the switch shows the truth again
     EXPECT_EQ(walk(3, {2000, 2000}), "recentre ; ");
 }
 
@@ -369,10 +367,15 @@ TEST_F(ControlLoopTest, focus_follows_a_knob_20_times_a_second_at_most) {
     const auto count = std::count(sent.begin(), sent.end(), ';');
     EXPECT_TRUE(count >= 16 && count <= 20) << sent;
     EXPECT_TRUE(walk(0, {2200}, 10).ends_with("focus 1000; "));
-    // The ends are reached by less than 1 %, and nothing else is.
-    EXPECT_EQ(walk(0, {1005}, 10), "focus 5; ");
-    EXPECT_EQ(walk(0, {1001}, 10), "");
-    EXPECT_EQ(walk(0, {1000}, 10), "focus ; ");
+    // The ends are reached from less than 1 % off, and chatter there sends nothing.
+    EXPECT_EQ(walk(0, {1006}, 10), "focus 6; ");
+    EXPECT_EQ(walk(0, {1002}, 10), "");
+    EXPECT_EQ(walk(0, {1018}, 10), "focus 18; ");
+    EXPECT_EQ(walk(0, {1008}, 10), "focus 8; ");
+    EXPECT_EQ(walk(0, {1003, 1000, 1004, 1012}, 10), "focus ; ");
+    inputs.channels[0] = 0;
+    steps(1);
+    EXPECT_EQ(walk(0, {1001, 1000, 1005, 1000}, 10), "");
     // What cannot be told without the focus range is told with it.
     inputs.focus_range_known = false;
     EXPECT_EQ(walk(0, {1400}, 10), "");
@@ -391,6 +394,23 @@ TEST_F(ControlLoopTest, focus_point_follows_two_channels_5_times_a_second_at_mos
     inputs.channels = {1500, 1500};
     EXPECT_EQ(steps(9), "");
     EXPECT_EQ(steps(9), "point 500,500; ");
+}
+
+TEST_F(ControlLoopTest, the_first_channel_of_a_function_that_is_there_counts) {
+    map(0, Function::pan, 1500);
+    map(1, Function::pan, 2000);
+    map(2, Function::digital_zoom2, 1500);
+    map(3, Function::digital_zoom2, 2000);
+    map(4, Function::focus_tilt, 1500);
+    map(5, Function::focus_tilt, 1900);
+    EXPECT_EQ(steps(2), "");
+    EXPECT_EQ(step(2, 2000), "zoomstep 5; change 5; ");
+    inputs.channels[2] = inputs.channels[4] = 0;
+    EXPECT_EQ(steps(10), "zoomstep ; "); // the others only start
+    EXPECT_EQ(step(5, 1800), "point 500,800; ");
+    inputs.channels[4] = 1000;
+    EXPECT_EQ(steps(20), "");
+    EXPECT_EQ(step(0, 0), move(1000));
 }
 
 TEST_F(ControlLoopTest, a_clock_that_is_set_back_stops_nothing) {
