@@ -126,8 +126,8 @@ class TestDatagrams(BoxTestCase):
     def test_every_case(self) -> None:
         camera = self.camera()
         sequence = camera.stop_clock() + 1 & 0xFF
-        cases = sorted(RECORDS["test_datagrams"]["cases"], key=lambda case: case["seq"])
-        for case in cases:
+        cases = [*RECORDS["test_datagrams"]["cases"], *frame_cases()]
+        for case in sorted(cases, key=lambda case: case["seq"]):
             with self.subTest(case["note"]):
                 while sequence != case["seq"]:
                     send(b"[00,00", 4242)
@@ -158,6 +158,13 @@ class TestDatagrams(BoxTestCase):
         camera = self.camera()
         send(b"[1,2,3,4,5,6,7,8,9", 4242)
         self.assertEqual(camera.next_frame().raw[6], (first + 1) & 0xFF)
+
+
+def frame_cases() -> list[dict]:
+    """Frames of every length with a wrong sequence number and check, and how the camera gets them."""
+    return [{"note": row["name"], "seq": row["seq"], "seq_after": row["seq"] + 1 & 0xFF,
+             "text": "[" + bytes.fromhex(row["before_stamping"]).hex(","), "sent": row["frame"]}
+            for row in load_json("camera_frames.json")["frames"]]
 
 
 def text_of(case: dict) -> bytes:

@@ -1,9 +1,12 @@
-// What the command data cannot show: commands of several threads at once, and hostile texts.
+// What the command data cannot show: commands of several threads at once, hostile texts, and values
+// that no command gives the builders.
 #include "camera/camera_command_request.h"
 #include "camera/camera_commands.h"
 #include "camera/camera_state.h"
 #include "camera/exposure.h"
+#include "camera/focus.h"
 #include "camera/gimbal.h"
+#include "camera/image_settings.h"
 #include "camera/shooting.h"
 #include "camera/stored_frame.h"
 #include "camera/zoom.h"
@@ -11,8 +14,6 @@
 #include "unit/camera_receiver.h"
 
 #include <atomic>
-#include <fstream>
-#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -123,7 +124,6 @@ TEST(CameraThreads, OneSequenceNumberPerFrameOverAllSenders) {
 // Two threads that set the same level at once are one change.
 TEST(CameraThreads, SameZoomLevelIsSentOnce) {
     CameraReceiver camera;
-    camera_builder_state().zoom_level = no_zoom_level;
     {
         const std::jthread first([] { set_zoom(40); });
         const std::jthread second([] { set_zoom(40); });
@@ -168,7 +168,6 @@ TEST(CameraCommands, EndlessNumbersStayDefined) {
         set_zoom_relative(current_zoom_level());
     }
     const std::string log = testing::internal::GetCapturedStderr();
-    camera_state().focus_range = 0;
     EXPECT_NE(log.find("set exposure point 255\n"), std::string::npos);
     EXPECT_NE(log.find("set manual focus -2147483648 (-2147483648%)\n"), std::string::npos);
     std::vector<unsigned> apertures;
@@ -180,13 +179,43 @@ TEST(CameraCommands, EndlessNumbersStayDefined) {
               (std::vector<unsigned>{0, 0xFFFF, 0, 0xFFFF, 0xFFFF, 0, 0xFFFF, 0, 0xFFFF}));
 }
 
-TEST(CameraDocumentation, NamesEveryCommandWord) {
-    std::stringstream text;
-    text << std::ifstream(TEST_DATA_DIR "/../../docs/camera-protocol.md").rdbuf();
-    for (const CameraCommand& command : camera_commands()) {
-        const std::string quoted = "`\"" + std::string(command.word) + "\"`";
-        EXPECT_NE(text.str().find(quoted), std::string::npos) << quoted;
+// Command ids and payloads.
+TEST(CameraBuilders, SendWhatNoCommandAsksFor) {
+    CameraReceiver camera;
+    camera_state().focus_range = 255;
+    testing::internal::CaptureStderr();
+    set_manual_focus(67.0); // the control loop's are cut, the app's are rounded
+    set_video_resolution(640, 480, 15);
+    set_video_resolution(1280, 720, 29);
+    stop_shot();
+    testing::internal::GetCapturedStderr();
+    std::string sent;
+    for (const auto& frame : camera.take_frames())
+        sent += test_data::to_hex(Bytes(&frame[10], frame.size() - 12)) + ' ';
+    EXPECT_EQ(sent, "95aa00 180000000000 af0000 180400000000 af0400 "
+                    "0100000000009100000091 0100000000009100000091 ");
+}
+
+TEST(CameraBuilders, KeepTheSequenceNumberOfWhatIsNotSent) {
+    CameraReceiver camera; // which checks the numbers
+    testing::internal::CaptureStderr();
+    for (const bool connected : {true, false, true}) {
+        camera_link().connected = connected;
+        set_iso(400);
     }
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(camera.take_frames().size(), 2U);
+}
+
+TEST(CameraCommands, OnlyAWholePositionCommandCounts) {
+    for (const char* text : {R"({"cmd":"position","param":"move"})",
+                             R"({"cmd":"position","param":"move","value1":"1"})",
+                             R"({"cmd":"position","param":"move","value1":1,"value2":2})"})
+        handle(text);
+    EXPECT_FALSE(camera_builder_state().position_commanded);
+    handle(R"({"cmd":"position","param":"move","value1":"0","value2":"0"})");
+    EXPECT_TRUE(camera_builder_state().position_commanded);
+    EXPECT_NE(camera_builder_state().last_position_command_ms, 0U);
 }
 
 } // namespace

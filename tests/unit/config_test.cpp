@@ -6,10 +6,10 @@
 #include "config/hdmi_modes.h"
 #include "config/settings.h"
 #include "control/update_parameters.h"
-#include "core/status_block.h"
 #include "core/text.h"
-#include "unit/config_data.h"
+#include "unit/test_data.h"
 
+#include <array>
 #include <set>
 
 using namespace fieldrelaybox;
@@ -17,62 +17,48 @@ using namespace test_data;
 
 namespace {
 
-// A record as it is after the start of a box with this file in its directory; "" for no file.
-ConfigRecord start_with(const std::string& path) {
+// A record as it is after the start of a box with this settings file.
+ConfigRecord start_with(const std::string& content) {
+    const std::string path = temporary_path("conf");
+    std::ofstream(path, std::ios::binary) << content;
     ConfigRecord record{};
     set_defaults_before_loading(record);
-    if (load_config_file(path.c_str(), record))
-        set_defaults_after_loading(record);
+    EXPECT_TRUE(load_config_file(path.c_str(), record));
+    set_defaults_after_loading(record);
     copy_text(record.version, "0.20.2");
+    std::filesystem::remove(path);
     return record;
 }
 
-struct Start {
-    const char* name;
-    const char* conf; // null: no file, "": an empty one
-    const char* interfaces;
-};
-
-void PrintTo(const Start& start, std::ostream* out) {
-    *out << start.name;
+TEST(ConfigStart, gives_the_file_and_the_report) {
+    for (const auto& [name, content, interfaces] :
+         {std::array<std::string, 3>{"every_key", read_data("every_key.conf"),
+                                     R"({"name":"eth0","addr":"192.0.2.5"})"},
+          {"empty_text", "", ""}}) {
+        const ConfigRecord record = start_with(content);
+        EXPECT_EQ(format_config_file(record), read_data(name + ".saved.conf"));
+        EXPECT_EQ(build_configuration_report(record, interfaces), read_data(name + ".report.json"));
+    }
 }
 
-class ConfigStart : public testing::TestWithParam<Start> {};
-
-TEST_P(ConfigStart, gives_the_record_the_file_and_the_report) {
-    const auto& [name, conf, interfaces] = GetParam();
-    const std::string base = name;
-    const std::string path = conf == nullptr ? "/nonexistent" : write_temporary_file(conf);
-    const ConfigRecord record = start_with(path);
-    EXPECT_EQ(hex_of(record), read_hex(base + ".record.hex"));
-    if (conf == nullptr)
-        return;
-    EXPECT_EQ(format_config_file(record), read_data(base + ".saved.conf"));
-    EXPECT_EQ(build_configuration_report(record, interfaces), read_data(base + ".report.json"));
+// A box that starts with the sample and saves one setting keeps the other lines.
+TEST(ConfigFile, sample_is_what_the_daemon_writes) {
+    const char* sample = SOURCE_DIR "/packaging/fieldrelaybox.conf";
+    ConfigRecord record{};
+    ASSERT_TRUE(load_config_file(sample, record));
+    EXPECT_EQ(format_config_file(record), read_file(sample));
+    EXPECT_STREQ(record.camera_iface, "wlan0");
 }
-
-const std::string every_key = read_data("every_key.conf");
-
-INSTANTIATE_TEST_SUITE_P(Files, ConfigStart,
-                         testing::Values(Start{"every_key", every_key.c_str(),
-                                               R"({"name":"eth0","addr":"192.0.2.5"})"},
-                                         Start{"empty_text", "", ""}, Start{"nofile", nullptr, ""}),
-                         [](const auto& start) { return start.param.name; });
 
 TEST(ConfigFile, reads_and_writes_single_lines) {
     const Json cases = load_json("reader_lines.json");
     const cJSON* entry = nullptr;
     cJSON_ArrayForEach(entry, cases.get()) {
-        const ConfigRecord record = start_with(write_temporary_file(text(entry, "file")));
+        const ConfigRecord record = start_with(text(entry, "file"));
         const std::string saved = "\r\n" + format_config_file(record);
         EXPECT_NE(saved.find('\n' + text(entry, "saved_line") + "\r\n"), std::string::npos)
             << text(entry, "file") << text(entry, "why");
     }
-}
-
-TEST(ChannelMap, fills_the_status_block) {
-    start_with(write_temporary_file(every_key));
-    EXPECT_EQ(to_hex(status_block().channel_function), read_hex("every_key.channels.hex"));
 }
 
 TEST(Tables, have_the_names_that_the_apps_use) {
@@ -113,23 +99,6 @@ TEST(Tables, every_setting_can_be_updated_and_is_reported) {
         EXPECT_EQ(reported.contains(field), setting.key != "focus_assistant_enabled")
             << setting.key;
     }
-}
-
-// The pages that app writers and owners go by leave nothing out.
-TEST(Documents, name_every_key_parameter_and_member) {
-    const std::string docs = TEST_DATA_DIR "/../../docs/";
-    const std::string protocol = read_file(docs + "app-protocol.md");
-    const auto names = [](const std::string& page, std::string_view name) {
-        return page.find('`' + std::string(name) + '`') != std::string::npos;
-    };
-    for (const UpdateParameter& parameter : update_parameters())
-        EXPECT_TRUE(names(protocol, parameter.name)) << parameter.name;
-    for (const ReportMember& member : report_members())
-        EXPECT_TRUE(names(protocol, member.name)) << member.name;
-    const std::string configuration = read_file(docs + "configuration.md");
-    for (const Setting& setting : settings())
-        EXPECT_NE(configuration.find("| `" + std::string(setting.key) + "` |"), std::string::npos)
-            << setting.key;
 }
 
 } // namespace

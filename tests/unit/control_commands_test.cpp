@@ -4,15 +4,13 @@
 #include "camera/gimbal.h"
 #include "camera/stored_frame.h"
 #include "config/config_record.h"
-#include "control/app_clients.h"
 #include "core/status_block.h"
 #include "unit/camera_receiver.h"
 #include "unit/shell_recorder.h"
-#include "unit/test_data.h"
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
+#include <filesystem>
 #include <limits>
 #include <mutex>
 #include <thread>
@@ -22,28 +20,29 @@ namespace {
 
 using Action = ControlAction;
 
-// Lives on: the threads that the commands start may still be at its socket when a test ends.
-CameraReceiver& lasting_camera() {
-    static auto* const camera = new CameraReceiver;
-    return *camera;
+std::ptrdiff_t thread_count() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
 }
 
 struct ControlCommandsTest : testing::Test {
     ControlCommandsTest() { testing::internal::CaptureStderr(); }
-    ~ControlCommandsTest() override { testing::internal::GetCapturedStderr(); }
+    // The threads that the commands started may still be at the camera's socket.
+    ~ControlCommandsTest() override {
+        EXPECT_TRUE(test_data::await([this] { return thread_count() == threads_before; }));
+        testing::internal::GetCapturedStderr();
+    }
     ControlCommandsTest(const ControlCommandsTest&) = delete;
     ControlCommandsTest& operator=(const ControlCommandsTest&) = delete;
 
-    CameraReceiver& camera = lasting_camera();
+    std::ptrdiff_t threads_before = thread_count();
+    CameraReceiver camera;
 };
 
 // Command ids and payloads of one frame per action; the builders have tests of their own.
 TEST_F(ControlCommandsTest, every_action_reaches_its_builder) {
     CameraBuilderState& builders = camera_builder_state();
-    builders.zoom_level = no_zoom_level;
     builders.app_gimbal_idle = 0;
     camera_state().focus_range = 1000;
-    camera_state().shot_kind = ShotKind{};
     camera_state().autofocus = camera_state().photo_mode = true;
     perform_control_commands({{Action::gimbal_speed, 1000, -1000},
                               {Action::gimbal_move, 1000, -1000},
@@ -81,20 +80,6 @@ TEST_F(ControlCommandsTest, every_action_reaches_its_builder) {
 // Holds the threads that run shell commands until it is opened.
 std::atomic<bool> shell_open{false};
 
-// Opens it; the commands up to and with the last one.
-std::vector<std::string> open_shell_until(const std::string& last) {
-    shell_open = true;
-    std::vector<std::string> commands;
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (std::chrono::steady_clock::now() < end &&
-           (commands.empty() || commands.back() != last)) {
-        const std::vector<std::string> more = shell_recorder::take_commands();
-        commands.insert(commands.end(), more.begin(), more.end());
-        std::this_thread::yield();
-    }
-    return commands;
-}
-
 TEST_F(ControlCommandsTest, settings_are_flipped_and_saved_without_holding_the_loop) {
     ConfigRecord& record = config_record();
     StatusBlock& block = status_block();
@@ -102,17 +87,23 @@ TEST_F(ControlCommandsTest, settings_are_flipped_and_saved_without_holding_the_l
     const ControlCommand osd{Action::flip_setting, static_cast<int>(FlippedSetting::osd)};
     const ControlCommand internal{Action::flip_setting,
                                   static_cast<int>(FlippedSetting::internal_camera)};
-    shell_recorder::take_commands();
     shell_recorder::on_command = [](const std::string&) { // the first save hangs in its mount
         while (!shell_open)
             std::this_thread::yield();
     };
+    shell_open = false;
     perform_control_commands({osd});
     while (load(block.osd_enabled) != 0)
         std::this_thread::yield();
     perform_control_commands({internal, osd, osd, osd, internal, internal});
     EXPECT_EQ(load(record.internal_camera_enabled), 0); // waits its turn
-    const auto commands = open_shell_until("killall -q raspivid");
+    shell_open = true;
+    std::vector<std::string> commands;
+    EXPECT_TRUE(test_data::await([&commands] {
+        for (std::string& command : shell_recorder::take_commands())
+            commands.push_back(std::move(command));
+        return !commands.empty() && commands.back() == "killall -q raspivid";
+    }));
     EXPECT_EQ(load(record.osd_enabled) + load(block.osd_enabled), 2);
     EXPECT_EQ(load(record.internal_camera_enabled) + load(block.internal_camera_enabled), 2);
     EXPECT_EQ(std::count(commands.begin(), commands.end(), "mount -o rw,remount /boot"), 2);
@@ -127,33 +118,21 @@ TEST_F(ControlCommandsTest, gimbal_jobs_keep_their_order_and_are_bounded) {
         perform_control_commands(std::vector(20, lock));
     }
     std::string order; // by the pressed button
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (order.size() < 5 + waiting_job_capacity - 2 && std::chrono::steady_clock::now() < end) {
+    EXPECT_TRUE(test_data::await([&] {
         for (const auto& frame : camera.take_frames())
             order += frame[15] == 0x0A ? 'c' : frame[15] == 0x02 ? 'l' : '-';
-        std::this_thread::yield();
-    }
+        return order.size() >= 5 + waiting_job_capacity - 2;
+    }));
     EXPECT_EQ(order.substr(0, 6), "lc-c-l");
     EXPECT_LE(std::count(order.begin(), order.end(), 'l'), 2 * waiting_job_capacity);
 }
 
-TEST_F(ControlCommandsTest, inputs_are_read_from_the_shared_records) {
-    StatusBlock& block = status_block();
-    ConfigRecord& record = config_record();
-    block.rc_channels[31] = 1931;
-    block.channel_function[31] = 21;
-    block.focus_point_x = 0.123;
-    block.focus_point_y = std::numeric_limits<double>::quiet_NaN();
-    record.rc_input_speed_pan = 10;
-    record.rc_input_speed_tilt = 20;
-    record.roll_speed = 30;
-    clear_app_clients();
+TEST_F(ControlCommandsTest, the_app_and_the_focus_point_are_inputs) {
+    status_block().focus_point_x = 0.123;
+    status_block().focus_point_y = std::numeric_limits<double>::quiet_NaN();
     gimbal_move_for_app(5, 6);
     const ControlInputs inputs = read_control_inputs(77);
-    EXPECT_EQ(inputs.channels[31], 1931);
-    EXPECT_EQ(inputs.functions[31], 21);
     EXPECT_TRUE(inputs.camera_connected && inputs.app_moves && !inputs.app_registered);
-    EXPECT_EQ(inputs.percents.pan + inputs.percents.tilt * 2 + inputs.percents.roll * 3, 140);
     EXPECT_EQ(inputs.last_gimbal_pair, (GimbalPair{5, -6}));
     EXPECT_EQ(inputs.focus_x, 123);
     EXPECT_EQ(inputs.focus_y, 0);
@@ -162,13 +141,10 @@ TEST_F(ControlCommandsTest, inputs_are_read_from_the_shared_records) {
 }
 
 TEST_F(ControlCommandsTest, channels_without_a_map_do_nothing) {
-    status_block() = {};
     std::ranges::fill(status_block().rc_channels, std::uint16_t{2000});
     ControlInputs inputs = read_control_inputs(1);
     inputs.rc_enabled = inputs.camera_connected = true;
     inputs.rc_receiver_state = 6;
-    inputs.app_moves = false;
-    inputs.zoom_step = 0;
     inputs.percents = {100, 100, 100};
     ControlState state;
     std::vector<ControlCommand> commands;
@@ -179,16 +155,6 @@ TEST_F(ControlCommandsTest, channels_without_a_map_do_nothing) {
     inputs.functions = read_control_inputs(2).functions;
     control_step(inputs, state, commands);
     EXPECT_FALSE(commands.empty());
-}
-
-TEST_F(ControlCommandsTest, an_app_move_ends_the_hold_of_an_angle) {
-    gimbal_move_for_app(5, 6);
-    gimbal_set_angle(1, 2);
-    gimbal_move_for_app(5, 6); // the same as the last one
-    EXPECT_FALSE(camera_builder_state().gimbal_hold);
-    EXPECT_EQ(camera_builder_state().last_gimbal_pair.load(), (GimbalPair{5, -6}));
-    EXPECT_EQ(camera_builder_state().app_gimbal_idle, 0);
-    gimbal_move_for_app(0, 0);
 }
 
 } // namespace

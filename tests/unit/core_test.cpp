@@ -1,19 +1,17 @@
-// Clocks, texts, limits, the camera's test datagrams and the video watchdog.
-#include "camera/camera_link.h"
+// Clocks, texts, limits and the video watchdog.
 #include "config/config_record.h"
-#include "control/test_datagram.h"
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/status_block.h"
 #include "core/text.h"
 #include "media/media_sources.h"
 #include "unit/shell_recorder.h"
-#include "unit/test_data.h"
 
+#include <array>
 #include <ctime>
+#include <gtest/gtest.h>
 
 using namespace fieldrelaybox;
-using namespace test_data;
 
 namespace {
 
@@ -53,13 +51,6 @@ TEST(Log, limit_lets_one_line_through_per_second) {
     EXPECT_FALSE(may_log(limit, 0xFFFFFFF0 + 1001));
 }
 
-TEST(TestDatagram, parses_hexadecimal_items) {
-    EXPECT_EQ(parse_hex_list("55,0d:x, 4,,zz,1ff"), (ByteVector{0x55, 0x0D, 4, 0, 0, 0xFF}));
-    // As many items as there are commas and one more; one without digits is 0.
-    EXPECT_EQ(parse_hex_list("55,"), (ByteVector{0x55, 0}));
-    EXPECT_EQ(parse_hex_list(""), (ByteVector{0}));
-}
-
 TEST(VideoWatchdog, judges_by_its_own_flag) {
     constexpr std::uint32_t now = 3'900'000'000;
     const std::array<std::uint8_t, 3> datagram{1, 2, 3};
@@ -77,9 +68,6 @@ TEST(VideoWatchdog, judges_by_its_own_flag) {
     EXPECT_EQ(shell_recorder::take_commands(),
               (std::vector<std::string>{"echo 0 > /proc/sys/net/ipv4/ip_forward",
                                         "echo 1 > /proc/sys/net/ipv4/ip_forward"}));
-    config_record().camera_disabled = 1;
-    video_watchdog(now + 1002);
-    EXPECT_STREQ(status_block().video_status, "video disabled");
 }
 
 } // namespace

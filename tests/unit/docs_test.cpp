@@ -1,10 +1,39 @@
-// docs/shared-memory.md lists exactly the fields and offsets of the public header.
+// The pages that owners and writers of apps and sibling programs go by leave nothing out.
+#include "camera/camera_command_request.h"
+#include "config/config_report.h"
+#include "config/settings.h"
+#include "control/update_parameters.h"
 #include "unit/test_data.h"
 
 #include <map>
+#include <ranges>
 #include <regex>
 
 namespace {
+
+using namespace fieldrelaybox;
+
+// The page has every name, written between before and after.
+template<class Names>
+void expect_names(const std::string& page, const std::string& before, const Names& names,
+                  const std::string& after) {
+    const std::string text = test_data::read_file(SOURCE_DIR "/docs/" + page);
+    for (const std::string_view name : names)
+        EXPECT_NE(text.find(before + std::string(name) + after), std::string::npos)
+            << page << ": " << name;
+}
+
+TEST(Documents, name_every_key_parameter_member_and_command) {
+    using std::views::transform;
+    const auto keys = settings() | transform(&Setting::key);
+    expect_names("configuration.md", "| `", keys, "` |");
+    expect_names("man/fieldrelaybox.conf.5", "\n.BR ", keys, " =");
+    expect_names("app-protocol.md", "`", update_parameters() | transform(&UpdateParameter::name),
+                 "`");
+    expect_names("app-protocol.md", "`", report_members() | transform(&ReportMember::name), "`");
+    expect_names("camera-protocol.md", "`\"", camera_commands() | transform(&CameraCommand::word),
+                 "\"`");
+}
 
 using Offsets = std::map<std::string, int>;
 

@@ -17,21 +17,9 @@ namespace {
 constexpr std::size_t sequence_offset = 4;
 constexpr std::uint32_t broadcast_address = 0xFFFFFFFF; // no socket of ours may send there
 
-class Messages : public testing::Test {
-protected:
-    void SetUp() override {
-        clear_app_clients();
-        set_message_socket(socket_);
-    }
-    void TearDown() override {
-        set_message_socket(-1);
-        clear_app_clients();
-        close(socket_);
-        store<std::uint32_t>(config_record().server_client_id, 0);
-    }
-
-private:
-    int socket_ = open_udp_socket();
+struct Messages : testing::Test {
+    Messages() { set_message_socket(box.socket()); }
+    Receiver box;
 };
 
 void add_app(const sockaddr_in& address, bool data_only = false) {
@@ -71,27 +59,6 @@ TEST_F(Messages, equal_the_expected_bytes_but_for_the_number_that_counts_on) {
     EXPECT_EQ(app.take(), std::vector{with_sequence(version, ++sequence)});
     post_status_words(0x0C, 0x0102, -2, -32768);
     EXPECT_EQ(app.take().at(0).substr(2 * message_header_size), "0c0201feff0080");
-}
-
-TEST_F(Messages, take_one_number_each_however_many_apps_get_them) {
-    const Receiver full;
-    const Receiver second;
-    const Receiver data_only;
-    add_app(full.address());
-    add_app(data_only.address(), true);
-    add_app(second.address());
-    constexpr std::uint32_t messages = 300; // past a byte of the number
-    std::uint32_t first = 0;
-    for (std::uint32_t i = 0; i < messages; ++i) {
-        const auto kind = static_cast<MessageKind>(i % 3);
-        post_message(from_hex("00"), kind);
-        const std::vector<std::string> got = full.take();
-        ASSERT_EQ(got.size(), 1U);
-        first = i == 0 ? sequence_of(got[0]) : first;
-        ASSERT_EQ(sequence_of(got[0]), first + i);
-        ASSERT_EQ(second.take(), got);
-        ASSERT_EQ(data_only.take(), kind == MessageKind::status ? got : std::vector<std::string>{});
-    }
 }
 
 TEST_F(Messages, reach_the_apps_behind_one_that_cannot_be_reached) {

@@ -3,12 +3,12 @@
 #include "core/shell.h"
 
 #include <mutex>
+#include <sstream>
 #include <utility>
 
 namespace shell_recorder {
 
 std::map<std::string, std::string> outputs;
-std::map<std::string, int> statuses;
 std::function<void(const std::string&)> on_command;
 
 namespace {
@@ -21,12 +21,6 @@ void record(const char* command) {
         on_command(command);
     const std::lock_guard lock(mutex);
     commands.emplace_back(command);
-}
-
-int run(const char* command) {
-    record(command);
-    const auto status = statuses.find(command);
-    return status == statuses.end() ? 0 : status->second;
 }
 } // namespace
 
@@ -49,25 +43,23 @@ int run_shell_command(const char* command) {
         const std::lock_guard lock(shell_recorder::mutex);
         shell_recorder::unlimited_commands.emplace_back(command);
     }
-    return shell_recorder::run(command);
+    return run_shell_command(command, 0);
 }
 
 int run_shell_command(const char* command, int /*time_limit_ms*/) {
-    return shell_recorder::run(command);
+    shell_recorder::record(command);
+    return 0;
 }
 
 bool query_shell_command(const char* command, std::size_t line_limit, int /*time_limit_ms*/,
                          const std::function<void(std::string_view)>& on_line) {
     shell_recorder::record(command);
     const auto output = shell_recorder::outputs.find(command);
-    std::string_view rest;
-    if (output != shell_recorder::outputs.end())
-        rest = output->second;
-    while (!rest.empty()) {
-        const std::string_view line = rest.substr(0, std::min(rest.find('\n') + 1, line_limit));
-        on_line(line.empty() ? rest : line);
-        rest.remove_prefix(line.empty() ? rest.size() : line.size());
-    }
+    if (output == shell_recorder::outputs.end())
+        return true;
+    std::istringstream lines(output->second);
+    for (std::string line; std::getline(lines, line);)
+        on_line((line + (lines.eof() ? "" : "\n")).substr(0, line_limit));
     return true;
 }
 

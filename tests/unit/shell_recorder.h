@@ -14,9 +14,8 @@ std::vector<std::string> take_commands();
 // Those of them that had no time limit, cleared apart.
 std::vector<std::string> take_unlimited_commands();
 
-// What a query prints, by command; the exit status of a command. Unset: nothing, 0.
+// What a query prints, by command. Unset: nothing.
 extern std::map<std::string, std::string> outputs;
-extern std::map<std::string, int> statuses;
 
 // When set, called before each command is recorded, with its text.
 extern std::function<void(const std::string&)> on_command;

@@ -1,17 +1,22 @@
-// Files of tests/data and the JSON, hexadecimal and socket chores around them.
+// Files of tests/data and the JSON, hexadecimal, socket and waiting chores around them.
 #pragma once
 
 #include "core/bytes.h"
 #include "core/sockets.h"
 
+#include <algorithm>
 #include <cJSON.h>
+#include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <memory>
 #include <string>
 #include <sys/socket.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -25,10 +30,29 @@ inline std::string read_file(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+inline std::string read_data(const std::string& name) {
+    return read_file(std::string(TEST_DATA_DIR "/") + name);
+}
+
+// A path of this process's own.
+inline std::string temporary_path(const std::string& name) {
+    return (std::filesystem::temp_directory_path() /
+            ("fieldrelaybox_test." + std::to_string(getpid()) + '.' + name))
+        .string();
+}
+
+// Whether condition came true within 10 s.
+inline bool await(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition() && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return condition();
+}
+
 using Json = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
 
 inline Json load_json(const std::string& name) {
-    Json json(cJSON_Parse(read_file(std::string(TEST_DATA_DIR "/") + name).c_str()), cJSON_Delete);
+    Json json(cJSON_Parse(read_data(name).c_str()), cJSON_Delete);
     EXPECT_NE(json, nullptr) << name;
     return json;
 }
@@ -45,6 +69,13 @@ inline std::string text(const cJSON* object, const char* name) {
 inline int number(const cJSON* object, const char* name) {
     const cJSON* item = member(object, name);
     return item == nullptr ? 0 : item->valueint;
+}
+
+inline std::vector<std::string> texts_of(const cJSON* list) {
+    std::vector<std::string> texts;
+    const cJSON* item = nullptr;
+    cJSON_ArrayForEach(item, list) texts.emplace_back(item->valuestring);
+    return texts;
 }
 
 inline ByteVector from_hex(const std::string& hex) {

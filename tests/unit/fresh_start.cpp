@@ -1,0 +1,51 @@
+// Before every test, the records of a process that has just begun, whatever ran before; and the
+// settings are saved to a temporary directory instead of the boot partition.
+#include "camera/camera_link.h"
+#include "camera/camera_state.h"
+#include "config/config_file.h"
+#include "config/config_record.h"
+#include "control/app_clients.h"
+#include "control/messages.h"
+#include "core/status_block.h"
+#include "media/udp_clients.h"
+#include "unit/shell_recorder.h"
+#include "unit/test_data.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace {
+
+using namespace fieldrelaybox;
+
+class FreshStart : public testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo& /*test*/) override {
+        config_file_path = saved_file_.c_str();
+        config_record() = ConfigRecord{};
+        status_block() = StatusBlock{};
+        std::construct_at(&camera_state());
+        std::construct_at(&camera_builder_state());
+        camera_link().connected = false;
+        camera_link().socket = -1;
+        set_message_socket(-1);
+        clear_app_clients();
+        parse_udp_clients("");
+        shell_recorder::on_command = nullptr;
+        shell_recorder::outputs.clear();
+        shell_recorder::take_commands();
+        shell_recorder::take_unlimited_commands();
+    }
+    void OnTestEnd(const testing::TestInfo& /*test*/) override {
+        std::filesystem::remove(saved_file_);
+    }
+
+    const std::string saved_file_ = test_data::temporary_path("saved.conf");
+};
+
+// GoogleTest's own main() runs the tests and takes ownership.
+[[maybe_unused]] const bool appended = [] {
+    testing::UnitTest::GetInstance()->listeners().Append(new FreshStart);
+    return true;
+}();
+
+} // namespace
