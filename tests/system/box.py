@@ -381,15 +381,10 @@ class BoxTestCase(unittest.TestCase):
     @classmethod
     def setUpClass(cls) -> None:
         cls.box = Box(cls.settings)
-        cls.prepare()
         try:
             cls.box.start()
         finally:
             cls.addClassCleanup(cls.box.stop)
-
-    @classmethod
-    def prepare(cls) -> None:
-        """What has to be there before the daemon starts."""
 
     def receiver(self, port: int) -> Receiver:
         receiver = Receiver(port)

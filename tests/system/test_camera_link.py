@@ -1,10 +1,13 @@
-"""The camera link: first contact, silence, change of port, and the camera's clock."""
+"""The camera link: first contact, silence, change of port, the camera's clock, and its Wi-Fi."""
 
 import datetime
 import struct
 import unittest
 
-from box import IP_FORWARD, BoxTestCase, Camera, app_protocol, wait_until
+from box import IP_FORWARD, BoxTestCase, Camera, app_protocol, load_json, wait_until
+
+RECORDS = load_json("app_records.json")
+
 
 class Link(BoxTestCase):
     def link_bytes(self) -> tuple[int, int, int]:
@@ -60,6 +63,25 @@ class Clock(BoxTestCase):
             camera.drain()
             self.box.await_pass()
             self.assertEqual(camera.drain(), [])
+
+
+class WifiRecord(BoxTestCase):
+    settings = "camera_iface=wlan1\n"
+    NOTES = ("usual", "no ssid reported", "empty ssid", "40 characters", "numbers keep",
+             "a percent sign", "two-byte")
+
+    def test_what_the_status_program_tells(self) -> None:
+        listener = self.app(data_only=True)
+        cases = [case for case in RECORDS["code9"] if case["note"].startswith(self.NOTES)]
+        self.assertEqual(len(cases), len(self.NOTES))
+        for case in cases:
+            with self.subTest(case["note"]):
+                self.box.stand_ins.answer("wlanstatus", 0,
+                                          "no JSON\n" + "\n".join(case["wlanstatus_lines"]) + "\n")
+                listener.record(bytes.fromhex(case["payload"]))
+                expected = bytes.fromhex(case["record_ssid_field_40"])
+                wait_until(lambda: self.box.mirror.raw[3131:3171] == expected, "the record's SSID")
+        self.assertEqual(set(self.box.stand_ins.runs("wlanstatus")), {"wlanstatus wlan1"})
 
 
 if __name__ == "__main__":

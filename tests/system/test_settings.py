@@ -123,15 +123,16 @@ class Commands(BoxTestCase):
         self.listener = self.app()
 
     def test_two_clients_lose_no_change(self) -> None:
-        """Both clients change settings of their own at full speed, save upon save."""
-        names = ({"rtmp_url": "rtmp_url", "tcp_port": "tcp_port", "mpegts_clients":
-                  "mpegts_clients", "audio_volume": "audio_volume"},
+        """Both change settings of their own, and one of both, at full speed, save upon save."""
+        names = ({"rtmp_url": "rtmp_url", "tcp_port": "tcp_port",
+                  "mpegts_clients": "mpegts_clients"},
                  {"rcin_pan": "rc_input_speed_pan", "rcin_tilt": "rc_input_speed_tilt",
                   "video_bitrate": "video_bitrate", "udp_clients": "udp_clients"})
 
         def change(app: App, own: dict[str, str], number: int) -> None:
             for name in own:
                 app.command(cmd="updateparam", name=name, value=str(number))
+                app.command(cmd="updateparam", name="audio_volume", value=f"{len(own)}{number}")
         end, number = time.monotonic() + 5, 1000
         with App() as second:
             while time.monotonic() < end:
@@ -147,6 +148,8 @@ class Commands(BoxTestCase):
                 lost = [key for own in names for key in own.values()
                         if f"\n{key}={number}\n" not in text]
                 self.assertEqual(lost, [], f"round {number}")
+                last_run = self.box.stand_ins.runs("audio-volume.sh")[-1].split()[1]
+                self.assertIn(f"\naudio_volume={last_run}\n", text, f"round {number}")
         self.assertGreater(number, 1002)
 
     def test_command_field_of_the_status_block(self) -> None:
@@ -203,25 +206,6 @@ class Restart(unittest.TestCase):
         send(app_protocol.EMPTY_HEADER + b'{"cmd":"restart"', app_protocol.PORT)
         send(app_protocol.command('{"cmd":"restart"}'), app_protocol.PORT)
         self.assertEqual(box.await_exit(), 3)
-
-
-class WifiRecord(BoxTestCase):
-    settings = "camera_iface=wlan1\n"
-    NOTES = ("usual", "no ssid reported", "empty ssid", "40 characters", "numbers keep",
-             "a percent sign", "two-byte")
-
-    def test_what_the_status_program_tells(self) -> None:
-        listener = self.app(data_only=True)
-        cases = [case for case in RECORDS["code9"] if case["note"].startswith(self.NOTES)]
-        self.assertEqual(len(cases), len(self.NOTES))
-        for case in cases:
-            with self.subTest(case["note"]):
-                self.box.stand_ins.answer("wlanstatus", 0,
-                                          "no JSON\n" + "\n".join(case["wlanstatus_lines"]) + "\n")
-                listener.record(bytes.fromhex(case["payload"]))
-                expected = bytes.fromhex(case["record_ssid_field_40"])
-                wait_until(lambda: self.box.mirror.raw[3131:3171] == expected, "the record's SSID")
-        self.assertEqual(set(self.box.stand_ins.runs("wlanstatus")), {"wlanstatus wlan1"})
 
 
 if __name__ == "__main__":

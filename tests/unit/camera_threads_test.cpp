@@ -24,15 +24,18 @@ void handle(const std::string& text) {
     handle_camera_command(text.c_str(), text.size());
 }
 
-TEST(CameraThreads, BlockingSequencesTakeTurns) {
-    CameraReceiver camera;
+struct CameraThreads : testing::Test {
+    CameraReceiver camera; // which checks the sequence numbers
+};
+using CameraBuilders = CameraThreads;
+using CameraCommands = CameraThreads;
+
+TEST_F(CameraThreads, BlockingSequencesTakeTurns) {
     camera_builder_state().gimbal_hold = true; // no speed frame first
-    testing::internal::CaptureStderr();
     std::thread next([] { handle(R"({"cmd":"playback","param":"next"})"); });
     std::thread reset([] { gimbal_reset(false); });
     next.join();
     reset.join();
-    testing::internal::GetCapturedStderr();
 
     std::string order; // p: playback, r: reset
     for (const auto& frame : camera.take_frames())
@@ -43,21 +46,17 @@ TEST(CameraThreads, BlockingSequencesTakeTurns) {
 }
 
 // Would stand still for ever if one of these waited.
-TEST(CameraThreads, OtherCommandsDoNotWaitForASequence) {
-    CameraReceiver camera;
+TEST_F(CameraThreads, OtherCommandsDoNotWaitForASequence) {
     camera_builder_state().gimbal_hold = true;
     const std::lock_guard sequence(sequence_turn());
-    testing::internal::CaptureStderr();
     set_iso(100);
     gimbal_reset(true);
     stop_shot();
-    testing::internal::GetCapturedStderr();
     EXPECT_EQ(camera.take_frames().size(), 4U);
 }
 
 // Would stand still for ever if the playback command waited or the turn were given out of order.
-TEST(CameraThreads, AFewWaitForTheirTurnAndAreServedInOrder) {
-    CameraReceiver camera;
+TEST_F(CameraThreads, AFewWaitForTheirTurnAndAreServedInOrder) {
     SequenceTurn& turn = sequence_turn();
     constexpr int refused_count = 4;
     std::atomic<int> served{0};
@@ -91,11 +90,9 @@ TEST(CameraThreads, AFewWaitForTheirTurnAndAreServedInOrder) {
     turn.unlock();
 }
 
-TEST(CameraThreads, OneSequenceNumberPerFrameOverAllSenders) {
-    CameraReceiver camera;
+TEST_F(CameraThreads, OneSequenceNumberPerFrameOverAllSenders) {
     constexpr int rounds = 20;
     camera_builder_state().gimbal_hold = false;
-    testing::internal::CaptureStderr();
     {
         const std::jthread exposure([] {
             for (int i = 0; i < rounds; ++i)
@@ -117,13 +114,11 @@ TEST(CameraThreads, OneSequenceNumberPerFrameOverAllSenders) {
             }
         });
     }
-    testing::internal::GetCapturedStderr();
     EXPECT_EQ(camera.take_frames().size(), std::size_t{rounds} * (1 + 1 + 3 + 3));
 }
 
 // Two threads that set the same level at once are one change.
-TEST(CameraThreads, SameZoomLevelIsSentOnce) {
-    CameraReceiver camera;
+TEST_F(CameraThreads, SameZoomLevelIsSentOnce) {
     {
         const std::jthread first([] { set_zoom(40); });
         const std::jthread second([] { set_zoom(40); });
@@ -131,8 +126,7 @@ TEST(CameraThreads, SameZoomLevelIsSentOnce) {
     EXPECT_EQ(camera.take_frames().size(), 3U);
 }
 
-TEST(CameraCommands, HostileTextsDoNothing) {
-    CameraReceiver camera;
+TEST_F(CameraCommands, HostileTextsDoNothing) {
     std::string control_characters(255, '\0');
     for (std::size_t i = 0; i < control_characters.size(); ++i)
         control_characters[i] = static_cast<char>(i);
@@ -149,8 +143,7 @@ TEST(CameraCommands, HostileTextsDoNothing) {
 }
 
 // Numbers beyond every field are sent as something, and nothing overflows on the way.
-TEST(CameraCommands, EndlessNumbersStayDefined) {
-    CameraReceiver camera;
+TEST_F(CameraCommands, EndlessNumbersStayDefined) {
     camera_state().focus_range = 0x7FFFFFFF;
     testing::internal::CaptureStderr();
     for (const std::string number : {"-99999999999999999999", "99999999999999999999", "-2147483648",
@@ -180,15 +173,12 @@ TEST(CameraCommands, EndlessNumbersStayDefined) {
 }
 
 // Command ids and payloads.
-TEST(CameraBuilders, SendWhatNoCommandAsksFor) {
-    CameraReceiver camera;
+TEST_F(CameraBuilders, SendWhatNoCommandAsksFor) {
     camera_state().focus_range = 255;
-    testing::internal::CaptureStderr();
     set_manual_focus(67.0); // the control loop's are cut, the app's are rounded
     set_video_resolution(640, 480, 15);
     set_video_resolution(1280, 720, 29);
     stop_shot();
-    testing::internal::GetCapturedStderr();
     std::string sent;
     for (const auto& frame : camera.take_frames())
         sent += test_data::to_hex(Bytes(&frame[10], frame.size() - 12)) + ' ';
@@ -196,18 +186,15 @@ TEST(CameraBuilders, SendWhatNoCommandAsksFor) {
                     "0100000000009100000091 0100000000009100000091 ");
 }
 
-TEST(CameraBuilders, KeepTheSequenceNumberOfWhatIsNotSent) {
-    CameraReceiver camera; // which checks the numbers
-    testing::internal::CaptureStderr();
+TEST_F(CameraBuilders, KeepTheSequenceNumberOfWhatIsNotSent) {
     for (const bool connected : {true, false, true}) {
         camera_link().connected = connected;
         set_iso(400);
     }
-    testing::internal::GetCapturedStderr();
     EXPECT_EQ(camera.take_frames().size(), 2U);
 }
 
-TEST(CameraCommands, OnlyAWholePositionCommandCounts) {
+TEST_F(CameraCommands, OnlyAWholePositionCommandCounts) {
     for (const char* text : {R"({"cmd":"position","param":"move"})",
                              R"({"cmd":"position","param":"move","value1":"1"})",
                              R"({"cmd":"position","param":"move","value1":1,"value2":2})"})
