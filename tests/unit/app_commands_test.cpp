@@ -85,9 +85,7 @@ TEST_F(AppCommands, mirror_save_and_run_in_this_order) {
             if (command == save_commands[1])
                 file = saved_file(); // whole before the partition goes
         };
-        testing::internal::CaptureStdout();
         dispatch(text(item, "send"));
-        testing::internal::GetCapturedStdout();
         EXPECT_EQ(shell_recorder::take_commands(), commands);
         // All others run while somebody waits for the next save or the next command.
         for (const std::string& command : shell_recorder::take_unlimited_commands())

@@ -41,7 +41,7 @@ TEST(ConfigStart, gives_the_file_and_the_report) {
     }
 }
 
-// A box that starts with the sample and saves one setting keeps the other lines.
+// A save of the sample as it is read keeps every line.
 TEST(ConfigFile, sample_is_what_the_daemon_writes) {
     const char* sample = SOURCE_DIR "/packaging/fieldrelaybox.conf";
     ConfigRecord record{};

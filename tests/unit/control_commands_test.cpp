@@ -25,14 +25,10 @@ std::ptrdiff_t thread_count() {
 }
 
 struct ControlCommandsTest : testing::Test {
-    ControlCommandsTest() { testing::internal::CaptureStderr(); }
     // The threads that the commands started may still be at the camera's socket.
-    ~ControlCommandsTest() override {
+    void TearDown() override {
         EXPECT_TRUE(test_data::await([this] { return thread_count() == threads_before; }));
-        testing::internal::GetCapturedStderr();
     }
-    ControlCommandsTest(const ControlCommandsTest&) = delete;
-    ControlCommandsTest& operator=(const ControlCommandsTest&) = delete;
 
     std::ptrdiff_t threads_before = thread_count();
     CameraReceiver camera;

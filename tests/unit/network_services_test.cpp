@@ -216,8 +216,6 @@ TEST_F(ServerLink, credentials_go_to_their_own_server_only) {
     std::array<Server, 2> servers{};
     servers[0].credentials = "226f6e6522";
     servers[1].credentials = "2274776f22";
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
     std::atomic<bool> done{false};
     std::thread supervisor([&done] {
         while (!done)
@@ -242,8 +240,6 @@ TEST_F(ServerLink, credentials_go_to_their_own_server_only) {
     }
     done = true;
     supervisor.join();
-    testing::internal::GetCapturedStdout();
-    testing::internal::GetCapturedStderr();
     EXPECT_TRUE(both_received());
 }
 

@@ -24,13 +24,11 @@ void handle(const std::string& text) {
     handle_camera_command(text.c_str(), text.size());
 }
 
-struct CameraThreads : testing::Test {
+struct CameraCommands : testing::Test {
     CameraReceiver camera; // which checks the sequence numbers
 };
-using CameraBuilders = CameraThreads;
-using CameraCommands = CameraThreads;
 
-TEST_F(CameraThreads, BlockingSequencesTakeTurns) {
+TEST_F(CameraCommands, BlockingSequencesTakeTurns) {
     camera_builder_state().gimbal_hold = true; // no speed frame first
     std::thread next([] { handle(R"({"cmd":"playback","param":"next"})"); });
     std::thread reset([] { gimbal_reset(false); });
@@ -46,7 +44,7 @@ TEST_F(CameraThreads, BlockingSequencesTakeTurns) {
 }
 
 // Would stand still for ever if one of these waited.
-TEST_F(CameraThreads, OtherCommandsDoNotWaitForASequence) {
+TEST_F(CameraCommands, OtherCommandsDoNotWaitForASequence) {
     camera_builder_state().gimbal_hold = true;
     const std::lock_guard sequence(sequence_turn());
     set_iso(100);
@@ -56,7 +54,7 @@ TEST_F(CameraThreads, OtherCommandsDoNotWaitForASequence) {
 }
 
 // Would stand still for ever if the playback command waited or the turn were given out of order.
-TEST_F(CameraThreads, AFewWaitForTheirTurnAndAreServedInOrder) {
+TEST_F(CameraCommands, AFewWaitForTheirTurnAndAreServedInOrder) {
     SequenceTurn& turn = sequence_turn();
     constexpr int refused_count = 4;
     std::atomic<int> served{0};
@@ -90,7 +88,7 @@ TEST_F(CameraThreads, AFewWaitForTheirTurnAndAreServedInOrder) {
     turn.unlock();
 }
 
-TEST_F(CameraThreads, OneSequenceNumberPerFrameOverAllSenders) {
+TEST_F(CameraCommands, OneSequenceNumberPerFrameOverAllSenders) {
     constexpr int rounds = 20;
     camera_builder_state().gimbal_hold = false;
     {
@@ -118,7 +116,7 @@ TEST_F(CameraThreads, OneSequenceNumberPerFrameOverAllSenders) {
 }
 
 // Two threads that set the same level at once are one change.
-TEST_F(CameraThreads, SameZoomLevelIsSentOnce) {
+TEST_F(CameraCommands, SameZoomLevelIsSentOnce) {
     {
         const std::jthread first([] { set_zoom(40); });
         const std::jthread second([] { set_zoom(40); });
@@ -173,7 +171,7 @@ TEST_F(CameraCommands, EndlessNumbersStayDefined) {
 }
 
 // Command ids and payloads.
-TEST_F(CameraBuilders, SendWhatNoCommandAsksFor) {
+TEST_F(CameraCommands, SendWhatNoCommandAsksFor) {
     camera_state().focus_range = 255;
     set_manual_focus(67.0); // the control loop's are cut, the app's are rounded
     set_video_resolution(640, 480, 15);
@@ -186,7 +184,7 @@ TEST_F(CameraBuilders, SendWhatNoCommandAsksFor) {
                     "0100000000009100000091 0100000000009100000091 ");
 }
 
-TEST_F(CameraBuilders, KeepTheSequenceNumberOfWhatIsNotSent) {
+TEST_F(CameraCommands, KeepTheSequenceNumberOfWhatIsNotSent) {
     for (const bool connected : {true, false, true}) {
         camera_link().connected = connected;
         set_iso(400);
