@@ -4,7 +4,7 @@ import socket
 import time
 import unittest
 
-from box import (LOOPBACK, TIMEOUT, App, BoxTestCase, Camera, app_protocol, load_json, send,
+from box import (FENCE, LOOPBACK, TIMEOUT, App, BoxTestCase, Camera, app_protocol, load_json, send,
                  wait_until)
 
 RECORDS = load_json("app_records.json")
@@ -154,7 +154,8 @@ class TestDatagrams(BoxTestCase):
         wait_until(lambda: self.box.status["telemetry_status_text"], "the link is down")
         start = len(self.box.printed.lines)
         send(b"[00,00", 4242)
-        self.box.printed.wait_for("00 00 ", start)
+        send(FENCE, 4242)  # bytes are printed before they would be sent
+        self.box.printed.wait_for("77 ", start)
         camera = self.camera()
         send(b"[1,2,3,4,5,6,7,8,9", 4242)
         self.assertEqual(camera.next_frame().raw[6], (first + 1) & 0xFF)

@@ -123,11 +123,13 @@ TEST_F(ControlCommandsTest, gimbal_jobs_keep_their_order_and_are_bounded) {
     EXPECT_LE(std::count(order.begin(), order.end(), 'l'), 2 * waiting_job_capacity);
 }
 
-TEST_F(ControlCommandsTest, the_app_and_the_focus_point_are_inputs) {
+TEST_F(ControlCommandsTest, app_focus_point_and_roll_speed_are_inputs) {
     status_block().focus_point_x = 0.123;
     status_block().focus_point_y = std::numeric_limits<double>::quiet_NaN();
+    config_record().roll_speed = 30;
     gimbal_move_for_app(5, 6);
     const ControlInputs inputs = read_control_inputs(77);
+    EXPECT_EQ(inputs.percents.roll, 30);
     EXPECT_TRUE(inputs.camera_connected && inputs.app_moves && !inputs.app_registered);
     EXPECT_EQ(inputs.last_gimbal_pair, (GimbalPair{5, -6}));
     EXPECT_EQ(inputs.focus_x, 123);
