@@ -22,8 +22,15 @@ class Flight(BoxTestCase):
         self.rc.stop_clock()
         self.sticks = RcSticks(self.box.status)
         self.sticks.rest()
-        self.addCleanup(self.sticks.lose)
+        self.addCleanup(self.lose_rc)
         self.see_starting_positions()
+
+    def lose_rc(self) -> None:
+        """On return the loop has seen it; otherwise the next test's start would look like moves."""
+        self.sticks.set("menu", HIGH)
+        wait_until(lambda: self.box.status["rc_menu_active"], "the menu has the sticks")
+        self.sticks.lose()
+        wait_until(lambda: not self.box.status["rc_menu_active"], "the sticks are gone")
 
     def see_starting_positions(self) -> None:
         """On return the loop has seen where everything is: sticks alone act at once."""
