@@ -4,7 +4,7 @@ import time
 import unittest
 from pathlib import Path
 
-from box import App, BoxTestCase, TIMEOUT, app_protocol, wait_until
+from box import App, BoxTestCase, TIMEOUT, wait_until
 from fieldrelaybox.rc_sticks import CENTRE, HIGH, LOW, RcSticks
 
 MAP = ("pan,tilt,record-shot,center,orient-lock,osd,iso,zoom,digital-zoom2,menu,intcamera,roll,"

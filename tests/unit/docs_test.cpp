@@ -6,33 +6,31 @@
 #include "unit/test_data.h"
 
 #include <map>
-#include <ranges>
 #include <regex>
+#include <span>
+#include <string_view>
 
 namespace {
 
 using namespace fieldrelaybox;
 
-// The page has every name, written between before and after.
-template<class Names>
-void expect_names(const std::string& page, const std::string& before, const Names& names,
-                  const std::string& after) {
+// The page has the name of every row, written between before and after.
+template<class Row>
+void expect_names(const std::string& page, const std::string& before, std::span<const Row> rows,
+                  std::string_view Row::*name, const std::string& after) {
     const std::string text = test_data::read_file(SOURCE_DIR "/docs/" + page);
-    for (const std::string_view name : names)
-        EXPECT_NE(text.find(before + std::string(name) + after), std::string::npos)
-            << page << ": " << name;
+    for (const Row& row : rows) {
+        const std::string wanted = before + std::string(row.*name) + after;
+        EXPECT_NE(text.find(wanted), std::string::npos) << page << ": " << wanted;
+    }
 }
 
 TEST(Documents, name_every_key_parameter_member_and_command) {
-    using std::views::transform;
-    const auto keys = settings() | transform(&Setting::key);
-    expect_names("configuration.md", "| `", keys, "` |");
-    expect_names("man/fieldrelaybox.conf.5", "\n.BR ", keys, " =");
-    expect_names("app-protocol.md", "`", update_parameters() | transform(&UpdateParameter::name),
-                 "`");
-    expect_names("app-protocol.md", "`", report_members() | transform(&ReportMember::name), "`");
-    expect_names("camera-protocol.md", "`\"", camera_commands() | transform(&CameraCommand::word),
-                 "\"`");
+    expect_names("configuration.md", "| `", settings(), &Setting::key, "` |");
+    expect_names("man/fieldrelaybox.conf.5", "\n.BR ", settings(), &Setting::key, " =");
+    expect_names("app-protocol.md", "`", update_parameters(), &UpdateParameter::name, "`");
+    expect_names("app-protocol.md", "`", report_members(), &ReportMember::name, "`");
+    expect_names("camera-protocol.md", "`\"", camera_commands(), &CameraCommand::word, "\"`");
 }
 
 using Offsets = std::map<std::string, int>;
