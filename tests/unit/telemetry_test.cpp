@@ -12,6 +12,7 @@
 #include "unit/test_data.h"
 
 #include <cstring>
+#include <map>
 
 using namespace fieldrelaybox;
 using namespace test_data;
@@ -49,20 +50,16 @@ void expect_status(const cJSON* values) {
 
 int state_value(const std::string& name) {
     const CameraState& state = camera_state();
-    if (name == "video_mode")
-        return state.video_mode;
-    if (name == "photo_mode")
-        return state.photo_mode;
-    if (name == "interval_shooting")
-        return state.interval_shooting;
-    if (name == "autofocus")
-        return state.autofocus;
-    if (name == "focus_range")
-        return state.focus_range;
-    if (name == "assistant_bits")
-        return state.assistant_bits;
     const ShotKind kind = state.shot_kind;
-    return name == "shot_mode" ? kind.mode : name == "shot_type" ? kind.type : -1;
+    const std::map<std::string, int> values{{"video_mode", state.video_mode},
+                                            {"photo_mode", state.photo_mode},
+                                            {"interval_shooting", state.interval_shooting},
+                                            {"autofocus", state.autofocus},
+                                            {"focus_range", state.focus_range},
+                                            {"assistant_bits", state.assistant_bits},
+                                            {"shot_mode", kind.mode},
+                                            {"shot_type", kind.type}};
+    return values.at(name);
 }
 
 void expect_values(const cJSON* item) {
