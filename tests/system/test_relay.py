@@ -113,7 +113,7 @@ class ThroughRelay(BoxTestCase):
         self.link.find(REMEMBERED)  # box-1 is linked: an app may attach
         box = self.enterContext(socket.socket(socket.AF_INET, socket.SOCK_DGRAM))
         box.settimeout(TIMEOUT)
-        linking = authentication(BOB).replace(b'"type": "1"', b'"type": "0"')
+        linking = authentication(BOB).replace(b'"type":"1"', b'"type":"0"')
         for request in (authentication(ALICE), linking):
             box.sendto(request, RELAY)
             self.assertEqual(json.loads(box.recv(99))["cmd"], "authok")
