@@ -40,6 +40,12 @@ systemd-analyze security --no-pager --threshold="$EXPOSURE_LIMIT" fieldrelaybox.
     fail "the service has more rights than $EXPOSURE_LIMIT tenths"
 [ "$(systemctl is-enabled fieldrelaybox.service)" = enabled ] || fail "not started with the system"
 
+step "journal"
+in_journal() { journalctl -q -u fieldrelaybox.service -o cat -p "$1..$1" | grep -q "^$2"; }
+wait_until in_journal info "Init device discovery$"
+wait_until in_journal warning "cannot open fieldrelaybox.conf: "
+wait_until in_journal warning "no fieldrelaybox.conf in /boot"
+
 step "install the tools"
 dpkg -i fieldrelaybox-tools_*.deb
 [ -x /usr/lib/fieldrelaybox/bin/wlanstatus ] || fail "no wlanstatus"

@@ -59,7 +59,7 @@ void open_camera_link() {
     set_socket_buffers(link.socket, camera_buffer_bytes, camera_buffer_bytes);
     set_send_timeout(link.socket, send_time_limit_ms);
     if (!bind_socket(link.socket, INADDR_ANY, camera_port))
-        log_line("cannot listen for the camera on port %d: %s", camera_port, std::strerror(errno));
+        log_error("cannot listen for the camera on port %d: %s", camera_port, std::strerror(errno));
     set_camera_address(ipv4_address(INADDR_ANY, camera_port));
     link.connected = false;
     link.last_datagram_ms = millisecond_clock();

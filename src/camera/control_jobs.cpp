@@ -46,7 +46,7 @@ void run_jobs(JobQueue& queue) {
 void add_job(JobQueue& queue, std::uint8_t job) {
     const std::lock_guard lock(queue.mutex);
     if (queue.count == queue.jobs.size()) {
-        log_line("%s is busy, an RC command is dropped", queue.thread_name);
+        log_warning("%s is busy, an RC command is dropped", queue.thread_name);
         return;
     }
     queue.jobs[queue.count++] = job;

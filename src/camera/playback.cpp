@@ -138,8 +138,8 @@ void playback_command(const char* word) {
     SequenceTurn& turn = sequence_turn();
     if (!turn.lock_unless_crowded()) {
         if (may_log(drop_limit, millisecond_clock()))
-            log_line("playback command dropped: %d commands wait for their turn",
-                     SequenceTurn::waiting_capacity);
+            log_warning("playback command dropped: %d commands wait for their turn",
+                        SequenceTurn::waiting_capacity);
         return;
     }
     const std::lock_guard held(turn, std::adopt_lock);

@@ -47,13 +47,13 @@ void report_unused_line(Reading& reading) {
     reading.reported_line = reading.line_number;
     const std::size_t key_length = reading.last_piece.find_first_of("=:");
     if (reading.is_rest)
-        log_line("configuration file line %d: what exceeds %zu characters is ignored",
-                 reading.line_number, longest_line);
+        log_warning("configuration file line %d: what exceeds %zu characters is ignored",
+                    reading.line_number, longest_line);
     else if (key_length == std::string::npos)
-        log_line("configuration file line %d ignored: no key and value", reading.line_number);
+        log_warning("configuration file line %d ignored: no key and value", reading.line_number);
     else
-        log_line("configuration file line %d ignored: %.*s", reading.line_number,
-                 static_cast<int>(key_length), reading.last_piece.c_str());
+        log_warning("configuration file line %d ignored: %.*s", reading.line_number,
+                    static_cast<int>(key_length), reading.last_piece.c_str());
 }
 
 // Blank lines, comments and section names need no key.
@@ -108,8 +108,9 @@ bool write_whole(int file, const std::string& text) {
 void warn_of_long_lines(const ConfigRecord& record) {
     for (const Setting& setting : settings()) {
         if (format_setting(setting, record).size() > longest_line)
-            log_line("setting %.*s is too long to be read back whole from the configuration file",
-                     static_cast<int>(setting.key.size()), setting.key.data());
+            log_warning(
+                "setting %.*s is too long to be read back whole from the configuration file",
+                static_cast<int>(setting.key.size()), setting.key.data());
     }
 }
 
@@ -122,11 +123,11 @@ void save_live_record() {
     const std::string text = format_config_file(record);
     const int file = open(config_file_path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (file < 0) {
-        log_line("cannot open %s: %s", config_file_path, std::strerror(errno));
+        log_error("cannot open %s: %s", config_file_path, std::strerror(errno));
         return;
     }
     if (!write_whole(file, text))
-        log_line("cannot write %s: %s", config_file_path, std::strerror(errno));
+        log_error("cannot write %s: %s", config_file_path, std::strerror(errno));
     close(file);
     run_shell_command("umount /boot", boot_command_time_limit_ms);
     run_shell_command("mount /boot", boot_command_time_limit_ms);
@@ -139,7 +140,7 @@ void save_live_record() {
 bool load_config_file(const char* path, ConfigRecord& record) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "re"), std::fclose);
     if (file == nullptr) {
-        log_line("cannot open %s: %s; starting without settings", path, std::strerror(errno));
+        log_warning("cannot open %s: %s; starting without settings", path, std::strerror(errno));
         return false;
     }
     Reading reading{file.get(), &record, 0, 0, true, false, false, {}};
@@ -183,7 +184,7 @@ void stop_saving(int time_limit_ms) {
             return; // and never unlocked
         sleep_us(std::int64_t{pause_ms} * 1000);
     }
-    log_line("a save is still under way after %d ms", time_limit_ms);
+    log_warning("a save is still under way after %d ms", time_limit_ms);
 }
 
 } // namespace fieldrelaybox

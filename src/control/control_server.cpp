@@ -55,13 +55,13 @@ void start_command(Bytes payload) {
     const auto* characters = reinterpret_cast<const char*>(payload.data());
     const std::size_t length = strnlen(characters, payload.size());
     if (length > longest_command && may_log(cut_limit, millisecond_clock()))
-        log_line("command cut to %zu characters", longest_command);
+        log_warning("command cut to %zu characters", longest_command);
     // Given back however the command ends, and also when there is no memory for the slot.
     const int workers_before = command_workers.fetch_add(1);
     const std::shared_ptr<void> slot(nullptr, [](void*) { command_workers.fetch_sub(1); });
     if (workers_before >= command_worker_limit) {
         if (may_log(drop_limit, millisecond_clock()))
-            log_line("command dropped: %d commands are still running", command_worker_limit);
+            log_warning("command dropped: %d commands are still running", command_worker_limit);
         return;
     }
     std::string text(characters, std::min(length, longest_command));
@@ -109,7 +109,7 @@ bool init_device_discovery() {
     set_socket_buffers(socket, socket_buffer_bytes, socket_buffer_bytes);
     set_socket_timeouts(socket, socket_time_limit_ms);
     if (!bind_socket(socket, INADDR_ANY, control_port)) {
-        log_line("discovery bind failed");
+        log_error("discovery bind failed");
         std::_Exit(bind_failure_status);
     }
     set_message_socket(socket);

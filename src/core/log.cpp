@@ -4,8 +4,12 @@
 
 #include <array>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <string_view>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -13,27 +17,61 @@ namespace fieldrelaybox {
 
 namespace {
 
+// What the journal takes off the start of a line and keeps as its priority; see sd-daemon(3).
+constexpr std::string_view error_prefix = "<3>";
+constexpr std::string_view warning_prefix = "<4>";
+constexpr std::string_view information_prefix = "<6>";
+
+iovec part_of(std::string_view text) {
+    return {.iov_base = const_cast<char*>(text.data()), .iov_len = text.size()};
+}
+
 // A descriptor that cannot take the line loses it: there is nowhere left to tell.
-void write_line(int descriptor, const char* text, std::size_t length) {
-    char line_feed = '\n';
-    const std::array<iovec, 2> parts{
-        {{.iov_base = const_cast<char*>(text), .iov_len = length}, {&line_feed, 1}}};
+void write_line(int descriptor, std::string_view prefix, std::string_view text) {
+    const std::array<iovec, 3> parts{part_of(prefix), part_of(text), part_of("\n")};
     [[maybe_unused]] const ssize_t written = writev(descriptor, parts.data(), parts.size());
 }
 
-void format_line(int descriptor, const char* format, va_list arguments) {
+// A line feed in the text, which may come from the network, must not let the rest set a priority.
+void write_each_line(int descriptor, std::string_view prefix, std::string_view text) {
+    std::size_t line_feed = prefix.empty() ? std::string_view::npos : text.find('\n');
+    for (; line_feed != std::string_view::npos; line_feed = text.find('\n')) {
+        write_line(descriptor, prefix, text.substr(0, line_feed));
+        text.remove_prefix(line_feed + 1);
+    }
+    write_line(descriptor, prefix, text);
+}
+
+void format_line(int descriptor, std::string_view prefix, const char* format, va_list arguments) {
     std::array<char, 512> short_text{};
     va_list again;
     va_copy(again, arguments);
     const int length = std::vsnprintf(short_text.data(), short_text.size(), format, arguments);
     if (length >= 0 && static_cast<std::size_t>(length) < short_text.size()) {
-        write_line(descriptor, short_text.data(), static_cast<std::size_t>(length));
+        write_each_line(descriptor, prefix, {short_text.data(), static_cast<std::size_t>(length)});
     } else if (length > 0) {
         std::string long_text(static_cast<std::size_t>(length) + 1, '\0');
         std::vsnprintf(long_text.data(), long_text.size(), format, again);
-        write_line(descriptor, long_text.data(), static_cast<std::size_t>(length));
+        write_each_line(descriptor, prefix, {long_text.data(), static_cast<std::size_t>(length)});
     }
     va_end(again);
+}
+
+// systemd tells its services which file the journal reads; see systemd.exec(5).
+bool is_read_by_the_journal(int descriptor) {
+    const char* journal = std::getenv("JOURNAL_STREAM");
+    struct stat details {};
+    if (journal == nullptr || fstat(descriptor, &details) != 0)
+        return false;
+    std::array<char, 48> file{};
+    std::snprintf(file.data(), file.size(), "%ju:%ju", std::uintmax_t{details.st_dev},
+                  std::uintmax_t{details.st_ino});
+    return std::string_view(file.data()) == journal;
+}
+
+void log_with(std::string_view prefix, const char* format, va_list arguments) {
+    format_line(STDERR_FILENO, is_read_by_the_journal(STDERR_FILENO) ? prefix : "", format,
+                arguments);
 }
 
 } // namespace
@@ -41,7 +79,21 @@ void format_line(int descriptor, const char* format, va_list arguments) {
 void log_line(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    format_line(STDERR_FILENO, format, arguments);
+    log_with(information_prefix, format, arguments);
+    va_end(arguments);
+}
+
+void log_warning(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_with(warning_prefix, format, arguments);
+    va_end(arguments);
+}
+
+void log_error(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_with(error_prefix, format, arguments);
     va_end(arguments);
 }
 
@@ -49,7 +101,7 @@ void print_line(const char* format, ...) {
     std::fflush(stdout);
     va_list arguments;
     va_start(arguments, format);
-    format_line(STDOUT_FILENO, format, arguments);
+    format_line(STDOUT_FILENO, "", format, arguments);
     va_end(arguments);
 }
 

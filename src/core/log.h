@@ -6,8 +6,12 @@
 
 namespace fieldrelaybox {
 
-// Writes one line (printf format, without the line feed) to standard error in a single write.
+// Write one line (printf format, without the line feed) to standard error in a single write. The
+// three look alike, but in systemd's journal each has its priority: an error is a part of the box
+// that does not work, a warning something that was left out or given up, a line everything else.
 [[gnu::format(printf, 1, 2)]] void log_line(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void log_warning(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void log_error(const char* format, ...);
 
 // Writes one line to standard output in a single write.
 [[gnu::format(printf, 1, 2)]] void print_line(const char* format, ...);

@@ -53,7 +53,7 @@ pid_t start_shell(const char* command, int output_fd, bool own_group) {
     posix_spawnattr_destroy(&attributes);
     if (error == 0)
         return child;
-    log_line("cannot run \"%s\": %s", command, std::strerror(error));
+    log_error("cannot run \"%s\": %s", command, std::strerror(error));
     return -1;
 }
 
@@ -88,7 +88,7 @@ int give_up(pid_t child, const char* command) {
         wait_for(child);
     else
         start_thread("reaper", [child] { wait_for(child); });
-    log_line("gave up on \"%s\"", command);
+    log_warning("gave up on \"%s\"", command);
     return -1;
 }
 

@@ -55,7 +55,7 @@ bool parse_ipv4(std::string_view text, in_addr& address) {
 int open_udp_socket() {
     const int result = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
     if (result < 0)
-        log_line("cannot open a socket: %s", std::strerror(errno));
+        log_error("cannot open a socket: %s", std::strerror(errno));
     return result;
 }
 

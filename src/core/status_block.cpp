@@ -31,7 +31,7 @@ Region open_region(const char* name) {
 }
 
 void* report_failure(const char* name) {
-    log_line("cannot open shared memory %s: %s", name, std::strerror(errno));
+    log_error("cannot open shared memory %s: %s", name, std::strerror(errno));
     return nullptr;
 }
 
@@ -62,8 +62,8 @@ bool open_status_block() {
         return report_failure(FIELDRELAYBOX_STATUS_NAME) != nullptr;
     const bool grow = !region.created && is_too_small(region.descriptor);
     if (grow)
-        log_line("shared memory %s is too small, growing it to %zu bytes",
-                 FIELDRELAYBOX_STATUS_NAME, sizeof(StatusBlock));
+        log_warning("shared memory %s is too small, growing it to %zu bytes",
+                    FIELDRELAYBOX_STATUS_NAME, sizeof(StatusBlock));
     if ((region.created || grow) && ftruncate(region.descriptor, sizeof(StatusBlock)) != 0) {
         close(region.descriptor);
         return report_failure(FIELDRELAYBOX_STATUS_NAME) != nullptr;

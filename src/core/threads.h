@@ -21,11 +21,11 @@ template<class Body> bool start_thread(const char* name, Body body) {
             try {
                 body();
             } catch (const std::exception& error) {
-                log_line("thread %s ended: %s", name, error.what());
+                log_error("thread %s ended: %s", name, error.what());
             }
         }).detach();
     } catch (const std::exception& error) {
-        log_line("cannot start thread %s: %s", name, error.what());
+        log_error("cannot start thread %s: %s", name, error.what());
         return false;
     }
     return true;
@@ -37,7 +37,7 @@ template<class Step> void run_guarded(const char* name, Step&& step) {
     try {
         step();
     } catch (const std::exception& error) {
-        log_line("%s: %s", name, error.what());
+        log_error("%s: %s", name, error.what());
         sleep_us(100'000);
     }
 }

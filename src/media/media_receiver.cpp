@@ -29,8 +29,8 @@ void start_media_receiver(const MediaReceiver& receiver) {
     if (receiver.buffer_bytes > 0)
         set_socket_buffers(socket, receiver.buffer_bytes, receiver.buffer_bytes);
     if (!bind_socket(socket, loopback_address, receiver.port))
-        log_line("cannot receive %s on port %d: %s", receiver.name, receiver.port,
-                 std::strerror(errno));
+        log_error("cannot receive %s on port %d: %s", receiver.name, receiver.port,
+                  std::strerror(errno));
     start_thread(receiver.name, [receiver, socket] {
         std::vector<std::uint8_t> buffer(receiver.capacity);
         while (true)

@@ -46,13 +46,13 @@ std::optional<UdpClients::Entry> parse_item(std::string_view item) {
 void add_item(std::string_view item, UdpClients& clients) {
     const std::optional<UdpClients::Entry> entry = parse_item(item);
     if (!entry)
-        log_line("UDP client \"%.*s\" skipped: not address:port", static_cast<int>(item.size()),
-                 item.data());
+        log_warning("UDP client \"%.*s\" skipped: not address:port", static_cast<int>(item.size()),
+                    item.data());
     else if (clients.count < clients.entries.size())
         clients.entries[clients.count++] = *entry;
     else
-        log_line("UDP client \"%.*s\" skipped: %zu clients are the most",
-                 static_cast<int>(item.size()), item.data(), clients.entries.size());
+        log_warning("UDP client \"%.*s\" skipped: %zu clients are the most",
+                    static_cast<int>(item.size()), item.data(), clients.entries.size());
 }
 
 } // namespace

@@ -7,8 +7,11 @@
 #include "media/media_sources.h"
 
 #include <array>
+#include <cstdlib>
 #include <ctime>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace fieldrelaybox;
 
@@ -48,6 +51,22 @@ TEST(Log, limit_lets_one_line_through_per_second) {
     EXPECT_FALSE(may_log(limit, 0xFFFFFFF0 + 999));
     EXPECT_TRUE(may_log(limit, 0xFFFFFFF0 + 1000));
     EXPECT_FALSE(may_log(limit, 0xFFFFFFF0 + 1001));
+}
+
+TEST(Log, lines_have_priorities_in_the_journal_alone) {
+    testing::internal::CaptureStderr();
+    log_warning("no\n%s", "journal");
+    struct stat details {};
+    ASSERT_EQ(fstat(STDERR_FILENO, &details), 0);
+    const std::string journal =
+        std::to_string(details.st_dev) + ":" + std::to_string(details.st_ino);
+    setenv("JOURNAL_STREAM", journal.c_str(), 1);
+    log_line("line %d", 1);
+    log_warning("cut %s", "in\n<0>two"); // as text from the network can be
+    log_error("error");
+    unsetenv("JOURNAL_STREAM");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "no\njournal\n<6>line 1\n<4>cut in\n<4><0>two\n<3>error\n");
 }
 
 TEST(VideoWatchdog, judges_by_its_own_flag) {
