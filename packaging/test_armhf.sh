@@ -1,26 +1,40 @@
 #!/bin/bash
-# Builds the 32-bit ARM daemon on this machine and runs every test on it under user-mode emulation:
-# the unit tests, and the system tests against the emulated daemon. The expected values are those of
-# the other builds. Usage: test_armhf.sh [CTEST-ARGUMENT...]
+# Builds the daemon for 32-bit ARM on this machine and runs every test on it under user-mode emulation:
+# the unit tests, and the system tests against the emulated daemon, whose shell commands run natively.
+# Then the unit tests on 64-bit ARM. The expected values are those of the other builds.
+# Usage: test_armhf.sh [CTEST-ARGUMENT...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packaging/install_cross.sh armhf
+packaging/install_cross.sh armhf arm64
 scripts/install_dependencies.sh build test
 
-cmake --preset armhf -DBUILD_TESTING=ON >/dev/null
-cmake --build --preset armhf
+build_for() {
+    cmake --preset "$1" -DBUILD_TESTING=ON >/dev/null
+    cmake --build --preset "$1" --target fieldrelaybox wlanstatus unit_tests shell_tests
+}
 
 # A wrong compiler would make the whole run say nothing about the target.
-for program in fieldrelaybox tests/unit_tests; do
-    LC_ALL=C readelf -h "build/armhf/$program" >build/armhf/header
-    if ! grep -q 'Machine: *ARM$' build/armhf/header ||
-        ! grep -q 'Flags:.*hard-float ABI' build/armhf/header; then
-        echo "test_armhf.sh: $program is not a 32-bit hard-float ARM program" >&2
-        exit 1
-    fi
-done
+require_machine() {
+    local program header machine=$2 flags=$3
+    for program in fieldrelaybox wlanstatus tests/unit_tests tests/shell_tests; do
+        header=$(LC_ALL=C readelf -h "build/$1/$program")
+        if ! grep -q "Machine: *$machine\$" <<<"$header" || ! grep -q "Flags:.*$flags" <<<"$header"; then
+            echo "test_armhf.sh: $program is not a program for $1" >&2
+            exit 1
+        fi
+    done
+}
 
-# Emulation costs processor time, so fewer tests at once than on the machine's own.
-FIELDRELAYBOX_RUNNER=qemu-arm-static \
-    ctest --test-dir build/armhf --output-on-failure --no-tests=error -j "$(nproc)" "$@"
+run_tests() {
+    ctest --test-dir "build/$1" --output-on-failure --no-tests=error "${@:2}"
+}
+
+build_for armhf
+require_machine armhf ARM hard-float
+# System tests mostly wait for the daemon, so more of them run than there are processors.
+FIELDRELAYBOX_RUNNER=qemu-arm-static run_tests armhf -j "$(($(nproc) * 2))" "$@"
+
+build_for arm64
+require_machine arm64 AArch64 ""
+run_tests arm64 -j "$(nproc)" --exclude-regex "^system\." "$@"
