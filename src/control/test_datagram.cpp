@@ -25,7 +25,7 @@ std::vector<std::uint8_t> parse_hex_list(std::string_view list) {
         comma = list.find(',');
         const std::string_view item = list.substr(0, comma);
         const std::string number(item.substr(0, item.find(':')));
-        const unsigned long value = std::strtoul(number.c_str(), nullptr, 16);
+        const unsigned long long value = std::strtoull(number.c_str(), nullptr, 16);
         bytes.push_back(static_cast<std::uint8_t>(value & 0xFF));
         list.remove_prefix(std::min(list.size(), item.size() + 1));
     } while (comma != std::string_view::npos);
