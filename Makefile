@@ -13,7 +13,7 @@ help:
 	@echo "make bench  measure the relay against a bare loop"
 	@echo "make lint   formatting and static analysis"
 	@echo "make package       Debian packages for this machine, armhf and arm64"
-	@echo "make test-armhf    build for 32-bit ARM and run the tests under emulation"
+	@echo "make test-armhf    build for 32-bit and 64-bit ARM and run the tests under emulation"
 	@echo "make test-package  install, upgrade and remove the packages in a system of their own (root)"
 
 build:

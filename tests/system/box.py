@@ -37,7 +37,7 @@ from fieldrelaybox.simulated_camera import (  # noqa: E402
 DAEMON = os.path.abspath(os.environ.get("FIELDRELAYBOX_DAEMON", "fieldrelaybox"))
 RUNNER = shlex.split(os.environ.get("FIELDRELAYBOX_RUNNER", ""))
 LOOPBACK = "127.0.0.1"
-TIMEOUT = 20.0
+TIMEOUT = 60.0 if RUNNER else 20.0
 """Seconds after which something that should happen counts as missing."""
 PORTS = (app_protocol.PORT, frames.BOX_PORT, 5000, 4001, 3001)
 SANITIZER_WORDS = ("ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "WARNING: ThreadSanitizer",
