@@ -1,6 +1,7 @@
 #!/bin/bash
 # Installs, configures, runs, upgrades, removes and purges the packages of build/packages in a Debian
-# system of their own, booted with systemd and a private network. Needs root.
+# system of their own, booted with systemd and a private network; then runs the daemon out of the 32-bit
+# ARM package under emulation. Needs root.
 # Usage: test_package.sh [--keep-root]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -17,8 +18,9 @@ fi
 scripts/apt_install.sh debootstrap systemd-container dpkg-dev
 
 if [ "$(cat build/packages/commit 2>/dev/null)" != "$(git rev-parse HEAD)" ] ||
-    ! compgen -G "build/packages/fieldrelaybox_*_$native.deb" >/dev/null; then
-    packaging/build_packages.sh "$native"
+    ! compgen -G "build/packages/fieldrelaybox_*_$native.deb" >/dev/null ||
+    ! compgen -G "build/packages/fieldrelaybox_*_armhf.deb" >/dev/null; then
+    packaging/build_packages.sh "$native" armhf
 fi
 
 # The base system is made once; each run works on a copy.
@@ -92,4 +94,14 @@ if [ "$(cat "$root/packages/status" 2>/dev/null)" != 0 ]; then
     echo "test_package.sh: FAILED" >&2
     exit 1
 fi
+
+echo "== the daemon of the armhf package, emulated"
+packaging/install_cross.sh armhf
+dpkg-deb -x build/packages/fieldrelaybox_*_armhf.deb "$root/armhf"
+(
+    cd tests/system
+    export FIELDRELAYBOX_RUNNER=qemu-arm-static
+    export FIELDRELAYBOX_DAEMON=$root/armhf/usr/lib/fieldrelaybox/bin/fieldrelaybox
+    timeout 300 ../../tools/sandbox.sh python3 -B -m unittest test_startup test_camera_commands
+)
 echo "test_package.sh: all passed"
