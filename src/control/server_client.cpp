@@ -205,6 +205,8 @@ void server_settings_changed() {
         // A conversion under way has read the old settings; it must not win.
         const std::lock_guard lock(address_mutex);
         server_address.store(unknown_address, std::memory_order_release);
+        store<std::uint32_t>(config_record().server_client_id,
+                             0); // an answer may have come meanwhile
     }
     app_client_server_changed();
 }

@@ -53,12 +53,6 @@ void apply_udp_clients() {
     parse_udp_clients(load_text(config_record().udp_clients));
 }
 
-// The server has to be asked for an id again.
-void apply_server_connection() {
-    store<std::uint32_t>(config_record().server_client_id, 0);
-    server_settings_changed();
-}
-
 // --- The table ---
 
 #define VALUE(number, conversion, member)                                                          \
@@ -191,7 +185,7 @@ constexpr std::array table{
         .fields = {VALUE(1, text, server_host), VALUE(2, number, server_port),
                    VALUE(3, text, server_user), VALUE(4, text, server_pass),
                    VALUE(5, text, server_devid), VALUE(6, flag, server_enabled)},
-        .prepare = server_settings_changing, .follow_up = apply_server_connection},
+        .prepare = server_settings_changing, .follow_up = server_settings_changed},
     // clang-format on
 };
 
