@@ -29,7 +29,7 @@ struct CameraState {
     std::atomic<bool> video_mode{false};         // read by record
     std::atomic<bool> photo_mode{false};         // read by shot
     std::atomic<ShotKind> shot_kind{};           // read by shot
-    std::atomic<bool> autofocus{false};          // read by set_focus_type
+    std::atomic<bool> autofocus{false};          // read by set_focus_type and the control loop
     std::atomic<bool> interval_shooting{false};  // read by shot
     std::atomic<std::uint8_t> assistant_bits{0}; // 1 MF, 2 AF assistant; read by their commands
 

@@ -27,7 +27,7 @@ template<class Table> const auto& row(const Table& table, std::int32_t index) {
 // A knob for manual focus means manual focus: the camera would not follow it in autofocus. It takes
 // a while to report that it has changed.
 void focus_manually(std::int32_t tenths) {
-    constexpr std::int32_t report_delay_ms = 1000;
+    constexpr std::int32_t report_delay_ms = 200;
     static Interval type_changes;
     const CameraState& camera = camera_state();
     if (camera.focus_range == 0)

@@ -1,5 +1,5 @@
 // The parts of a step of the control loop: one handler per channel function, and what is decided
-// when all channels have been looked at. Only control_loop.cpp enters here.
+// when all channels have been looked at. The files control_*.cpp alone enter here.
 #pragma once
 
 #include "camera/control_loop.h"

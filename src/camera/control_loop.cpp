@@ -42,10 +42,23 @@ static_assert(handlers[static_cast<std::size_t>(ChannelFunction::digital_zoom2)]
 static_assert(handlers[static_cast<std::size_t>(ChannelFunction::orient_lock)] ==
               handle_orientation_lock);
 
+// Several channels of such a function would fight for one thing: the first that is there counts.
+constexpr std::array single_functions{
+    ChannelFunction::pan,           ChannelFunction::tilt,      ChannelFunction::roll,
+    ChannelFunction::zoom,          ChannelFunction::focus_pan, ChannelFunction::focus_tilt,
+    ChannelFunction::digital_zoom2,
+};
+
+constexpr auto is_single = [] {
+    std::array<bool, handlers.size()> result{};
+    for (const ChannelFunction function : single_functions)
+        result[static_cast<std::size_t>(function)] = true;
+    return result;
+}();
+
 using HandledFunctions = std::array<bool, handlers.size()>;
 
-// An absent value, or another function than before, makes the next value a first one. So does
-// another channel that has the function.
+// An absent value, or another function than before, makes the next value a first one.
 void handle_channel(ControlStep& step, HandledFunctions& handled, std::size_t index) {
     ChannelState& channel = step.state.channels[index];
     const std::uint8_t function = step.inputs.functions[index];
@@ -56,7 +69,7 @@ void handle_channel(ControlStep& step, HandledFunctions& handled, std::size_t in
     channel.function = function;
     if (!acts)
         return;
-    handled[function] = true;
+    handled[function] = is_single[function];
     handlers[function](step, channel, value);
 }
 

@@ -31,9 +31,7 @@ struct AxisPercents {
 struct ControlInputs {
     std::uint32_t now = 0;                                  // millisecond clock
     std::array<std::uint16_t, rc_channel_count> channels{}; // pulse width in us, 0 = absent
-    // ChannelFunction, 255 = none. Of several channels with one function only the first that is
-    // there counts.
-    std::array<std::uint8_t, rc_channel_count> functions{};
+    std::array<std::uint8_t, rc_channel_count> functions{}; // ChannelFunction, 255 = none
     bool rc_enabled = false;
     std::uint8_t rc_receiver_state = 0; // 6 = values are good
     bool camera_connected = false;

@@ -71,7 +71,7 @@ void handle_record_shot(ControlStep& step, ChannelState& channel, std::int32_t v
 
 // By position, from the first value on: a menu that is open must not move the gimbal.
 void handle_menu(ControlStep& step, ChannelState& channel, std::int32_t value) {
-    step.menu = move_switch(switch_bounds, channel, value).to == high;
+    step.menu = move_switch(switch_bounds, channel, value).to == high || step.menu;
 }
 
 void handle_center(ControlStep& step, ChannelState& channel, std::int32_t value) {

@@ -68,8 +68,9 @@ void handle_digital_zoom2(ControlStep& step, ChannelState& channel, std::int32_t
     // Stored off by 5, since -1 stands for unknown.
     const std::int32_t before = channel.position;
     channel.position = zoom_step + largest_step;
-    if (before == unknown_position && step.state.zoom_step != 0)
-        step.zoom_step = 0; // what another channel began
+    const bool register_is_ours = step.inputs.zoom_step == step.state.zoom_step;
+    if (before == unknown_position && step.state.zoom_step != 0 && register_is_ours)
+        step.zoom_step = 0; // another channel began it
     else if (before != unknown_position && before != channel.position)
         step.zoom_step = zoom_step;
 }

@@ -107,9 +107,10 @@ void gimbal_carry_on_app_move() {
 
 void gimbal_speed_now(int pan, int tilt) {
     const std::lock_guard lock(gimbal_mutex);
+    if (!remember_gimbal_pair({pan, tilt}))
+        return;
     camera_builder_state().app_gimbal_idle = 1;
-    if (remember_gimbal_pair({pan, tilt}))
-        send_reversible_speed(pan, tilt);
+    send_reversible_speed(pan, tilt);
 }
 
 void gimbal_set_angle(int a, int b) {

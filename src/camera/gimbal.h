@@ -15,7 +15,7 @@ void gimbal_move(int pan, int tilt);
 void gimbal_carry_on_app_move();
 
 // Announces and moves in one step, held or not: a live speed from an app, which ends a relative
-// move. A pair that was the last one already sends nothing.
+// move. A pair that was the last one already does nothing.
 void gimbal_speed_now(int pan, int tilt);
 
 // Turns the gimbal to an angle and holds it; ends a relative move of the app.

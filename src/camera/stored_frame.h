@@ -68,7 +68,7 @@ bool send_stored_frame_times(int count, const std::array<std::uint8_t, Size>& fr
 // Turns are given in the order in which they were asked for.
 class SequenceTurn {
 public:
-    static constexpr int waiting_capacity = 32;
+    static constexpr int waiting_capacity = 12;
 
     void lock();
     // False, at once and without the turn, while waiting_capacity others wait for it.

@@ -78,7 +78,7 @@ TEST_F(CameraCommands, AFewWaitForTheirTurnAndAreServedInOrder) {
     handle(R"({"cmd":"playback","param":"back"})");
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_EQ(log, "playback command: next\n"
-                   "playback command dropped: 32 commands wait for their turn\n"
+                   "playback command dropped: 12 commands wait for their turn\n"
                    "playback command: back\n");
     EXPECT_EQ(camera.take_frames().size(), 0U);
     EXPECT_EQ(served, 0);
