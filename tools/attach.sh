@@ -14,7 +14,7 @@ if ! [ -s "$pid_file" ] || ! target=$(cat "$pid_file") || ! kill -0 "$target" 2>
 fi
 case ${1:-} in
     --) shift ;;
-    *.py) [ -e "$1" ] || set -- "$tools/$1" "${@:2}" ;;
+    *.py) [[ $1 == */* ]] || set -- "$tools/$1" "${@:2}" ;;
     *) set -- "$tools/box_client.py" "$@" ;;
 esac
 user=()

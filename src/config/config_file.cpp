@@ -47,7 +47,7 @@ void report_unused_line(Reading& reading) {
     reading.reported_line = reading.line_number;
     const std::size_t key_length = reading.last_piece.find_first_of("=:");
     if (reading.is_rest)
-        log_warning("configuration file line %d: what exceeds %zu characters is ignored",
+        log_warning("configuration file line %d: a part beyond %zu characters is ignored",
                     reading.line_number, longest_line);
     else if (key_length == std::string::npos)
         log_warning("configuration file line %d ignored: no key and value", reading.line_number);

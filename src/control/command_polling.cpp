@@ -46,7 +46,8 @@ void start_command() {
     if (load(status_block().command_field[0]) == '\0' || is_serving.exchange(true))
         return;
     const std::shared_ptr<void> turn(nullptr, [](void*) { is_serving = false; });
-    start_thread("field", [turn] { serve_command_field(); });
+    if (!start_thread("field", [turn] { serve_command_field(); }))
+        serve_command_field();
 }
 
 void poll(std::uint32_t& last_report) {
