@@ -9,6 +9,7 @@ from __future__ import annotations
 
 import json
 import os
+import re
 import shlex
 import signal
 import socket
@@ -16,6 +17,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import textwrap
 import threading
 import time
 import unittest
@@ -24,7 +26,7 @@ from typing import IO, Any, Callable
 
 ROOT = Path(__file__).resolve().parents[2]
 TOOLS = ROOT / "tools"
-DATA = ROOT / "tests" / "data"
+DATA, DOCS = ROOT / "tests" / "data", ROOT / "docs"
 sys.path.insert(0, str(TOOLS))
 
 from fieldrelaybox import app_protocol, frames  # noqa: E402
@@ -77,6 +79,20 @@ def mask_record(record: bytes) -> bytes:
     for offset, count in RECORD_BYTES_THAT_LIVE:
         masked[offset:offset + count] = bytes(count)
     return bytes(masked)
+
+
+def assert_documented(title: str, **rows: str | bytes) -> None:
+    """The page of examples shows these rows below the title, bytes in hexadecimal."""
+    texts = (f"{label:8}{value.hex(' ') if isinstance(value, bytes) else value}"
+             for label, value in rows.items() if value)
+    lines = (textwrap.fill(text, 103, subsequent_indent=8 * " ") for text in texts)
+    example = "\n".join((f"\n### {title}\n\n```", *lines, "```\n"))
+    path = DOCS / "app-protocol-examples.md"
+    page = path.read_text()
+    if os.environ.get("FIELDRELAYBOX_WRITE_EXAMPLES"):
+        page = re.sub(f"\n### {re.escape(title)}\n(\n```[^`]*```\n)?", lambda _: example, page)
+        path.write_text(page)
+    assert example in page, f"{path.name} lacks:{example}"
 
 
 def send(data: bytes, port: int, address: str = LOOPBACK) -> None:

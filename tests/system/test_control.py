@@ -4,8 +4,8 @@ import socket
 import time
 import unittest
 
-from box import (FENCE, LOOPBACK, TIMEOUT, App, BoxTestCase, Camera, app_protocol, load_json, send,
-                 wait_until)
+from box import (DOCS, FENCE, LOOPBACK, TIMEOUT, App, BoxTestCase, Camera, app_protocol,
+                 assert_documented, load_json, send, wait_until)
 
 RECORDS = load_json("app_records.json")
 
@@ -142,6 +142,25 @@ class TestDatagrams(BoxTestCase):
                     self.box.printed.wait_for(case["printed"].rstrip("\n"), start)
         send(b"[1,2,3,4,5,6,7,8,9", 4242)  # nothing of what came before was sent late
         self.assertEqual(camera.next_frame().raw[6], sequence)
+        self.assert_examples(camera)
+
+    def assert_examples(self, camera: Camera) -> None:
+        """What comes of the datagrams that the document shows."""
+        texts = (DOCS / "app-protocol.md").read_text().split("`")
+        sent = [bytes.fromhex(text) for text in texts if text.startswith(("42 00 ", "5b 35 "))]
+        app, player = App(), self.receiver(6000)
+        self.addCleanup(app.close)
+        for datagram in sent[:6]:
+            app.send(datagram)
+        app.await_reply()
+        self.box.log.wait_for(f"client {LOOPBACK}:{app.port} removed")
+        send(b"video", 5000)
+        wait_until(lambda: self.box.stand_ins.runs("reboot"), "the command runs")
+        assert_documented("00: registration, data only", sent=sent[0], answer=b"B")
+        assert_documented("01: removal", sent=sent[1], log="client ... removed")
+        assert_documented("02: video to the local player", sent=sent[2], player=player.receive())
+        assert_documented("05: gimbal to an angle", sent=sent[3], camera=camera.next_frame().raw)
+        assert_documented("[: a frame of your own", sent=sent[5], camera=camera.next_frame().raw)
 
     def test_nothing_is_sent_without_a_camera(self) -> None:
         with Camera(self.box) as camera:

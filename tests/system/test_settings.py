@@ -7,13 +7,14 @@ import time
 import unittest
 from pathlib import Path
 
-from box import (DATA, App, Box, BoxTestCase, app_protocol, load_hex, load_json, mask_record, send,
-                 wait_until)
+from box import (DATA, App, Box, BoxTestCase, app_protocol, assert_documented, load_hex, load_json,
+                 mask_record, send, wait_until)
 
 MASTER, COPY = Path("/boot/fieldrelaybox.conf"), Path("/run/fieldrelaybox.conf")
 SAVING = ["mount -o rw,remount /boot", "umount /boot", "mount /boot"]
 WIFI_MARKER = Path("/run/wlan.update")
 CIRCLE = [case for case in load_json("app_update_circle.json") if "via" not in case]
+EXAMPLES = {case["name"]: case for case in reversed(CIRCLE) if "," not in case["name"]}
 RECORDS = load_json("app_records.json")
 
 
@@ -43,7 +44,10 @@ class Circle(BoxTestCase):
                 self.run_case(case)
         self.assertEqual(self.saved, (DATA / "app_update_circle.saved.conf").read_bytes())
         self.assertEqual(COPY.read_bytes(), self.saved.replace(b"\r\n", b"\n"))
-        self.assertEqual(self.report().rstrip("\0\n"),
+        report = self.report()
+        assert_documented("configrequest", sent=app_protocol.command('{"cmd":"configrequest"}'),
+                          answer=app_protocol.build_message(report.encode()))
+        self.assertEqual(report.rstrip("\0\n"),
                          (DATA / "app_update_circle.report.json").read_text().rstrip("\n"))
         self.box.await_pass()
         self.assertEqual(mask_record(self.box.mirror.raw[:]),
@@ -78,6 +82,12 @@ class Circle(BoxTestCase):
         report = self.report()
         for text in case["report"]:
             self.assertIn(text, report)
+        if EXAMPLES.get(case["name"]) is case:
+            assert_documented(
+                case["name"], text=case["send"], sent=app_protocol.command(case["send"]),
+                saved=", ".join(case["file_line"]), report=" ".join(case["report"]).rstrip(","),
+                run=", ".join(self.runs()[ran + len(SAVING) * case["saved"]:]),
+                block=", ".join(f"{at}={value}" for at, value in case["mirror"].items()))
 
     def runs(self) -> list[str]:
         """Without what the supervisor loop runs."""
@@ -186,10 +196,12 @@ class Commands(BoxTestCase):
         for value, name in (("1", "wifi0"), ("2", "wlan0")):
             start = len(self.box.log.lines)
             self.listener.command(cmd="wlan", param="scan", value="0")
-            self.listener.command(cmd="wlan", param="scan", value=value)
+            scan = app_protocol.command(f'{{"cmd":"wlan","param":"scan","value":"{value}"}}')
+            self.listener.send(scan)
             got = self.listener.message(lambda one: app_protocol.is_json(one.payload)).payload
             expected = {"cmd": "wlanscan", "param": value, "value": "one,,2 3"}
             self.assertEqual(json.loads(got.rstrip(b"\0")), expected)
+            assert_documented(f"wlan, {name}", sent=scan, answer=app_protocol.build_message(got))
             self.assertEqual(self.log_since(start, 2)[:2],
                              [f"scan Wi-Fi on {name}", "scan results: one,,2 3"])
         self.assertEqual(self.box.stand_ins.runs("iwlist"), ["iwlist wifi0 scan", "iwlist wlan0 scan"])
@@ -204,8 +216,9 @@ class Restart(unittest.TestCase):
     def test_restart_ends_the_process_with_status_3(self) -> None:
         box = Box().start()
         send(app_protocol.EMPTY_HEADER + b'{"cmd":"restart"', app_protocol.PORT)
-        send(app_protocol.command('{"cmd":"restart"}'), app_protocol.PORT)
+        send(restart := app_protocol.command('{"cmd":"restart"}'), app_protocol.PORT)
         self.assertEqual(box.await_exit(), 3)
+        assert_documented("restart", sent=restart, exit="status 3")
 
 
 if __name__ == "__main__":
