@@ -246,7 +246,7 @@ TEST_F(Telemetry, records_are_posted_ten_times_a_second_per_kind) {
         posts += posts_after(10);
     EXPECT_EQ(posts, 30U);
     EXPECT_EQ(status_block().focus_distance, 65535);
-    EXPECT_EQ(posts_after(10), 0U); // the eleventh within a second
+    EXPECT_EQ(posts_after(10), 0U);    // the eleventh within a second
     EXPECT_EQ(posts_after(-5000), 3U); // the clock was set back
     posts = 0;
     for (const int ms : {15000, 110, 80, 125, 65, 140, 65, 120}) // ten a second, but unsteady
