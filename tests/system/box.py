@@ -371,13 +371,12 @@ class Camera(SimulatedCamera):
             return block["value_1648"] == mark
         wait_until(read, "the camera's frames are read")
 
-    def take(self, ignored: set[str]) -> list[Received]:
-        """Everything that has reached this camera, without frames of an ignored set and id (hex)."""
+    def take(self) -> list[Received]:
+        """Everything that has reached this camera."""
         taken: list[Received] = []
         send(b"mark", self.port)  # behind everything
         while (received := self.next_frame()).raw != b"mark":
-            if received.raw[9:11].hex() not in ignored:
-                taken.append(received)
+            taken.append(received)
         return taken
 
     def stop_clock(self) -> int:

@@ -10,6 +10,7 @@ from box import BoxTestCase, app_protocol, frames, load_json, send, wait_until
 COMMANDS = load_json("camera_commands.json")
 PLAYBACK_MODE, PHOTO_MODE, VIDEO_MODE = 2, 0, 1
 GIMBAL_SPEED, ZOOM_LEVEL = "040c", "0234"
+STOP = "5514046d0204000040040c00000000000090"
 INTERVAL_SHOOTING = 0x100000
 REPORTS = load_json("camera_state.json")["vectors"]
 SHOTS = {(told["shot_mode"], told["shot_type"]): bytes.fromhex(report["frame"])
@@ -92,12 +93,14 @@ class Commands(BoxTestCase):
         self.finish_commands()
         carried_on = self.carried_on(case.get("after", {}))
         if self.connected:
-            wanted = [frame for frame in case["frames"] if frame[18:22] not in carried_on]
-            got = self.link.take(carried_on)
-            sent = [(one.raw[:6] + bytes(2) + one.raw[8:-2]).hex() for one in got]
+            got = self.link.take()
+            self.assertEqual([(one.name, one.faults) for one in got if one.faults], [])
+            sent, wanted = ([frame for frame in found if frame[18:22] not in carried_on
+                             or frame == STOP]
+                            for found in ([(one.raw[:6] + bytes(2) + one.raw[8:-2]).hex()
+                                           for one in got], case["frames"]))
             self.assertEqual([filled_in(*pair) for pair in zip_longest(sent, wanted, fillvalue="")],
                              wanted)
-            self.assertEqual([one.frame.faults for one in got], [()] * len(got))
         self.assertEqual(self.log_since(start, len(case["log"])), case["log"])
         after = case.get("after", {})
         for offset, value in after.get("status_block", {}).items():
