@@ -4,13 +4,15 @@ import time
 import unittest
 from pathlib import Path
 
-from box import App, BoxTestCase, TIMEOUT, wait_until
+from box import App, BoxTestCase, TIMEOUT, frames, wait_until
 from fieldrelaybox.rc_sticks import CENTRE, HIGH, LOW, RcSticks
 
 MAP = ("pan,tilt,record-shot,center,orient-lock,osd,iso,zoom,digital-zoom2,menu,intcamera,roll,"
-       "videomode,shutter")
+       "videomode,shutter,record,ev,aperture,focus,focus-pan,focus-tilt,digital-zoom,"
+       "custom-focus-assistant")
 STOP = "gimbal speed 0,0"
 FULL = "gimbal speed 1000,0"
+FOCUS_OF_1000 = frames.build_frame(frames.BOX, 0x02, 0x87, b"\0\xe8\3" + bytes(37))  # manual
 
 
 class Flight(BoxTestCase):
@@ -31,6 +33,7 @@ class Flight(BoxTestCase):
         wait_until(lambda: self.box.status["rc_menu_active"], "the menu has the sticks")
         self.sticks.lose()
         wait_until(lambda: not self.box.status["rc_menu_active"], "the sticks are gone")
+        self.assertEqual((self.rc.faulty, self.rc.missing), (0, 0))  # of all frames, looked at or not
 
     def see_starting_positions(self) -> None:
         """On return the loop has seen where everything is: sticks alone act at once."""
@@ -54,10 +57,8 @@ class Flight(BoxTestCase):
 
     def test_take_over_release_and_lost_rc(self) -> None:
         self.move("pan", HIGH, FULL)
-        start, frames = time.monotonic(), len(self.rc.drain())
-        while frames < 50:
-            self.assertEqual(self.rc.next_frame().name, FULL)
-            frames += 1
+        start = time.monotonic()
+        self.expect(*[FULL] * 50)
         self.assertAlmostEqual(time.monotonic() - start, 1, delta=0.5)  # one every 20 ms
         self.move("tilt", LOW, "gimbal speed 1000,500")
         self.move("pan", CENTRE, "gimbal speed 0,500")
@@ -87,11 +88,36 @@ class Flight(BoxTestCase):
             app.command(cmd="position", param="move", value1="100", value2="200")
             self.expect("gimbal set angle 100,200")
             self.move("pan", LOW, "gimbal speed -1000,0")  # at once
-            self.move("pan", CENTRE, STOP)
+            self.sticks.set("pan", CENTRE)
+            time.sleep(0.002)  # within the same millisecond the stick would win
+            app.command(cmd="position", param="move", value1="300", value2="400")
+            self.last = self.rc.wait_for(lambda got: got.name == "gimbal set angle 300,400").name
             app.command(cmd="position", param="moverel", value1="6", value2="0")
-            self.expect("gimbal speed 6,0")
+            self.expect("gimbal speed 6,0")  # without a stop before
         self.expect(STOP)  # with the app went its move
+        app = App(data_only=True)
+        self.addCleanup(app.close)
+        app.register()
+        app.command(cmd="position", param="moverel", value1="7", value2="0")
+        self.expect("gimbal speed 7,0", STOP)  # it is silent: its time is over
         self.move("roll", LOW, "roll horizont -1")  # no roll speed was set
+
+    def test_camera_away_and_rc_switched_off(self) -> None:
+        app, start = self.app(data_only=True), len(self.box.log.lines)
+        self.move("pan", HIGH, FULL)
+        self.rc.go_silent(60)
+        self.box.log.wait_for("data disconnected", start)
+        self.sticks.set("pan", CENTRE)
+        self.rc.go_silent(0)
+        self.expect(STOP)
+        self.move("pan", HIGH, FULL)
+        for enabled, names in (("0", (STOP, "gimbal speed 8,0")), ("1", (FULL,))):
+            app.command(cmd="updateparam", name="rcin_enabled", value=enabled)
+            wait_until(lambda: not self.box.status["rc_state"], "the receiver has to start anew")
+            self.sticks.refresh()
+            app.command(cmd="position", param="moverel", value1="8", value2="0")
+            for name in names:
+                self.rc.wait_for(lambda got: got.name == name)
 
     def test_switches_and_steps(self) -> None:
         idle, reset = "buttons idle", ["gimbal reset press", "gimbal reset release"] * 2
@@ -105,7 +131,16 @@ class Flight(BoxTestCase):
         self.move("iso", 1700, "set iso 1600")
         self.move("shutter", HIGH, "set shutter 8000")
         self.move("videomode", 1600, "set image mode aperture")
-        self.move("digital-zoom2", HIGH, *["set zoom 5"] * 3, *["set zoom 10"] * 3)
+        self.move("record", HIGH, "set mode video", *["record start press"] * 2, idle)
+        self.move("record", LOW, idle, *["record stop press"] * 2, idle)
+        self.move("ev", HIGH, "set EV 3.0")
+        self.move("aperture", HIGH, "set aperture 16.00")
+        self.rc.fence(FOCUS_OF_1000)
+        self.move("focus", 1600, "set manual focus 600")
+        self.move("focus-pan", HIGH, "set focus point 1,0.5")
+        self.move("focus-tilt", LOW, "set focus point 1,0")
+        self.move("digital-zoom", 1300, "set zoom 30")
+        self.move("digital-zoom2", HIGH, *["set zoom 35"] * 3, *["set zoom 40"] * 3)
         self.sticks.set("digital-zoom2", CENTRE)
         self.sticks.set("menu", HIGH)
         wait_until(lambda: self.box.status["rc_menu_active"], "the menu has the sticks")
@@ -118,17 +153,18 @@ class Flight(BoxTestCase):
     def test_a_flipped_setting_is_saved_while_the_gimbal_moves_on(self) -> None:
         self.box.stand_ins.answer("mount", seconds=0.7)
         self.move("pan", HIGH, FULL)
-        self.sticks.set("osd", HIGH)
-        self.sticks.set("intcamera", HIGH)
+        for name in ("osd", "intcamera", "custom-focus-assistant"):
+            self.sticks.set(name, HIGH)
         saved = Path("/boot/fieldrelaybox.conf")
         began, times = time.monotonic(), []
         while not self.box.stand_ins.runs("killall") and time.monotonic() - began < TIMEOUT:
-            times.append(self.rc.next_frame().time)
+            self.expect(FULL)
+            times.append(time.monotonic())
         self.assertGreater(len(times), 30)
         self.assertLess(max(b - a for a, b in zip(times, times[1:])), 0.5)
         self.assertEqual(self.box.stand_ins.runs("killall"), ["killall -q raspivid"])
-        self.assertEqual(self.box.status["osd_enabled"], 0)
-        self.assertEqual(self.box.status["internal_camera_enabled"], 1)
+        flags = ("osd_enabled", "internal_camera_enabled", "focus_assistant_enabled")
+        self.assertEqual([self.box.status[flag] for flag in flags], [0, 1, 1])
         lines = saved.read_bytes().split(b"\r\n")
         self.assertIn(b"osd_enabled=0", lines)
         self.assertIn(b"internal_camera_enabled=1", lines)
