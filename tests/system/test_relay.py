@@ -10,7 +10,7 @@ import unittest
 from typing import Callable
 from unittest.mock import Mock
 
-from box import LOOPBACK, TIMEOUT, TOOLS, BoxTestCase, Lines, app_protocol, send
+from box import LOOPBACK, TIMEOUT, TOOLS, BoxTestCase, Lines, app_protocol, send, wait_until
 
 from fieldrelaybox.app_protocol import Message
 from fieldrelaybox.box_link import BoxLink
@@ -80,11 +80,16 @@ class ThroughRelay(BoxTestCase):
         _, client_id = self.relay.linked_box()
         self.box.log.wait_for(f"client id {client_id}")
         self.box.log.wait_for(f"client connected from {LOOPBACK}:{PORT}", whole=False)
+        self.box.stand_ins.answer("pidof", 0)
+        wait_until(lambda: self.box.mirror["apstate"], "the access point is up")
         report = fetch_report(self.link, REMEMBERED)
-        self.assertEqual([report[f"s{n}"] for n in (4, 5, 6)], ["alice", "secret", "box-1"])
-        status, output = run_client("config", "--json", f"--port={PORT}",
-                                    "--relay=alice:secret:box-1")
+        self.assertEqual([report[name] for name in ("s4", "s5", "s6", "apstate")],
+                         ["alice", "secret", "box-1", 1])
+        relay = ("--json", f"--port={PORT}", "--relay=alice:secret:box-1")
+        status, output = run_client("config", *relay)
         self.assertEqual((status, json.loads(output)), (0, report))
+        status, output = run_client("set", "tcp_port", "9002", *relay)
+        self.assertEqual((status, json.loads(output)["confirmed"]), (0, {"tcp_port": "9002"}))
         version = await_message(self.link, lambda message: message.payload[:1] == b"\x0b")
         self.assertEqual((version.kind, version.client_id), (app_protocol.RECORD, client_id))
         self.assert_video_arrives(client_id, b"before")
@@ -106,6 +111,11 @@ class ThroughRelay(BoxTestCase):
         for data in garbage:
             send(data, PORT)
             send(data, port)
+        for text in ('{"name":7,"cmd":' + "[" * 200 + "]" * 200 + "}",
+                     '{"cmd":"updateparam","name":{"a":null},"value":[7]}', '{"cmd":{},"param":7}'):
+            self.link.send(app_protocol.EMPTY_HEADER + text.encode())
+            self.box.status.post_command(text[:127])
+            wait_until(lambda: not self.box.status.raw[704], "the command field is read")
         self.assertIn("s1", fetch_report(self.link, REMEMBERED))
         self.assert_video_arrives(client_id, b"still")
 
@@ -114,6 +124,8 @@ class ThroughRelay(BoxTestCase):
         box = self.enterContext(socket.socket(socket.AF_INET, socket.SOCK_DGRAM))
         box.settimeout(TIMEOUT)
         linking = authentication(BOB).replace(b'"type":"1"', b'"type":"0"')
+        box.sendto(authentication(Account("alice", "word", "box-1")), RELAY)
+        self.relay.log.wait_for(f"{LOOPBACK}:{box.getsockname()[1]} refused")  # with no answer
         for request in (authentication(ALICE), linking):
             box.sendto(request, RELAY)
             self.assertEqual(json.loads(box.recv(99))["cmd"], "authok")
