@@ -14,6 +14,7 @@
 #include "core/status_block.h"
 #include "core/supervisor.h"
 #include "core/text.h"
+#include "media/udp_clients.h"
 #include "unit/shell_recorder.h"
 #include "unit/test_data.h"
 
@@ -87,6 +88,7 @@ TEST_F(AppCommands, mirror_save_and_run_in_this_order) {
         };
         dispatch(text(item, "send"));
         EXPECT_EQ(shell_recorder::take_commands(), commands);
+        EXPECT_TRUE(text(item, "name") != "udp_clients" || udp_clients().count == 2);
         // All others run while somebody waits for the next save or the next command.
         for (const std::string& command : shell_recorder::take_unlimited_commands())
             EXPECT_TRUE(command == "reboot" || command == "shutdown") << command;

@@ -128,20 +128,21 @@ TEST(Wifi, interfaces_are_those_of_the_system) {
     }
 }
 
+// As an app does.
+void change_server(const Receiver& server, const std::string& user, const std::string& password,
+                   const std::string& device) {
+    const std::string command =
+        R"({"cmd":"updateparam","name":"server_connection","value":"127.000.0.1","value2":")" +
+        std::to_string(ntohs(server.address().sin_port)) + R"(","value3":")" + user +
+        R"(","value4":")" + password + R"(","value5":")" + device + R"(","value6":"1"})";
+    dispatch_app_command(command.c_str(), command.size());
+}
+
 // The server's side of the link, over loopback.
 class ServerLink : public testing::Test {
 protected:
     static void SetUpTestSuite() { init_server_client(); }
-    void SetUp() override {
-        ConfigRecord& record = config_record();
-        store<std::uint8_t>(record.server_enabled, 1);
-        store<std::int32_t>(record.server_port, ntohs(server_.address().sin_port));
-        store_text(record.server_host, "127.000.0.1");
-        store_text(record.server_user, "alice");
-        store_text(record.server_pass, "secret");
-        store_text(record.server_devid, "box-1");
-        server_settings_changed();
-    }
+    void SetUp() override { change_server(server_, "alice", "secret", "box-1"); }
 
     // The next text from the box; remembers where it came from.
     std::string next_text() {
@@ -189,8 +190,10 @@ TEST_F(ServerLink, authenticates_stays_alive_and_relays) {
     EXPECT_EQ(message.substr(8), std::string("\x11\0\0\0\x0B\0\x14\2\0\0\0", 11));
     expect_documented(to_hex(ByteVector(message.begin(), message.end())).replace(8, 8, 8, '0'));
 
-    // Without an id nothing may be relayed; the next pass asks for one.
-    store<std::uint32_t>(config_record().server_client_id, 0);
+    // Whoever sets the connection ends the link. Without an id nothing may be relayed; the next
+    // pass asks for one.
+    change_server(server_, "alice", "secret", "box-1");
+    EXPECT_EQ(load(config_record().server_client_id), 0U);
     post_status_bytes(11, {0, 20, 2});
     server_keepalive();
     EXPECT_EQ(next_text(), auth);
@@ -225,12 +228,7 @@ TEST_F(ServerLink, credentials_go_to_their_own_server_only) {
     const auto both_received = [&] { return received[0] > 0 && received[1] > 0; };
     for (int round = 0; round < 200 || (round < 200'000 && !both_received()); ++round) {
         const char* name = round % 2 == 0 ? "one" : "two";
-        const auto& address = servers[static_cast<std::size_t>(round % 2)].receiver.address();
-        const std::string command =
-            R"({"cmd":"updateparam","name":"server_connection","value":"127.0.0.1","value2":")" +
-            std::to_string(ntohs(address.sin_port)) + R"(","value3":")" + name + R"(","value4":")" +
-            name + R"(","value5":")" + name + R"(","value6":"1"})";
-        dispatch_app_command(command.c_str(), command.size());
+        change_server(servers[static_cast<std::size_t>(round % 2)].receiver, name, name, name);
         for (std::size_t i = 0; i < servers.size(); ++i) {
             for (const std::string& message : servers[i].receiver.take()) {
                 EXPECT_NE(message.find(servers[i].credentials), std::string::npos) << message;
