@@ -92,15 +92,16 @@ class Flight(BoxTestCase):
             time.sleep(0.002)  # within the same millisecond the stick would win
             app.command(cmd="position", param="move", value1="300", value2="400")
             self.last = self.rc.wait_for(lambda got: got.name == "gimbal set angle 300,400").name
+            self.move("roll", LOW, "roll horizont -1")  # no stop before; and no roll speed was set
+            self.sticks.set("roll", CENTRE)
             app.command(cmd="position", param="moverel", value1="6", value2="0")
-            self.expect("gimbal speed 6,0")  # without a stop before
+            self.expect("gimbal speed 6,0")
         self.expect(STOP)  # with the app went its move
         app = App(data_only=True)
         self.addCleanup(app.close)
         app.register()
         app.command(cmd="position", param="moverel", value1="7", value2="0")
         self.expect("gimbal speed 7,0", STOP)  # it is silent: its time is over
-        self.move("roll", LOW, "roll horizont -1")  # no roll speed was set
 
     def test_camera_away_and_rc_switched_off(self) -> None:
         app, start = self.app(data_only=True), len(self.box.log.lines)
