@@ -32,7 +32,7 @@ run: build
 	@tools/run_demo.sh build/$(PRESET)/fieldrelaybox
 
 test: build-tests
-	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(TEST_JOBS) --repeat until-pass:3
+	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(TEST_JOBS)
 
 bench: build-tests
 	@bench/run.sh
