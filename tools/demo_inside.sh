@@ -44,10 +44,13 @@ start() {
 # shellcheck disable=SC2016
 keep_running='while "$0"; [ $? -eq 3 ]; do :; done'
 
+# The filter of its output is a child of the same process.
 daemon_pid() {
-    local children=""
-    read -r children _ <"/proc/$keeper/task/$keeper/children"
-    echo "$children"
+    local children=() child
+    read -r -a children <"/proc/$keeper/task/$keeper/children"
+    for child in "${children[@]}"; do
+        [ "/proc/$child/exe" -ef "$daemon" ] && echo "$child"
+    done
 }
 
 picture=(-re -f lavfi -i "testsrc2=size=640x360:rate=15" -pix_fmt yuv420p -c:v libx264
@@ -98,6 +101,7 @@ soak() {
     local before after daemon_pid
     sleep "$soak_settle"
     daemon_pid=$(daemon_pid)
+    [ -n "$daemon_pid" ] || { echo "soak: no daemon"; return 1; }
     read -r -a before <<<"$(footprint "$daemon_pid")"
     echo "soak: at the start ${before[0]} threads, ${before[1]} open files, ${before[2]} kB"
     sleep "$DEMO_SOAK"
