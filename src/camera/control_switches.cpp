@@ -41,14 +41,12 @@ SwitchMove move_switch(const std::array<std::int32_t, Bounds>& bounds, ChannelSt
     return {from, to};
 }
 
-// A function that is on while high.
-SwitchMove follow_high(ControlStep& step, ChannelState& channel, std::int32_t value,
-                       ControlAction action) {
+SwitchMove record_while_high(ControlStep& step, ChannelState& channel, std::int32_t value) {
     const SwitchMove move = move_switch(switch_bounds, channel, value);
     if (entered(move, high))
-        command(step, action, 1);
+        command(step, ControlAction::record, 1);
     if (left(move, high))
-        command(step, action, 0);
+        command(step, ControlAction::record, 0);
     return move;
 }
 
@@ -61,11 +59,11 @@ void flip_on_high(ControlStep& step, ChannelState& channel, std::int32_t value,
 } // namespace
 
 void handle_record(ControlStep& step, ChannelState& channel, std::int32_t value) {
-    follow_high(step, channel, value, ControlAction::record);
+    record_while_high(step, channel, value);
 }
 
 void handle_record_shot(ControlStep& step, ChannelState& channel, std::int32_t value) {
-    if (entered(follow_high(step, channel, value, ControlAction::record), low))
+    if (entered(record_while_high(step, channel, value), low))
         command(step, ControlAction::shot);
 }
 
