@@ -1,7 +1,7 @@
 // One fuzz target for all entrances: the first byte of the input chooses the entrance, the rest is
 // what arrives there. CONTRIBUTING.md tells how to run it.
-#include "camera/camera_commands.h"
-#include "camera/telemetry_receiver.h"
+#include "camera/commands/camera_commands.h"
+#include "camera/state/telemetry_receiver.h"
 #include "config/channel_functions.h"
 #include "config/config_file.h"
 #include "config/config_record.h"

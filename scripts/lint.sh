@@ -4,6 +4,9 @@
 set -eu
 cd "$(dirname "$0")/.."
 
+echo "includes"
+scripts/check_includes.py
+
 sources=$(git ls-files '*.cpp' '*.h')
 echo "clang-format"
 # shellcheck disable=SC2086 # file names of this project have no blanks
@@ -11,10 +14,10 @@ clang-format --dry-run --Werror $sources
 
 echo "cppcheck"
 cppcheck --quiet --std=c++20 --language=c++ --inline-suppr --error-exitcode=1 \
-    --enable=warning,performance,portability -I src -I include -j "$(nproc)" src
+    --enable=warning,performance,portability -I src -I include -I programs -j "$(nproc)" src programs
 
 echo "clang-tidy"
-git ls-files 'src/*.cpp' | xargs -n 2 -P "$(nproc)" clang-tidy -p build/release --quiet
+git ls-files 'src/*.cpp' 'programs/*.cpp' | xargs -n 2 -P "$(nproc)" clang-tidy -p build/release --quiet
 
 echo "shellcheck"
 git ls-files '*.sh' .ci/run | xargs shellcheck --external-sources --source-path=SCRIPTDIR

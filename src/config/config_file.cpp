@@ -1,33 +1,19 @@
 #include "config/config_file.h"
 
 #include "config/channel_functions.h"
-#include "config/config_record.h"
 #include "config/settings.h"
-#include "core/clock.h"
 #include "core/log.h"
-#include "core/shell.h"
 #include "core/text.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <ini.h>
 #include <memory>
-#include <mutex>
-#include <unistd.h>
 
 namespace fieldrelaybox {
 
 namespace {
-
-// The most that the reader takes in one piece; the rest of a longer line would be a line of its
-// own.
-constexpr std::size_t longest_line = 199;
-
-std::mutex save_mutex; // one change-and-save at a time
-std::atomic<bool> saving_stopped{false};
 
 struct Reading {
     std::FILE* file;
@@ -48,7 +34,7 @@ void report_unused_line(Reading& reading) {
     const std::size_t key_length = reading.last_piece.find_first_of("=:");
     if (reading.is_rest)
         log_warning("configuration file line %d: a part beyond %zu characters is ignored",
-                    reading.line_number, longest_line);
+                    reading.line_number, longest_config_line);
     else if (key_length == std::string::npos)
         log_warning("configuration file line %d ignored: no key and value", reading.line_number);
     else
@@ -96,45 +82,6 @@ int take_key(void* user, const char* section, const char* key, const char* value
     return 1;
 }
 
-bool write_whole(int file, const std::string& text) {
-    const ssize_t written = write(file, text.data(), text.size());
-    if (written == static_cast<ssize_t>(text.size()))
-        return fsync(file) == 0;
-    if (written >= 0)
-        errno = ENOSPC;
-    return false;
-}
-
-void warn_of_long_lines(const ConfigRecord& record) {
-    for (const Setting& setting : settings()) {
-        if (format_setting(setting, record).size() > longest_line)
-            log_warning(
-                "setting %.*s is too long to be read back whole from the configuration file",
-                static_cast<int>(setting.key.size()), setting.key.data());
-    }
-}
-
-// save_mutex is held.
-void save_live_record() {
-    run_shell_command("mount -o rw,remount /boot", boot_command_time_limit_ms);
-    ConfigRecord record{};
-    copy_config_record(record);
-    warn_of_long_lines(record);
-    const std::string text = format_config_file(record);
-    const int file = open(config_file_path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (file < 0) {
-        log_error("cannot open %s: %s", config_file_path, std::strerror(errno));
-        return;
-    }
-    if (!write_whole(file, text))
-        log_error("cannot write %s: %s", config_file_path, std::strerror(errno));
-    close(file);
-    run_shell_command("umount /boot", boot_command_time_limit_ms);
-    run_shell_command("mount /boot", boot_command_time_limit_ms);
-    run_shell_command(R"(cat /boot/fieldrelaybox.conf | sed 's/\r$//' > /run/fieldrelaybox.conf)",
-                      boot_command_time_limit_ms);
-}
-
 } // namespace
 
 bool load_config_file(const char* path, ConfigRecord& record) {
@@ -156,35 +103,6 @@ std::string format_config_file(const ConfigRecord& record) {
         text += "\r\n\r\n";
     }
     return text;
-}
-
-void save_config_file() {
-    run_between_saves(save_live_record);
-}
-
-void change_settings(const std::function<void()>& change, const std::function<void()>& after_save) {
-    run_between_saves([&] {
-        change();
-        save_live_record();
-        after_save();
-    });
-}
-
-void run_between_saves(const std::function<void()>& body) {
-    const std::lock_guard lock(save_mutex);
-    if (!saving_stopped)
-        body();
-}
-
-void stop_saving(int time_limit_ms) {
-    constexpr int pause_ms = 10;
-    saving_stopped = true; // those that wait for the lock give it up at once
-    for (int waited = 0; waited < time_limit_ms; waited += pause_ms) {
-        if (save_mutex.try_lock())
-            return; // and never unlocked
-        sleep_us(std::int64_t{pause_ms} * 1000);
-    }
-    log_warning("a save is still under way after %d ms", time_limit_ms);
 }
 
 } // namespace fieldrelaybox

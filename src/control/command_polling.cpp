@@ -1,9 +1,9 @@
 #include "control/command_polling.h"
 
-#include "camera/camera_commands.h"
+#include "apps/messages.h"
+#include "camera/commands/camera_commands.h"
 #include "config/config_record.h"
 #include "control/app_commands.h"
-#include "control/messages.h"
 #include "core/clock.h"
 #include "core/status_block.h"
 #include "core/threads.h"
@@ -72,10 +72,8 @@ void serve_command_field() {
 }
 
 void report_rc_channels(std::uint32_t now, std::uint32_t& last_report) {
-    const std::int32_t elapsed = elapsed_ms(now, last_report);
-    // Below zero the clock was set back: waiting until it catches up could take days.
-    const bool due = elapsed > report_interval_ms || elapsed < 0;
-    if (load(config_record().rc_input_enabled) == 0 || !due)
+    if (load(config_record().rc_input_enabled) == 0 ||
+        !has_passed(now, last_report, report_interval_ms + 1))
         return;
     const StatusBlock& block = status_block();
     constexpr std::size_t record_size = 3 + 2 * FIELDRELAYBOX_RC_CHANNELS;

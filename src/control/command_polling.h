@@ -6,6 +6,9 @@
 
 namespace fieldrelaybox {
 
+// Starts the thread; called once by init_data_source.
+void start_command_polling();
+
 // Carries out the command in the command field, if there is one, and clears the field afterwards:
 // its first byte last, so that a writer that waits for an empty field does not lose anything.
 void serve_command_field();

@@ -1,14 +1,15 @@
 #include "control/control_server.h"
 
-#include "camera/camera_commands.h"
-#include "camera/remote_control.h"
-#include "control/app_clients.h"
+#include "apps/app_clients.h"
+#include "apps/messages.h"
+#include "camera/commands/camera_commands.h"
+#include "camera/commands/remote_control.h"
 #include "control/app_commands.h"
-#include "control/messages.h"
 #include "control/test_datagram.h"
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/threads.h"
+#include "media/relay.h"
 
 #include <algorithm>
 #include <array>
@@ -40,7 +41,6 @@ enum class ControlCode : std::uint8_t {
     json_command = '{',
 };
 
-std::atomic<bool> local_video{false};
 std::atomic<int> command_workers{0};
 
 void run_command(const std::string& text) {
@@ -142,7 +142,7 @@ void handle_control_message(Bytes payload, const Endpoint& sender) {
         remove_app(sender);
         break;
     case ControlCode::local_video:
-        local_video = !arguments.empty() && arguments[0] != 0;
+        set_local_video(!arguments.empty() && arguments[0] != 0);
         break;
     case ControlCode::remote_control:
         move_gimbal(arguments);
@@ -151,10 +151,6 @@ void handle_control_message(Bytes payload, const Endpoint& sender) {
         start_command(payload);
         break;
     }
-}
-
-bool local_video_enabled() {
-    return local_video.load(std::memory_order_relaxed);
 }
 
 } // namespace fieldrelaybox

@@ -21,7 +21,4 @@ void handle_control_message(Bytes payload, const Endpoint& sender);
 // One datagram as it arrived on port 4242.
 void handle_app_datagram(Bytes datagram, const sockaddr_in& sender);
 
-// True while control code 2 has switched the local video output on.
-bool local_video_enabled();
-
 } // namespace fieldrelaybox

@@ -1,7 +1,7 @@
 #include "control/hdmi_mode.h"
 
 #include "config/hdmi_modes.h"
-#include "control/settings_commands.h"
+#include "config/settings_commands.h"
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/shell.h"

@@ -2,7 +2,7 @@
 // configuration file; the boot default is kept by a script.
 #pragma once
 
-#include "control/app_request.h"
+#include "apps/app_request.h"
 
 namespace fieldrelaybox {
 

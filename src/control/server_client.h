@@ -1,31 +1,9 @@
-// The link to the remote relay server, which carries the app protocol from afar.
+// The receiving half of the link to the remote relay server.
 #pragma once
-
-#include "core/bytes.h"
-#include "core/sockets.h"
-
-#include <sys/types.h>
 
 namespace fieldrelaybox {
 
 // Opens the server socket and starts its receive thread.
 void init_server_client();
-
-// Authenticates or keeps the session alive; called on every supervisor pass. Nothing while the
-// server connection is off.
-void server_keepalive();
-
-// Sends header and payload as one datagram to the server. Returns the result of the send, or -1
-// without sending when host or port cannot be sent to. Never waits: what the system cannot queue
-// now is lost, as it may be on its way.
-ssize_t send_through_server(Bytes header, Bytes payload);
-
-// True when an app with this address text and port is in truth the server.
-bool is_server_endpoint(const Endpoint& app);
-
-// To be called before and after server settings change. In between nothing is sent to the server,
-// so that what was set for one never goes to another; afterwards the address is made anew.
-void server_settings_changing();
-void server_settings_changed();
 
 } // namespace fieldrelaybox

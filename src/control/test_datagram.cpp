@@ -1,6 +1,6 @@
 #include "control/test_datagram.h"
 
-#include "camera/camera_link.h"
+#include "camera/link/camera_link.h"
 #include "core/log.h"
 
 #include <algorithm>

@@ -1,11 +1,12 @@
 #include "control/update_parameters.h"
 
+#include "apps/app_clients.h"
+#include "apps/server_link.h"
 #include "config/channel_functions.h"
-#include "config/config_file.h"
+#include "config/config_saving.h"
 #include "config/interface_codes.h"
+#include "config/settings_commands.h"
 #include "control/hdmi_mode.h"
-#include "control/server_client.h"
-#include "control/settings_commands.h"
 #include "core/log.h"
 #include "core/status_block.h"
 #include "core/text.h"
@@ -47,6 +48,11 @@ void apply_channel_map() {
 void log_resolution() {
     log_line("set video resolution %dx%d", load(config_record().video_width),
              load(config_record().video_height));
+}
+
+void apply_server_connection() {
+    server_settings_changed();
+    app_client_server_changed();
 }
 
 void apply_udp_clients() {
@@ -185,7 +191,7 @@ constexpr std::array table{
         .fields = {VALUE(1, text, server_host), VALUE(2, number, server_port),
                    VALUE(3, text, server_user), VALUE(4, text, server_pass),
                    VALUE(5, text, server_devid), VALUE(6, flag, server_enabled)},
-        .prepare = server_settings_changing, .follow_up = server_settings_changed},
+        .prepare = server_settings_changing, .follow_up = apply_server_connection},
     // clang-format on
 };
 

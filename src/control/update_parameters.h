@@ -2,8 +2,8 @@
 // mirrors and runs.
 #pragma once
 
+#include "apps/app_request.h"
 #include "config/record_fields.h"
-#include "control/app_request.h"
 
 #include <array>
 #include <cstdint>

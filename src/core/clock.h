@@ -15,6 +15,13 @@ constexpr std::int32_t elapsed_ms(std::uint32_t now, std::uint32_t then) {
     return static_cast<std::int32_t>(now - then);
 }
 
+// Whether at least milliseconds lie between then and now. So it is, too, when then is later than
+// now: the clock was set back, and waiting until it catches up could take days.
+constexpr bool has_passed(std::uint32_t now, std::uint32_t then, std::int32_t milliseconds) {
+    const std::int32_t elapsed = elapsed_ms(now, then);
+    return elapsed < 0 || elapsed >= milliseconds;
+}
+
 // Whole seconds of the real-time clock.
 std::int64_t seconds_clock();
 

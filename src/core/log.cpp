@@ -109,8 +109,7 @@ void print_line(const char* format, ...) {
 
 bool may_log(LogLimit& limit, std::uint32_t now) {
     const std::uint32_t last = limit.last_ms.load(std::memory_order_relaxed);
-    const std::int32_t elapsed = elapsed_ms(now, last); // negative after the clock was set back
-    if (limit.used.exchange(true, std::memory_order_relaxed) && elapsed >= 0 && elapsed < 1000)
+    if (limit.used.exchange(true, std::memory_order_relaxed) && !has_passed(now, last, 1000))
         return false;
     limit.last_ms.store(now, std::memory_order_relaxed);
     return true;

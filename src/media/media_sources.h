@@ -1,4 +1,4 @@
-// The threads that receive media datagrams and hand them to the relay, and the camera data source.
+// The threads that receive media datagrams and hand them to the relay.
 #pragma once
 
 #include "core/bytes.h"
@@ -15,10 +15,6 @@ inline constexpr std::uint16_t transcoded_video_port = 3001;
 void init_transcode();
 void init_audio_source();
 void init_video_source();
-
-// The camera data link: opens the camera socket and starts the telemetry receiver, the command
-// polling and the camera control loop.
-void init_data_source();
 
 // One video datagram as it arrived: notes that video is there and relays it.
 void handle_video_datagram(Bytes datagram, std::uint32_t now);

@@ -1,14 +1,15 @@
 #include "media/relay.h"
 
+#include "apps/app_clients.h"
+#include "apps/messages.h"
 #include "config/config_record.h"
-#include "control/app_clients.h"
-#include "control/messages.h"
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/sockets.h"
 #include "media/udp_clients.h"
 
 #include <array>
+#include <atomic>
 #include <sys/socket.h>
 
 namespace fieldrelaybox {
@@ -46,6 +47,8 @@ std::array<EncoderOutput, 4> video_outputs{{{&ConfigRecord::rtmp_enabled, {3002}
 std::array<EncoderOutput, 3> audio_outputs{{{&ConfigRecord::rtmp_enabled, {4002}},
                                             {&ConfigRecord::mpegts_enabled, {4003}},
                                             {&ConfigRecord::tcp_enabled, {4004}}}};
+
+std::atomic<bool> local_video{false};
 
 int udp_video_socket = -1;
 int udp_audio_socket = -1;
@@ -121,8 +124,13 @@ void relay_audio(Bytes datagram) {
     send_to_encoders(datagram, audio_outputs);
 }
 
+void set_local_video(bool on) {
+    local_video.store(on, std::memory_order_relaxed);
+}
+
 void send_to_local_player(Bytes datagram) {
-    send_to(player_output, datagram);
+    if (local_video.load(std::memory_order_relaxed))
+        send_to(player_output, datagram);
 }
 
 } // namespace fieldrelaybox

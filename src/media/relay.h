@@ -19,7 +19,10 @@ void relay_transcoded_video(Bytes datagram);
 // One audio datagram to the apps, the UDP clients and the enabled encoders.
 void relay_audio(Bytes datagram);
 
-// One video datagram to the local player.
+// Whether the local player gets the camera's video, too; off at start, switched by an app.
+void set_local_video(bool on);
+
+// One video datagram to the local player while that is switched on.
 void send_to_local_player(Bytes datagram);
 
 } // namespace fieldrelaybox

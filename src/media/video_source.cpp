@@ -1,11 +1,10 @@
 #include "media/media_sources.h"
 
+#include "apps/link_state_record.h"
 #include "config/config_record.h"
-#include "control/control_server.h"
-#include "control/link_state_record.h"
 #include "core/clock.h"
+#include "core/ip_forwarding.h"
 #include "core/log.h"
-#include "core/shell.h"
 #include "core/status_block.h"
 #include "core/text.h"
 #include "media/media_receiver.h"
@@ -35,14 +34,14 @@ void connect_video() {
     log_line("video connected");
     publish_connected(true);
     connected.store(true, std::memory_order_release);
-    run_shell_command("echo 0 > /proc/sys/net/ipv4/ip_forward");
+    set_ip_forwarding(false);
 }
 
 // The flag last: video that comes back meanwhile connects after all this, not in the middle of it.
 void disconnect_video() {
     log_line("video disconnected");
     publish_connected(false);
-    run_shell_command("echo 1 > /proc/sys/net/ipv4/ip_forward");
+    set_ip_forwarding(true);
     connected.store(false, std::memory_order_release);
 }
 
@@ -67,8 +66,7 @@ void handle_video_datagram(Bytes datagram, std::uint32_t now) {
     if (!connected.load(std::memory_order_acquire))
         connect_video();
     relay_video(datagram);
-    if (local_video_enabled())
-        send_to_local_player(datagram);
+    send_to_local_player(datagram);
 }
 
 void video_watchdog(std::uint32_t now) {

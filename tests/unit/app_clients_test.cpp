@@ -1,5 +1,5 @@
 // The table of registered apps and the list of raw-UDP clients.
-#include "control/app_clients.h"
+#include "apps/app_clients.h"
 #include "core/status_block.h"
 #include "media/udp_clients.h"
 #include "unit/test_data.h"

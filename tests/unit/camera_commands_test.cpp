@@ -1,15 +1,16 @@
 // What the command data cannot show: commands of several threads at once, hostile texts, and values
 // that no command gives the builders.
-#include "camera/camera_command_request.h"
-#include "camera/camera_commands.h"
-#include "camera/camera_state.h"
-#include "camera/exposure.h"
-#include "camera/focus.h"
-#include "camera/gimbal.h"
-#include "camera/image_settings.h"
-#include "camera/shooting.h"
-#include "camera/stored_frame.h"
-#include "camera/zoom.h"
+#include "camera/builders/exposure.h"
+#include "camera/builders/focus.h"
+#include "camera/builders/gimbal.h"
+#include "camera/builders/image_settings.h"
+#include "camera/builders/sequence_turn.h"
+#include "camera/builders/shooting.h"
+#include "camera/builders/zoom.h"
+#include "camera/commands/camera_command_request.h"
+#include "camera/commands/camera_commands.h"
+#include "camera/link/stored_frame.h"
+#include "camera/state/camera_state.h"
 #include "config/config_record.h"
 #include "unit/camera_receiver.h"
 
@@ -173,7 +174,7 @@ TEST_F(CameraCommands, EndlessNumbersStayDefined) {
 // Command ids and payloads.
 TEST_F(CameraCommands, SendWhatNoCommandAsksFor) {
     camera_state().focus_range = 255;
-    set_manual_focus(67.0); // the control loop's are cut, the app's are rounded
+    set_manual_focus(67.0); // the RC loop's are cut, the app's are rounded
     set_video_resolution(640, 480, 15);
     set_video_resolution(1280, 720, 29);
     stop_shot();

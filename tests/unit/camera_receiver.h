@@ -1,8 +1,8 @@
 // A camera that is connected: every frame that the camera room sends to it, checked.
 #pragma once
 
-#include "camera/camera_link.h"
-#include "camera/frame.h"
+#include "camera/link/camera_link.h"
+#include "camera/link/frame.h"
 #include "unit/test_data.h"
 
 #include <optional>

@@ -1,5 +1,5 @@
 // The pages that owners and writers of apps and sibling programs go by leave nothing out.
-#include "camera/camera_command_request.h"
+#include "camera/commands/camera_command_request.h"
 #include "config/config_report.h"
 #include "config/settings.h"
 #include "control/update_parameters.h"

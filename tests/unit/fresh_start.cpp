@@ -1,11 +1,11 @@
 // Before every test, the records of a process that has just begun, whatever ran before; and the
 // settings are saved to a temporary directory instead of the boot partition.
-#include "camera/camera_link.h"
-#include "camera/camera_state.h"
-#include "config/config_file.h"
+#include "apps/app_clients.h"
+#include "apps/messages.h"
+#include "camera/link/camera_link.h"
+#include "camera/state/camera_state.h"
 #include "config/config_record.h"
-#include "control/app_clients.h"
-#include "control/messages.h"
+#include "config/config_saving.h"
 #include "core/status_block.h"
 #include "media/udp_clients.h"
 #include "unit/shell_recorder.h"

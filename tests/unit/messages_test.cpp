@@ -1,7 +1,7 @@
 // Messages to the apps: their bytes, who gets which, and threads that post at the same time.
+#include "apps/app_clients.h"
+#include "apps/messages.h"
 #include "config/config_record.h"
-#include "control/app_clients.h"
-#include "control/messages.h"
 #include "core/shared_access.h"
 #include "unit/test_data.h"
 

@@ -1,8 +1,9 @@
 // The Wi-Fi helpers and the link to the relay server.
+#include "apps/app_clients.h"
+#include "apps/messages.h"
+#include "apps/server_link.h"
 #include "config/config_record.h"
-#include "control/app_clients.h"
 #include "control/app_commands.h"
-#include "control/messages.h"
 #include "control/server_client.h"
 #include "control/wifi.h"
 #include "core/text.h"
@@ -202,6 +203,7 @@ TEST_F(ServerLink, authenticates_stays_alive_and_relays) {
     // before comes too late. The registration behind it shows that it has been read.
     store<std::int32_t>(config_record().server_port, 1);
     server_settings_changed();
+    app_client_server_changed();
     EXPECT_FALSE(app_client_targets().entries[0].is_server);
     clear_app_clients();
     answer(R"({"cmd":"authok","id":"18"})");

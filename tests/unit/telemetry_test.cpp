@@ -1,12 +1,12 @@
 // What the camera sends: decoding against bytes written down independently of the code, what is
 // posted to the apps, and the link.
-#include "camera/camera_link.h"
-#include "camera/camera_state.h"
-#include "camera/data_watchdog.h"
-#include "camera/telemetry_receiver.h"
+#include "apps/app_clients.h"
+#include "apps/messages.h"
+#include "camera/link/camera_link.h"
+#include "camera/state/camera_state.h"
+#include "camera/state/data_watchdog.h"
+#include "camera/state/telemetry_receiver.h"
 #include "config/config_record.h"
-#include "control/app_clients.h"
-#include "control/messages.h"
 #include "core/status_block.h"
 #include "unit/shell_recorder.h"
 #include "unit/test_data.h"

@@ -1,0 +1,108 @@
+#include "apps/messages.h"
+
+#include "apps/app_clients.h"
+#include "apps/server_link.h"
+#include "config/config_record.h"
+#include "core/shared_access.h"
+
+#include <atomic>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+namespace fieldrelaybox {
+
+namespace {
+
+std::atomic<int> message_socket{-1};
+std::atomic<std::uint32_t> next_sequence{0}; // shared by all kinds
+
+// Above 0 while video or audio is being sent: status messages are then dropped, not queued.
+std::atomic<int> media_sends{0};
+
+using MessageHeader = std::array<std::uint8_t, message_header_size>;
+
+MessageHeader make_header(MessageKind kind) {
+    MessageHeader header{};
+    header[0] = 'B';
+    header[1] = static_cast<std::uint8_t>(kind);
+    put_u32le(&header[4], next_sequence.fetch_add(1, std::memory_order_relaxed));
+    put_u16le(&header[8],
+              static_cast<std::uint16_t>(load(config_record().server_client_id) & 0xFFFF));
+    return header;
+}
+
+// One system call for all recipients. It stops at one that cannot be reached; the next call starts
+// with that one, fails at once, and it is skipped.
+void send_all(std::array<mmsghdr, app_client_capacity>& messages, unsigned count) {
+    const int socket = message_socket.load(std::memory_order_relaxed);
+    unsigned done = 0;
+    while (done < count) {
+        const int sent = sendmmsg(socket, &messages[done], count - done, 0);
+        done += sent > 0 ? static_cast<unsigned>(sent) : 1;
+    }
+}
+
+void send_message(Bytes payload, MessageKind kind) {
+    const MessageHeader header = make_header(kind);
+    const AppClientTargets& targets = app_client_targets();
+    std::array<iovec, 2> parts{{{const_cast<std::uint8_t*>(header.data()), header.size()},
+                                {const_cast<std::uint8_t*>(payload.data()), payload.size()}}};
+    std::array<mmsghdr, app_client_capacity> messages{};
+    unsigned count = 0;
+    bool to_server = false;
+    for (std::size_t i = 0; i < targets.count; ++i) {
+        const AppClientTarget& target = targets.entries[i];
+        if (target.data_only && kind != MessageKind::status)
+            continue;
+        to_server = to_server || target.is_server;
+        if (target.is_server)
+            continue;
+        msghdr& message = messages[count++].msg_hdr;
+        message.msg_name = const_cast<sockaddr_in*>(&target.address);
+        message.msg_namelen = sizeof target.address;
+        message.msg_iov = parts.data();
+        message.msg_iovlen = parts.size();
+    }
+    send_all(messages, count);
+    if (to_server && load(config_record().server_client_id) != 0)
+        send_through_server(header, payload);
+}
+
+} // namespace
+
+void set_message_socket(int socket) {
+    message_socket.store(socket, std::memory_order_relaxed);
+}
+
+void post_message(Bytes payload, MessageKind kind) {
+    if (kind == MessageKind::status) {
+        if (media_sends.load(std::memory_order_relaxed) == 0)
+            send_message(payload, kind);
+        return;
+    }
+    media_sends.fetch_add(1, std::memory_order_relaxed);
+    send_message(payload, kind);
+    media_sends.fetch_sub(1, std::memory_order_relaxed);
+}
+
+void post_status_bytes(std::uint8_t code, const std::array<std::uint8_t, 6>& bytes) {
+    std::array<std::uint8_t, 7> record{code};
+    std::copy(bytes.begin(), bytes.end(), record.begin() + 1);
+    post_message(record, MessageKind::status);
+}
+
+void post_status_words(std::uint8_t code, std::int16_t first, std::int16_t second,
+                       std::int16_t third) {
+    std::array<std::uint8_t, 7> record{code};
+    put_i16le(&record[1], first);
+    put_i16le(&record[3], second);
+    put_i16le(&record[5], third);
+    post_message(record, MessageKind::status);
+}
+
+void send_to_app(Bytes bytes, const sockaddr_in& app) {
+    sendto(message_socket.load(std::memory_order_relaxed), bytes.data(), bytes.size(), 0,
+           reinterpret_cast<const sockaddr*>(&app), sizeof app);
+}
+
+} // namespace fieldrelaybox

@@ -1,0 +1,162 @@
+#include "camera/builders/gimbal.h"
+
+#include "camera/builders/button_frames.h"
+#include "camera/builders/sequence_turn.h"
+#include "camera/link/stored_frame.h"
+#include "camera/state/camera_state.h"
+#include "config/config_record.h"
+#include "core/clock.h"
+#include "core/numbers.h"
+
+#include <mutex>
+
+namespace fieldrelaybox {
+
+namespace {
+
+constexpr auto speed_frame =
+    make_frame_of(gimbal_command(0x0C), 0x00, 0x00, 0x00, 0x00, 0x80, 0x00, 0x90);
+constexpr auto angle_frame =
+    make_frame_of(gimbal_command(0x0A), 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x64, 0x00, 0xE0, 0x04);
+constexpr ButtonFrame reset_press_frame =
+    make_frame(button_command, ButtonPayload{0x00, 0x00, 0x00, 0x00, 0x0A});
+constexpr ButtonFrame reset_release_frame = make_frame(button_command, ButtonPayload{});
+
+static_assert(speed_frame.size() == 20 && speed_frame[3] == 0x6D);
+static_assert(angle_frame.size() == 23 && angle_frame[3] == 0x38);
+
+constexpr std::int64_t reset_pause_us = 100'000;
+
+// Looking at the hold flag and sending are one step: a stop must not be followed by the frame of a
+// move that was decided before it. Never held across a pause of a sequence.
+std::mutex gimbal_mutex;
+
+// False when the pair is the last one already.
+bool remember_gimbal_pair(GimbalPair pair) {
+    CameraBuilderState& state = camera_builder_state();
+    const bool changed = state.last_gimbal_pair.exchange(pair) != pair;
+    const bool first = !state.gimbal_pair_known.exchange(true);
+    return first || changed;
+}
+
+void stamp_gimbal_frame() {
+    camera_builder_state().last_gimbal_frame_ms = millisecond_clock();
+}
+
+bool send_speed(std::int64_t pan, std::int64_t tilt) {
+    auto frame = speed_frame;
+    put_u16le(frame.data() + frame_header_size, low_word(pan));
+    put_u16le(frame.data() + frame_header_size + 4, low_word(tilt));
+    const bool sent = send_stored_frame(frame);
+    if (sent)
+        stamp_gimbal_frame();
+    return sent;
+}
+
+void send_reversible_speed(std::int64_t pan, std::int64_t tilt) {
+    const bool pan_reversed = load(config_record().rc_input_inverse_pan) != 0;
+    const bool tilt_reversed = load(config_record().rc_input_inverse_tilt) != 0;
+    send_speed(pan_reversed ? -pan : pan, tilt_reversed ? -tilt : tilt);
+}
+
+void send_angle(int a, int b) {
+    auto frame = angle_frame;
+    put_u16le(frame.data() + frame_header_size, low_word(a));
+    put_u16le(frame.data() + frame_header_size + 4, low_word(b));
+    send_stored_frame(frame);
+}
+
+bool press_reset_button() {
+    return send_stored_frame(reset_press_frame) && send_stored_frame(reset_release_frame);
+}
+
+bool stop_unless_held() {
+    const std::lock_guard lock(gimbal_mutex);
+    return camera_builder_state().gimbal_hold || send_speed(0, 0);
+}
+
+// The caller holds gimbal_mutex.
+void announce_speed(GimbalPair pair) {
+    if (!remember_gimbal_pair(pair))
+        return;
+    CameraBuilderState& state = camera_builder_state();
+    if (pair != GimbalPair{})
+        state.gimbal_hold = false;
+    else if (!state.gimbal_hold.exchange(true))
+        send_speed(0, 0);
+}
+
+} // namespace
+
+void gimbal_speed(int pan, int tilt) {
+    const std::lock_guard lock(gimbal_mutex);
+    announce_speed({pan, tilt});
+}
+
+void gimbal_move(int pan, int tilt) {
+    const std::lock_guard lock(gimbal_mutex);
+    if (!camera_builder_state().gimbal_hold)
+        send_reversible_speed(pan, tilt);
+}
+
+void gimbal_carry_on_app_move() {
+    const std::lock_guard lock(gimbal_mutex);
+    const CameraBuilderState& state = camera_builder_state();
+    const GimbalPair pair = state.last_gimbal_pair;
+    if (state.app_gimbal_idle == 0 && !state.gimbal_hold && pair != GimbalPair{})
+        send_reversible_speed(pair.pan, pair.tilt);
+}
+
+void gimbal_speed_now(int pan, int tilt) {
+    const std::lock_guard lock(gimbal_mutex);
+    if (!remember_gimbal_pair({pan, tilt}))
+        return;
+    camera_builder_state().app_gimbal_idle = 1;
+    send_reversible_speed(pan, tilt);
+}
+
+void gimbal_set_angle(int a, int b) {
+    const std::lock_guard lock(gimbal_mutex);
+    camera_builder_state().app_gimbal_idle = 1;
+    camera_builder_state().gimbal_hold = true;
+    send_angle(a, b);
+    stamp_gimbal_frame(); // whether the frame was sent or not
+}
+
+// The RC loop is told first: a move that it still carried on would end the travel.
+void gimbal_set_app_position(int a, int b) {
+    const std::lock_guard lock(gimbal_mutex);
+    CameraBuilderState& state = camera_builder_state();
+    state.app_gimbal_idle = 1;
+    state.last_position_command_ms = millisecond_clock();
+    state.position_commanded = true;
+    send_angle(a, b);
+}
+
+void gimbal_move_for_app(int a, int b) {
+    // The app's tilt points the other way; the smallest number has no opposite and stays itself.
+    const GimbalPair pair{a, static_cast<int>(0U - static_cast<unsigned>(b))};
+    const bool moves = pair != GimbalPair{};
+    const std::lock_guard lock(gimbal_mutex);
+    CameraBuilderState& state = camera_builder_state();
+    // The same speed again would not end the hold that an angle began.
+    if (moves && state.gimbal_hold && state.last_gimbal_pair.load() == pair)
+        announce_speed({});
+    announce_speed(pair);
+    state.app_gimbal_idle = moves ? 0 : 1; // last: the RC loop sends the pair announced
+}
+
+void gimbal_reset(bool quick) {
+    if (quick) {
+        if (stop_unless_held())
+            send_stored_frame(periodic_b_frame);
+        return;
+    }
+    const std::lock_guard turn(sequence_turn());
+    if (!stop_unless_held() || !press_reset_button())
+        return;
+    sleep_us(reset_pause_us);
+    press_reset_button();
+}
+
+} // namespace fieldrelaybox

@@ -1,0 +1,43 @@
+#include "camera/commands/remote_control.h"
+
+#include "camera/builders/gimbal.h"
+#include "camera/builders/zoom.h"
+#include "camera/state/camera_state.h"
+
+namespace fieldrelaybox {
+
+namespace {
+
+enum : int { kind_angle = 0, kind_speed = 1, kind_zoom = 2 };
+enum : int { zoom_relative = -1, zoom_step = -2, zoom_direction = -3 };
+
+void control_zoom(int a, int b) {
+    switch (a) {
+    case zoom_relative:
+        return set_zoom_relative(b);
+    case zoom_step:
+        camera_builder_state().zoom_step = b;
+        return;
+    case zoom_direction:
+        return zoom_drive(b);
+    default:
+        return set_zoom(b);
+    }
+}
+
+} // namespace
+
+void remote_control(int kind, int a, int b) {
+    switch (kind) {
+    case kind_angle:
+        return gimbal_set_angle(a, b);
+    case kind_speed:
+        return gimbal_speed_now(a, b);
+    case kind_zoom:
+        return control_zoom(a, b);
+    default:
+        return;
+    }
+}
+
+} // namespace fieldrelaybox

@@ -1,0 +1,42 @@
+// The one socket to the camera: who the camera is, whether it is there, and sending frames to it.
+// Every sender of camera frames enters here; the telemetry receiver keeps the link state current.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <netinet/in.h>
+#include <span>
+
+namespace fieldrelaybox {
+
+inline constexpr std::uint16_t camera_port = 5001;
+
+// Process-wide, one instance.
+struct CameraLink {
+    int socket = -1; // set once by open_camera_link
+    std::atomic<bool> connected{false};
+    std::atomic<std::uint32_t> last_datagram_ms{0}; // meaningful only while connected
+    std::atomic<bool> clock_sync{true}; // the watchdog sets the camera's clock from the local clock
+};
+
+CameraLink& camera_link();
+
+// Opens the camera socket on port 5001; called once by init_data_source.
+void open_camera_link();
+
+// Whoever last sent to the camera socket; every frame goes there. Safe against concurrent senders.
+void set_camera_address(const sockaddr_in& address);
+
+inline bool camera_connected() {
+    return camera_link().connected.load(std::memory_order_acquire);
+}
+
+// Stamps the shared sequence number and the frame check into frame (at least 2 and fewer than 65536
+// bytes) and sends it, connected or not; then pauses 5 us. The result of the send is not looked at.
+void send_camera_frame(std::span<std::uint8_t> frame);
+
+// The same while the camera is connected; otherwise does nothing and takes no sequence number.
+// Returns whether the frame was sent.
+bool send_camera_frame_if_connected(std::span<std::uint8_t> frame);
+
+} // namespace fieldrelaybox

@@ -1,0 +1,103 @@
+// The two process-wide records of the camera room: what the camera last reported, and what the
+// command builders remember between commands. Every thread that drives the camera enters here.
+// Single values are atomic; there is no lock.
+//
+// What overlays see lives in the status block instead, even where builders read it: focus point,
+// AF-unlimited flag, manual-focus capability, work mode, timelapse interval and duration.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace fieldrelaybox {
+
+// Which shot the camera takes next; the shot table of shooting.cpp tells the pairs.
+struct alignas(2) ShotKind { // aligned to be one lock-free atomic
+    std::uint8_t mode = 0;   // 0..4
+    std::uint8_t type = 0;   // 0..4
+};
+
+// A kind that the shot table does not have; no frame is sent for it.
+inline constexpr ShotKind no_shot{0xFF, 0xFF};
+
+inline constexpr std::int32_t no_video_format = -1;
+
+// What the camera last reported. Zero until it has reported: neither in video nor in photo mode.
+struct CameraState {
+    // All are written by the telemetry receiver. When the link ends, the supervisor's thread clears
+    // video_mode, photo_mode and interval_shooting (clear_live_link_bytes).
+    std::atomic<bool> video_mode{false};         // read by record
+    std::atomic<bool> photo_mode{false};         // read by shot
+    std::atomic<ShotKind> shot_kind{};           // read by shot
+    std::atomic<bool> autofocus{false};          // read by set_focus_type and the RC loop
+    std::atomic<bool> interval_shooting{false};  // read by shot
+    std::atomic<std::uint8_t> assistant_bits{0}; // 1 MF, 2 AF assistant; read by their commands
+
+    // Largest manual-focus step, 0 while unknown. Read by the manual-focus builders and by the
+    // RC loop, which leaves the focus type alone without it.
+    std::atomic<std::int32_t> focus_range{0};
+
+    // Resolution code x 256 + rate code, or no_video_format; only a later change is news. Read
+    // by the telemetry receiver alone.
+    std::atomic<std::int32_t> video_format{no_video_format};
+};
+
+CameraState& camera_state();
+
+// Clears the status-block bytes that describe a live link and forgets what the camera was doing,
+// here and in the status block: mode, recording, shooting, battery. Its settings stay as last
+// reported. Called at start and when the link ends or finds another camera.
+void clear_live_link_bytes();
+
+inline constexpr std::int32_t no_zoom_level = -1;
+
+struct alignas(8) GimbalPair { // aligned to be one lock-free atomic
+    std::int32_t pan = 0;
+    std::int32_t tilt = 0;
+    friend bool operator==(const GimbalPair&, const GimbalPair&) = default;
+};
+
+// What the builders remember. "App commands" are the threads of handle_camera_command.
+struct CameraBuilderState {
+    // The last speed asked for, and whether there was one. Written by gimbal_speed,
+    // gimbal_move_for_app (app commands) and remote_control, read by the same and by the control
+    // loop, which carries the move on.
+    std::atomic<GimbalPair> last_gimbal_pair{};
+    std::atomic<bool> gimbal_pair_known{false};
+
+    // The gimbal stands where it was sent: gimbal_move and gimbal_reset send no speed. Set by
+    // gimbal_speed(0, 0), gimbal_move_for_app(0, 0) and gimbal_set_angle, cleared by the first two
+    // with another pair; read by these builders and by the RC loop.
+    std::atomic<bool> gimbal_hold{false};
+
+    // Millisecond clock of the last speed or angle frame; meaningful after the first. Written by
+    // the gimbal builders; nobody reads it yet.
+    std::atomic<std::uint32_t> last_gimbal_frame_ms{0};
+
+    // 0 while the app's relative move is in progress, 1 when the app leaves the gimbal alone.
+    // Written by app commands, by remote_control, whose live control ends such a move, and by the
+    // RC loop when it takes the gimbal over; read by the RC loop.
+    std::atomic<std::uint8_t> app_gimbal_idle{1};
+
+    // Millisecond clock of the app's last absolute position command, and whether there was one.
+    // Written by app commands (stamp first), read by the RC loop (flag first).
+    std::atomic<std::uint32_t> last_position_command_ms{0};
+    std::atomic<bool> position_commanded{false};
+
+    // 0..100, or no_zoom_level before the first. Written by set_zoom; read through
+    // current_zoom_level by app commands, remote_control and the RC loop.
+    std::atomic<std::int32_t> zoom_level{no_zoom_level};
+
+    // The direction of the last zoom_drive, as it was given: above 0 in, below 0 out, 0 stop.
+    // Written by it, on the threads of app commands, remote_control and the RC loop; nobody
+    // reads it yet.
+    std::atomic<std::int32_t> zoom_direction{0};
+
+    // Written by app commands and remote_control, read by the RC loop, which moves the zoom
+    // level by it; 0 stops.
+    std::atomic<std::int32_t> zoom_step{0};
+};
+
+CameraBuilderState& camera_builder_state();
+
+} // namespace fieldrelaybox

@@ -1,0 +1,38 @@
+#include "camera/state/data_watchdog.h"
+
+#include "apps/link_state_record.h"
+#include "camera/link/camera_link.h"
+#include "camera/state/camera_state.h"
+#include "core/clock.h"
+#include "core/ip_forwarding.h"
+#include "core/log.h"
+#include "core/status_block.h"
+#include "core/text.h"
+
+namespace fieldrelaybox {
+
+namespace {
+
+constexpr std::int32_t silence_limit_ms = 3000;
+
+// The flag last: a camera that comes back meanwhile connects after all this, not in the middle of
+// it.
+void disconnect_camera() {
+    log_line("data disconnected");
+    clear_live_link_bytes();
+    set_ip_forwarding(true);
+    camera_link().connected = false;
+}
+
+} // namespace
+
+void data_watchdog(std::uint32_t now) {
+    if (camera_connected() && elapsed_ms(now, camera_link().last_datagram_ms.load(
+                                                  std::memory_order_relaxed)) > silence_limit_ms)
+        disconnect_camera();
+    const LinkState state = link_state(camera_connected());
+    copy_text(status_block().telemetry_status, link_status_text(MonitoredLink::data, state));
+    post_link_state(MonitoredLink::data, state);
+}
+
+} // namespace fieldrelaybox

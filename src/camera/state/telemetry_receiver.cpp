@@ -1,0 +1,157 @@
+#include "camera/state/telemetry_receiver.h"
+
+#include "camera/link/camera_link.h"
+#include "camera/link/frame.h"
+#include "camera/link/power.h"
+#include "camera/state/camera_state.h"
+#include "camera/state/camera_state_frames.h"
+#include "camera/state/gimbal_attitude.h"
+#include "config/config_record.h"
+#include "core/clock.h"
+#include "core/ip_forwarding.h"
+#include "core/log.h"
+#include "core/sockets.h"
+#include "core/status_block.h"
+#include "core/threads.h"
+
+#include <array>
+#include <atomic>
+#include <sys/socket.h>
+
+namespace fieldrelaybox {
+
+namespace {
+
+constexpr std::size_t datagram_capacity = 1500;
+constexpr std::size_t shortest_frame = 15;
+constexpr std::size_t longest_frame = 104;
+constexpr std::int64_t pause_after_failure_us = 500'000;
+constexpr std::int64_t pause_while_disabled_us = 1'000'000;
+
+std::atomic<bool> stop_requested{false};
+
+// Who the camera is; only the telemetry thread uses it.
+struct CameraSource {
+    Endpoint endpoint; // port 0 until the first contact
+    std::array<std::uint8_t, 16> link_scratch;
+};
+
+CameraSource source{};
+
+bool camera_is_ignored() {
+    const ConfigRecord& record = config_record();
+    return load(record.always_one) == 0 || load(record.camera_disabled) != 0;
+}
+
+// The camera's datagrams come from another port than before. The very first contact counts as that
+// too.
+void change_source() {
+    log_line("data disconnected");
+    clear_live_link_bytes();
+    store<std::uint8_t>(config_record().video_connected, 0);
+    camera_link().connected = false;
+    set_ip_forwarding(true);
+}
+
+void connect_camera(const Endpoint& sender, std::uint32_t now) {
+    StatusBlock& block = status_block();
+    // The time first, so that a watchdog pass in between cannot drop the link again.
+    camera_link().last_datagram_ms.store(now, std::memory_order_relaxed);
+    camera_link().connected.store(true, std::memory_order_release);
+    store<std::uint8_t>(block.link_byte_129, 0);
+    store<std::uint8_t>(block.link_byte_134, 1);
+    store<std::uint8_t>(block.link_byte_133, 1);
+    store<std::uint8_t>(config_record().video_connected, 1);
+    store(block.focus_point_x, 0.5);
+    store(block.focus_point_y, 0.5);
+    source = {sender, {}};
+    set_ip_forwarding(false);
+}
+
+// Frames that are not recognised by their length alone also name their command.
+bool is_command(Bytes frame, std::uint8_t set, std::uint8_t id) {
+    return frame[9] == set && frame[10] == id;
+}
+
+void decode_display_state(Bytes frame) {
+    if (frame[8] != 0 || !is_command(frame, 0x09, 0x52))
+        return;
+    // Payload byte 11 would be the first check byte of a 15-byte frame: the flag is frame byte 11.
+    store<std::uint8_t>(status_block().camera_flag_1882, frame[frame_header_size] == 1 ? 1 : 0);
+}
+
+void decode_restart_request(Bytes frame) {
+    constexpr std::uint8_t normal = 0x80;
+    constexpr std::uint8_t restart_wanted = 0x84;
+    if (frame[8] != 0)
+        return;
+    const std::uint8_t value = frame[12];
+    if (value == normal)
+        store<std::uint8_t>(status_block().camera_flag_1881, 0);
+    if (value == restart_wanted) {
+        store<std::uint8_t>(status_block().camera_flag_1881, 1);
+        send_power_word(PowerWord::restart);
+    }
+}
+
+void receive_step(std::span<std::uint8_t> buffer) {
+    sockaddr_in sender{};
+    const Bytes datagram = receive_from(camera_link().socket, buffer, sender);
+    if (datagram.empty()) {
+        if (sender.sin_family == AF_INET) // an empty one tells where the camera is, too
+            set_camera_address(sender);
+        sleep_us(pause_after_failure_us);
+        return;
+    }
+    if (camera_is_ignored()) {
+        set_camera_address(sender);
+        sleep_us(pause_while_disabled_us);
+        return;
+    }
+    handle_camera_datagram(datagram, sender, millisecond_clock());
+}
+
+} // namespace
+
+void start_telemetry_receiver() {
+    start_thread("telemetry", [] {
+        std::array<std::uint8_t, datagram_capacity> buffer{};
+        while (!stop_requested)
+            run_guarded("telemetry", [&] { receive_step(buffer); });
+    });
+}
+
+void handle_camera_datagram(Bytes datagram, const sockaddr_in& sender, std::uint32_t now) {
+    set_camera_address(sender);
+    if (source.endpoint.port != ntohs(sender.sin_port))
+        change_source();
+    if (!camera_connected())
+        connect_camera(endpoint_of(sender), now);
+    camera_link().last_datagram_ms.store(now, std::memory_order_relaxed);
+    decode_camera_frame(datagram, now);
+}
+
+void decode_camera_frame(Bytes frame, std::uint32_t now) {
+    if (frame.size() < shortest_frame || frame.size() > longest_frame || frame[1] != frame.size())
+        return;
+    switch (frame.size()) {
+    case 15:
+        decode_display_state(frame);
+        break;
+    case 18:
+        decode_restart_request(frame);
+        break;
+    case 22:
+        store(status_block().camera_value_1648, get_u32le(&frame[12]));
+        break;
+    case 25:
+        if (is_command(frame, 0x04, 0x05))
+            decode_gimbal_attitude(frame);
+        break;
+    default:
+        decode_camera_state_frame(frame, now);
+        break;
+    }
+}
+
+} // namespace fieldrelaybox

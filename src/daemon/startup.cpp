@@ -1,0 +1,81 @@
+#include "daemon/startup.h"
+
+#include "config/config_record.h"
+#include "control/control_server.h"
+#include "control/server_client.h"
+#include "core/log.h"
+#include "core/shell.h"
+#include "core/status_block.h"
+#include "core/text.h"
+#include "daemon/data_source.h"
+#include "daemon/supervisor.h"
+#include "media/media_sources.h"
+#include "media/relay.h"
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+
+namespace fieldrelaybox {
+
+namespace {
+
+std::string version_text(const char* prefix) {
+    std::array<char, sizeof ConfigRecord::version> text{};
+    std::snprintf(text.data(), text.size(), "%s%d.%d.%d", prefix, daemon_version.major,
+                  daemon_version.minor, daemon_version.patch);
+    return text.data();
+}
+
+void stamp_identity() {
+    StatusBlock& block = status_block();
+    block = StatusBlock{}; // every byte of it has a name
+    store<std::uint8_t>(block.daemon_started, 1);
+    copy_text(block.product_name, "Fieldrelaybox");
+    copy_text(block.version_text, version_text("v."));
+}
+
+// The overlays read these without opening the settings; the HUD starts switched off.
+void copy_overlay_options() {
+    const ConfigRecord& record = config_record();
+    StatusBlock& block = status_block();
+    store(block.osd_enabled, load(record.osd_enabled));
+    store<std::uint8_t>(block.hud_enabled, 0);
+    store(block.internal_camera_enabled, load(record.internal_camera_enabled));
+    store(block.internal_camera_fullscreen, load(record.internal_camera_fullscreen));
+    store(block.focus_assistant_enabled, load(record.focus_assistant_enabled));
+}
+
+void start_services() {
+    init_video_bridge(); // the outputs, before anything can be received
+    init_transcode();
+    init_audio_source();
+    init_video_source();
+    init_data_source();
+    init_device_discovery(); // the app port opens when everything it commands is there
+    init_server_client();
+}
+
+} // namespace
+
+int run_daemon() {
+    std::signal(SIGPIPE, SIG_IGN); // a log reader that goes away must not end the daemon
+    std::signal(SIGCHLD, SIG_DFL); // inherited as ignored, it would hide what commands return
+    if (!open_status_block())
+        return 1;
+    stamp_identity();
+    print_line("\033[1;37mFieldrelaybox %s\033[0m", version_text("v.").c_str());
+    if (!init_config_record())
+        return 1;
+    Supervisor supervisor{.pass_count = 0, .mirror = open_config_mirror()};
+    if (supervisor.mirror == nullptr)
+        return 1;
+    copy_overlay_options();
+    store_text(config_record().version, version_text(""));
+    start_services();
+    // Field cameras stutter when the processor clock changes under load.
+    run_shell_command("echo performance > /sys/devices/system/cpu/cpu0/cpufreq/scaling_governor");
+    run_supervisor(supervisor);
+}
+
+} // namespace fieldrelaybox

@@ -1,5 +1,0 @@
-#include "core/startup.h"
-
-int main() {
-    return fieldrelaybox::run_daemon();
-}

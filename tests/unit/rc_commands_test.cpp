@@ -1,0 +1,166 @@
+// What the RC loop reads, and what becomes of its commands.
+#include "camera/builders/gimbal.h"
+#include "camera/builders/sequence_turn.h"
+#include "camera/link/stored_frame.h"
+#include "config/config_record.h"
+#include "core/status_block.h"
+#include "rc/rc_jobs.h"
+#include "rc/rc_loop.h"
+#include "unit/camera_receiver.h"
+#include "unit/shell_recorder.h"
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <limits>
+#include <mutex>
+#include <thread>
+
+namespace fieldrelaybox {
+namespace {
+
+using Action = RcAction;
+
+std::ptrdiff_t thread_count() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+struct RcCommandsTest : testing::Test {
+    // A sanitizer starts a thread of its own with the first one.
+    RcCommandsTest() {
+        std::thread([] {}).join();
+        threads_before = thread_count();
+    }
+
+    // The threads that the commands started may still be at the camera's socket.
+    void TearDown() override {
+        EXPECT_TRUE(test_data::await([this] { return thread_count() == threads_before; }));
+    }
+
+    std::ptrdiff_t threads_before = 0;
+    CameraReceiver camera;
+};
+
+// Command ids and payloads of one frame per action; the builders have tests of their own.
+TEST_F(RcCommandsTest, every_action_reaches_its_builder) {
+    CameraBuilderState& builders = camera_builder_state();
+    builders.app_gimbal_idle = 0;
+    camera_state().focus_range = 1000;
+    camera_state().autofocus = camera_state().photo_mode = true;
+    perform_rc_commands({{Action::gimbal_speed, 1000, -1000},
+                         {Action::gimbal_move, 1000, -1000},
+                         {Action::end_app_move},
+                         {Action::roll, -10},
+                         {Action::record, 0},
+                         {Action::shot},
+                         {Action::menu_active, 1},
+                         {Action::exposure_mode, 3},
+                         {Action::ev, 18},
+                         {Action::iso, 7},
+                         {Action::shutter, 56},
+                         {Action::aperture, 2},
+                         {Action::zoom_drive, -1},
+                         {Action::zoom_level, 40},
+                         {Action::zoom_relative, 2},
+                         {Action::zoom_step, -5},
+                         {Action::manual_focus, 505},
+                         {Action::focus_point, 250, 750}});
+    std::string sent;
+    std::string last;
+    for (const auto& frame : camera.take_frames()) {
+        const Bytes command(&frame[10], frame.size() - 12);
+        if (const std::string text = test_data::to_hex(command) + " "; text != last)
+            sent += last = text;
+    }
+    EXPECT_EQ(sent, "0ce803000018fc90 07f6 0104000000009100000095 0100000000009100000091 "
+                    "01300000000091000100a0 0100000000009100000091 1e0400 2e19 2a09 2801409f00 "
+                    "261801 b801480000 340900008c00 340900008e00 2400 95f901 300000803e0000403f ");
+    EXPECT_EQ(builders.app_gimbal_idle, 1);
+    EXPECT_EQ(builders.zoom_step, -5);
+    EXPECT_EQ(status_block().rc_menu_active, 1);
+}
+
+// Holds the threads that run shell commands until it is opened.
+std::atomic<bool> shell_open{false};
+
+TEST_F(RcCommandsTest, settings_are_flipped_and_saved_without_holding_the_loop) {
+    ConfigRecord& record = config_record();
+    StatusBlock& block = status_block();
+    record.osd_enabled = block.osd_enabled = 1;
+    const RcCommand osd{Action::flip_setting, static_cast<int>(FlippedSetting::osd)};
+    const RcCommand internal{Action::flip_setting,
+                             static_cast<int>(FlippedSetting::internal_camera)};
+    shell_recorder::on_command = [](const std::string&) { // the first save hangs in its mount
+        while (!shell_open)
+            std::this_thread::yield();
+    };
+    shell_open = false;
+    perform_rc_commands({osd});
+    while (load(block.osd_enabled) != 0)
+        std::this_thread::yield();
+    perform_rc_commands({internal, osd, osd, osd, internal, internal});
+    EXPECT_EQ(load(record.internal_camera_enabled), 0); // waits its turn
+    shell_open = true;
+    std::vector<std::string> commands;
+    EXPECT_TRUE(test_data::await([&commands] {
+        for (std::string& command : shell_recorder::take_commands())
+            commands.push_back(std::move(command));
+        return !commands.empty() && commands.back() == "killall -q raspivid";
+    }));
+    EXPECT_EQ(load(record.osd_enabled) + load(block.osd_enabled), 2);
+    EXPECT_EQ(load(record.internal_camera_enabled) + load(block.internal_camera_enabled), 2);
+    EXPECT_EQ(std::count(commands.begin(), commands.end(), "mount -o rw,remount /boot"), 2);
+}
+
+TEST_F(RcCommandsTest, gimbal_jobs_keep_their_order_and_are_bounded) {
+    camera_builder_state().gimbal_hold = true;
+    const RcCommand lock{Action::orientation, 1};
+    {
+        const std::lock_guard other_command(sequence_turn()); // recentring waits for it
+        perform_rc_commands({lock, {Action::recentre}, lock});
+        perform_rc_commands(std::vector(20, lock));
+    }
+    std::string order; // by the pressed button
+    EXPECT_TRUE(test_data::await([&] {
+        for (const auto& frame : camera.take_frames())
+            order += frame[15] == 0x0A ? 'c' : frame[15] == 0x02 ? 'l' : '-';
+        return order.size() >= 5 + waiting_job_capacity - 2;
+    }));
+    EXPECT_EQ(order.substr(0, 6), "lc-c-l");
+    EXPECT_LE(std::count(order.begin(), order.end(), 'l'), 2 * waiting_job_capacity);
+}
+
+TEST_F(RcCommandsTest, app_focus_point_and_roll_speed_are_inputs) {
+    status_block().focus_point_x = 0.123;
+    status_block().focus_point_y = std::numeric_limits<double>::quiet_NaN();
+    config_record().roll_speed = 30;
+    gimbal_move_for_app(5, 6);
+    const RcInputs inputs = read_rc_inputs(77);
+    EXPECT_EQ(inputs.percents.roll, 30);
+    EXPECT_TRUE(inputs.camera_connected && inputs.app_moves && !inputs.app_registered);
+    EXPECT_EQ(inputs.last_gimbal_pair, (GimbalPair{5, -6}));
+    EXPECT_EQ(inputs.focus_x, 123);
+    EXPECT_EQ(inputs.focus_y, 0);
+    gimbal_move_for_app(0, 0);
+    EXPECT_FALSE(read_rc_inputs(78).app_moves);
+}
+
+TEST_F(RcCommandsTest, channels_without_a_map_do_nothing) {
+    std::ranges::fill(status_block().rc_channels, std::uint16_t{2000});
+    RcInputs inputs = read_rc_inputs(1);
+    inputs.rc_enabled = inputs.camera_connected = true;
+    inputs.rc_receiver_state = 6;
+    inputs.percents = {100, 100, 100};
+    RcState state;
+    std::vector<RcCommand> commands;
+    rc_step(inputs, state, commands);
+    EXPECT_TRUE(commands.empty());
+    // One entry that is not 0 shows that a map was read: 0 is pan then.
+    status_block().channel_function[31] = 255;
+    inputs.functions = read_rc_inputs(2).functions;
+    rc_step(inputs, state, commands);
+    EXPECT_FALSE(commands.empty());
+}
+
+} // namespace
+} // namespace fieldrelaybox
