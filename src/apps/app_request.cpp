@@ -18,6 +18,7 @@ std::optional<AppRequest> parse_app_request(const char* text, std::size_t length
     AppRequest request{text_member(object.get(), "cmd"),
                        text_member(object.get(), "name"),
                        text_member(object.get(), "param"),
+                       text_member(object.get(), "value1"),
                        {text_member(object.get(), "value")}};
     for (std::size_t i = 1; i < request.values.size(); ++i)
         request.values[i] = text_member(object.get(), ("value" + std::to_string(i + 1)).c_str());

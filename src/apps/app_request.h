@@ -1,10 +1,11 @@
-// The JSON commands of the apps, taken apart once for all that answer them in this room.
+// The JSON commands of the apps, taken apart once for all that answer them.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 
 struct cJSON;
 
@@ -15,7 +16,14 @@ struct AppRequest {
     std::string command; // "cmd"
     std::string name;
     std::string param;
+    std::string value1;                 // of the camera's words, whose second value is values[1]
     std::array<std::string, 12> values; // "value", "value2" ... "value12"
+};
+
+// What a command word stands for.
+struct AppCommand {
+    std::string_view word; // "cmd"
+    void (*handle)(const AppRequest& request);
 };
 
 // The text of object's member called name, "" when it is missing or not a string.

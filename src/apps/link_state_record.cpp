@@ -5,12 +5,6 @@
 
 namespace fieldrelaybox {
 
-namespace {
-
-constexpr std::uint8_t link_state_code = 5;
-
-} // namespace
-
 LinkState link_state(bool connected) {
     if (load(config_record().camera_disabled) != 0)
         return LinkState::disabled;
@@ -31,7 +25,7 @@ std::string_view link_status_text(MonitoredLink link, LinkState state) {
 }
 
 void post_link_state(MonitoredLink link, LinkState state) {
-    post_status_bytes(link_state_code,
+    post_status_bytes(RecordCode::link_state,
                       {static_cast<std::uint8_t>(link), static_cast<std::uint8_t>(state)});
 }
 

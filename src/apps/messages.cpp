@@ -85,15 +85,15 @@ void post_message(Bytes payload, MessageKind kind) {
     media_sends.fetch_sub(1, std::memory_order_relaxed);
 }
 
-void post_status_bytes(std::uint8_t code, const std::array<std::uint8_t, 6>& bytes) {
-    std::array<std::uint8_t, 7> record{code};
+void post_status_bytes(RecordCode code, const std::array<std::uint8_t, 6>& bytes) {
+    std::array<std::uint8_t, 7> record{code_of(code)};
     std::copy(bytes.begin(), bytes.end(), record.begin() + 1);
     post_message(record, MessageKind::status);
 }
 
-void post_status_words(std::uint8_t code, std::int16_t first, std::int16_t second,
+void post_status_words(RecordCode code, std::int16_t first, std::int16_t second,
                        std::int16_t third) {
-    std::array<std::uint8_t, 7> record{code};
+    std::array<std::uint8_t, 7> record{code_of(code)};
     put_i16le(&record[1], first);
     put_i16le(&record[3], second);
     put_i16le(&record[5], third);

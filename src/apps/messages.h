@@ -1,6 +1,7 @@
 // Messages from the box to the registered apps: a 12-byte header and a payload, from port 4242.
 #pragma once
 
+#include "apps/record_codes.h"
 #include "core/bytes.h"
 #include "core/sockets.h"
 
@@ -22,10 +23,10 @@ void set_message_socket(int socket);
 void post_message(Bytes payload, MessageKind kind);
 
 // Posts the 7-byte status record code, bytes.
-void post_status_bytes(std::uint8_t code, const std::array<std::uint8_t, 6>& bytes);
+void post_status_bytes(RecordCode code, const std::array<std::uint8_t, 6>& bytes);
 
 // Posts the 7-byte status record code, then three 16-bit values.
-void post_status_words(std::uint8_t code, std::int16_t first, std::int16_t second,
+void post_status_words(RecordCode code, std::int16_t first, std::int16_t second,
                        std::int16_t third);
 
 // One datagram from port 4242, as it is.

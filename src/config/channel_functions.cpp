@@ -1,7 +1,9 @@
 #include "config/channel_functions.h"
 
+#include "core/enum_table.h"
 #include "core/shared_access.h"
 #include "core/status_block.h"
+#include "core/word_table.h"
 
 #include <algorithm>
 #include <array>
@@ -10,14 +12,37 @@ namespace fieldrelaybox {
 
 namespace {
 
-// In the order of ChannelFunction.
-constexpr std::array<std::string_view, 22> names{
-    "pan",           "tilt",      "record",  "record-shot", "menu",       "ev",
-    "zoom",          "focus",     "roll",    "focus-pan",   "focus-tilt", "digital-zoom",
-    "digital-zoom2", "iso",       "shutter", "aperture",    "videomode",  "custom-focus-assistant",
-    "center",        "intcamera", "osd",     "orient-lock"};
+struct FunctionName {
+    std::string_view word;
+    ChannelFunction function;
+};
 
-static_assert(names[static_cast<std::size_t>(ChannelFunction::orient_lock)] == "orient-lock");
+constexpr std::array<FunctionName, channel_function_count> names{{
+    {"pan", ChannelFunction::pan},
+    {"tilt", ChannelFunction::tilt},
+    {"roll", ChannelFunction::roll},
+    {"center", ChannelFunction::center},
+    {"orient-lock", ChannelFunction::orient_lock},
+    {"record", ChannelFunction::record},
+    {"record-shot", ChannelFunction::record_shot},
+    {"menu", ChannelFunction::menu},
+    {"videomode", ChannelFunction::video_mode},
+    {"ev", ChannelFunction::ev},
+    {"iso", ChannelFunction::iso},
+    {"shutter", ChannelFunction::shutter},
+    {"aperture", ChannelFunction::aperture},
+    {"zoom", ChannelFunction::zoom},
+    {"digital-zoom", ChannelFunction::digital_zoom},
+    {"digital-zoom2", ChannelFunction::digital_zoom2},
+    {"focus", ChannelFunction::focus},
+    {"focus-pan", ChannelFunction::focus_pan},
+    {"focus-tilt", ChannelFunction::focus_tilt},
+    {"custom-focus-assistant", ChannelFunction::custom_focus_assistant},
+    {"intcamera", ChannelFunction::internal_camera},
+    {"osd", ChannelFunction::osd},
+}};
+
+static_assert(has_unique_words(names) && names_each_once(names, &FunctionName::function));
 
 // Cuts the text up to the next comma from the front of list.
 std::string_view take_item(std::string_view& list) {
@@ -29,9 +54,8 @@ std::string_view take_item(std::string_view& list) {
 } // namespace
 
 ChannelFunction find_channel_function(std::string_view name) {
-    const auto* found = std::find(names.begin(), names.end(), name);
-    return found == names.end() ? ChannelFunction::none
-                                : static_cast<ChannelFunction>(found - names.begin());
+    const FunctionName* found = find_word(names, name);
+    return found == nullptr ? ChannelFunction::none : found->function;
 }
 
 void parse_channel_map(std::string_view map) {

@@ -1,6 +1,7 @@
 // What an RC channel can do, and the channel-function table of the status block.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -32,6 +33,9 @@ enum class ChannelFunction : std::uint8_t {
     orient_lock,
     none = 255,
 };
+
+inline constexpr auto channel_function_count =
+    static_cast<std::size_t>(ChannelFunction::orient_lock) + 1;
 
 // The function of that name in a channel map, exactly as written; none for any other name.
 ChannelFunction find_channel_function(std::string_view name);

@@ -1,7 +1,7 @@
 #include "control/app_commands.h"
 
-#include "apps/app_request.h"
 #include "apps/messages.h"
+#include "camera/commands/camera_commands.h"
 #include "config/config_record.h"
 #include "config/config_report.h"
 #include "config/config_saving.h"
@@ -11,8 +11,8 @@
 #include "core/log.h"
 #include "core/shell.h"
 #include "core/status_block.h"
+#include "core/word_table.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <string>
@@ -36,11 +36,6 @@ void report_configuration(const AppRequest& /*request*/) {
     ConfigRecord record{};
     copy_config_record(record);
     post_text(build_configuration_report(record, interface_list()));
-}
-
-void switch_camera(const AppRequest& request) {
-    if (request.param == "enable" || request.param == "disable")
-        set_camera_disabled(request.param == "disable");
 }
 
 void scan_wifi(const AppRequest& request) {
@@ -93,32 +88,65 @@ void control_rc_input(const AppRequest& request) {
         store<std::uint8_t>(status_block().show_channels, is_true(request.values[0]) ? 1 : 0);
 }
 
-struct AppCommand {
-    std::string_view word;
-    void (*handle)(const AppRequest& request);
-};
-
-constexpr std::array<AppCommand, 8> commands{{
+constexpr std::array<AppCommand, 41> commands{{
+    // of the box
     {"configrequest", report_configuration},
-    {"camera", switch_camera},
     {"wlan", scan_wifi},
     {"reboot", reboot_box},
     {"restart", restart_daemon},
     {"shutdown", shut_down_box},
     {"rc", control_rc_input},
     {"updateparam", update_parameter},
+    // of the camera and the gimbal
+    {"camera", handle_camera},
+    {"horizont", handle_horizont},
+    {"exposure", handle_exposure},
+    {"focus", handle_focus},
+    {"position", handle_position},
+    {"zoom", handle_zoom},
+    {"orientation", handle_orientation},
+    {"scenemode", handle_scene_mode},
+    {"pitch", handle_pitch_lock},
+    {"color", handle_color},
+    {"scene", handle_scene},
+    {"wb", handle_white_balance},
+    {"shot", handle_shot},
+    {"stopshot", handle_stop_shot},
+    {"shotmode", handle_shot_mode},
+    {"shottype", handle_shot_type},
+    {"record", handle_record},
+    {"hystogram", handle_histogram},
+    {"video_mode", handle_exposure_mode},
+    {"shutter", handle_shutter},
+    {"aperture", handle_aperture},
+    {"iso", handle_iso},
+    {"ev", handle_ev},
+    {"video_resolution", handle_video_resolution},
+    {"video_aspect", handle_video_aspect},
+    {"video_std", handle_video_standard},
+    {"antiflicker", handle_antiflicker},
+    {"calibratefocus", handle_calibrate_focus},
+    {"formatmicrosd", handle_format_card},
+    {"zoomadjustedsmoothtrack", handle_smoothtrack},
+    {"time", handle_time},
+    {"power", handle_power},
+    {"wifi", handle_wifi},
+    {"playback", handle_playback},
 }};
 
+static_assert(has_unique_words(commands));
+
 } // namespace
+
+std::span<const AppCommand> app_commands() {
+    return commands;
+}
 
 void dispatch_app_command(const char* text, std::size_t length) {
     const std::optional<AppRequest> request = parse_app_request(text, length);
     if (!request)
         return;
-    const auto* found =
-        std::find_if(commands.begin(), commands.end(),
-                     [&](const AppCommand& command) { return command.word == request->command; });
-    if (found != commands.end())
+    if (const AppCommand* found = find_word(commands, request->command))
         found->handle(*request);
 }
 

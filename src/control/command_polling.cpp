@@ -1,7 +1,6 @@
 #include "control/command_polling.h"
 
 #include "apps/messages.h"
-#include "camera/commands/camera_commands.h"
 #include "config/config_record.h"
 #include "control/app_commands.h"
 #include "core/clock.h"
@@ -19,7 +18,6 @@ namespace {
 
 constexpr std::int64_t polling_interval_us = 10'000;
 constexpr std::int32_t report_interval_ms = 300;
-constexpr std::uint8_t rc_channels_code = 15;
 
 using CommandText = std::array<char, FIELDRELAYBOX_COMMAND_CAPACITY + 1>;
 
@@ -64,10 +62,7 @@ void serve_command_field() {
         return;
     const std::size_t length = std::strlen(text.data());
     // A command that fails must not stay in the field, to fail for ever.
-    run_guarded("command field", [&] {
-        dispatch_app_command(text.data(), length);
-        handle_camera_command(text.data(), length);
-    });
+    run_guarded("command field", [&] { dispatch_app_command(text.data(), length); });
     clear_command_field();
 }
 
@@ -78,7 +73,7 @@ void report_rc_channels(std::uint32_t now, std::uint32_t& last_report) {
     const StatusBlock& block = status_block();
     constexpr std::size_t record_size = 3 + 2 * FIELDRELAYBOX_RC_CHANNELS;
     std::array<std::uint8_t, record_size> record{};
-    record[0] = rc_channels_code;
+    record[0] = code_of(RecordCode::rc_channels);
     record[1] = load(block.rc_receiver_state);
     record[2] = FIELDRELAYBOX_RC_CHANNELS;
     for (std::size_t i = 0; i < FIELDRELAYBOX_RC_CHANNELS; ++i)

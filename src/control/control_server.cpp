@@ -2,7 +2,6 @@
 
 #include "apps/app_clients.h"
 #include "apps/messages.h"
-#include "camera/commands/camera_commands.h"
 #include "camera/commands/remote_control.h"
 #include "control/app_commands.h"
 #include "control/test_datagram.h"
@@ -43,11 +42,6 @@ enum class ControlCode : std::uint8_t {
 
 std::atomic<int> command_workers{0};
 
-void run_command(const std::string& text) {
-    dispatch_app_command(text.c_str(), text.size());
-    handle_camera_command(text.c_str(), text.size());
-}
-
 // Each command is a private copy in a worker of its own; a flood of them is bounded.
 void start_command(Bytes payload) {
     static LogLimit cut_limit;
@@ -65,7 +59,9 @@ void start_command(Bytes payload) {
         return;
     }
     std::string text(characters, std::min(length, longest_command));
-    start_thread("command", [text = std::move(text), slot] { run_command(text); });
+    start_thread("command", [text = std::move(text), slot] {
+        dispatch_app_command(text.c_str(), text.size());
+    });
 }
 
 void register_app(Bytes arguments, const Endpoint& sender) {

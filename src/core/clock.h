@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 namespace fieldrelaybox {
 
@@ -21,6 +22,14 @@ constexpr bool has_passed(std::uint32_t now, std::uint32_t then, std::int32_t mi
     const std::int32_t elapsed = elapsed_ms(now, then);
     return elapsed < 0 || elapsed >= milliseconds;
 }
+
+// When something that must not happen too often last happened.
+struct Interval {
+    std::optional<std::uint32_t> last_ms;
+};
+
+// True at most once in that many milliseconds; a clock that was set back does not stop it.
+bool is_due(Interval& interval, std::uint32_t now, std::int32_t milliseconds);
 
 // Whole seconds of the real-time clock.
 std::int64_t seconds_clock();

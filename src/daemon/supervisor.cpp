@@ -24,10 +24,6 @@ constexpr std::int64_t pause_between_passes_us = 3'000'000;
 constexpr std::int32_t passes_between_probes = 10;
 constexpr int command_time_limit_ms = 2000;
 
-constexpr std::uint8_t box_state_code = 6;
-constexpr std::uint8_t wifi_link_code = 9;
-constexpr std::uint8_t version_code = 11;
-
 // A tool that hangs counts as one that failed.
 std::uint8_t succeeds(const char* command) {
     return run_shell_command(command, command_time_limit_ms) == 0 ? 1 : 0;
@@ -49,8 +45,8 @@ LinkStatus camera_wifi_status() {
 void post_wifi_status(const LinkStatus& status, const std::string& ssid) {
     constexpr std::size_t ssid_offset = 6;
     constexpr std::size_t longest_ssid = 19;
-    std::array<std::uint8_t, 27> record{wifi_link_code, status.quality, status.quality_max,
-                                        status.signal};
+    std::array<std::uint8_t, 27> record{code_of(RecordCode::wifi_link), status.quality,
+                                        status.quality_max, status.signal};
     put_u16le(&record[4], static_cast<std::uint16_t>(status.frequency & 0xFFFF));
     std::memcpy(&record[ssid_offset], ssid.data(), std::min(ssid.size(), longest_ssid));
     post_message(record, MessageKind::status);
@@ -77,13 +73,14 @@ std::uint8_t output_flags() {
 
 void post_box_state() {
     const StatusBlock& block = status_block();
-    post_status_bytes(box_state_code, {box_flags(), load(block.app_client_count), output_flags(),
-                                       load(config_record().focus_assistant_enabled),
-                                       load(block.rc_receiver_state), 0});
+    post_status_bytes(RecordCode::box_state,
+                      {box_flags(), load(block.app_client_count), output_flags(),
+                       load(config_record().focus_assistant_enabled), load(block.rc_receiver_state),
+                       0});
 }
 
 void post_version() {
-    post_status_bytes(version_code,
+    post_status_bytes(RecordCode::version,
                       {daemon_version.major, daemon_version.minor, daemon_version.patch});
 }
 

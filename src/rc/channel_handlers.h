@@ -2,7 +2,7 @@
 // when all channels have been looked at. The files of this room alone enter here.
 #pragma once
 
-#include "rc/rc_loop.h"
+#include "rc/rc_state.h"
 
 #include <algorithm>
 #include <optional>
@@ -44,9 +44,6 @@ double deflection(std::int32_t value);
 constexpr std::int32_t sign_of(double number) {
     return (number > 0 ? 1 : 0) - (number < 0 ? 1 : 0);
 }
-
-// True at most once per interval; a clock that was set back does not stop it.
-bool is_due(Interval& interval, std::uint32_t now, std::int32_t milliseconds);
 
 // What happens every 100 ms happens every fifth step, even if one comes a little early.
 inline constexpr std::int32_t repeat_ms = 95;

@@ -3,7 +3,7 @@
 // has work; its jobs run in the order they were given.
 #pragma once
 
-#include "rc/rc_loop.h"
+#include "rc/rc_state.h"
 
 #include <cstdint>
 

@@ -224,7 +224,7 @@ TEST_F(AppReplies, the_examples_of_the_documents_are_what_arrives) {
     expect_documented(registration);
     handle_app_datagram(from_hex(registration), other.address());
     EXPECT_EQ(other.take(), Lines{"42"});
-    post_status_bytes(11, {0, 20, 2});
+    post_status_bytes(RecordCode::version, {0, 20, 2});
     expect_documented(other.take().at(0).replace(8, 8, 8, '0')); // the first message is number 0
 
     add_app_client(endpoint_of(app_.address()), true, millisecond_clock());

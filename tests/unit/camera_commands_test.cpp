@@ -7,11 +7,10 @@
 #include "camera/builders/sequence_turn.h"
 #include "camera/builders/shooting.h"
 #include "camera/builders/zoom.h"
-#include "camera/commands/camera_command_request.h"
-#include "camera/commands/camera_commands.h"
 #include "camera/link/stored_frame.h"
 #include "camera/state/camera_state.h"
 #include "config/config_record.h"
+#include "control/app_commands.h"
 #include "unit/camera_receiver.h"
 
 #include <atomic>
@@ -22,7 +21,7 @@ namespace fieldrelaybox {
 namespace {
 
 void handle(const std::string& text) {
-    handle_camera_command(text.c_str(), text.size());
+    dispatch_app_command(text.c_str(), text.size());
 }
 
 struct CameraCommands : testing::Test {
@@ -50,8 +49,8 @@ TEST_F(CameraCommands, OtherCommandsDoNotWaitForASequence) {
     const std::lock_guard sequence(sequence_turn());
     set_iso(100);
     gimbal_reset(true);
-    stop_shot();
-    EXPECT_EQ(camera.take_frames().size(), 4U);
+    record(false);
+    EXPECT_EQ(camera.take_frames().size(), 5U);
 }
 
 // Would stand still for ever if the playback command waited or the turn were given out of order.
@@ -105,15 +104,12 @@ TEST_F(CameraCommands, OneSequenceNumberPerFrameOverAllSenders) {
             for (int i = 0; i < rounds; ++i)
                 handle(R"({"cmd":"focus","param":"point","value1":"0.5","value2":"0.5"})");
         });
-        const std::jthread shots([] {
-            for (int i = 0; i < rounds; ++i) {
-                camera_state().shot_kind = {static_cast<std::uint8_t>(i % 3), 0};
-                stop_shot();
+        const std::jthread zoom([] {
+            for (int i = 0; i < rounds; ++i)
                 zoom_drive(1);
-            }
         });
     }
-    EXPECT_EQ(camera.take_frames().size(), std::size_t{rounds} * (1 + 1 + 3 + 3));
+    EXPECT_EQ(camera.take_frames().size(), std::size_t{rounds} * (1 + 1 + 3 + 1));
 }
 
 // Two threads that set the same level at once are one change.
@@ -177,12 +173,10 @@ TEST_F(CameraCommands, SendWhatNoCommandAsksFor) {
     set_manual_focus(67.0); // the RC loop's are cut, the app's are rounded
     set_video_resolution(640, 480, 15);
     set_video_resolution(1280, 720, 29);
-    stop_shot();
     std::string sent;
     for (const auto& frame : camera.take_frames())
         sent += test_data::to_hex(Bytes(&frame[10], frame.size() - 12)) + ' ';
-    EXPECT_EQ(sent, "95aa00 180000000000 af0000 180400000000 af0400 "
-                    "0100000000009100000091 0100000000009100000091 ");
+    EXPECT_EQ(sent, "95aa00 180000000000 af0000 180400000000 af0400 ");
 }
 
 TEST_F(CameraCommands, KeepTheSequenceNumberOfWhatIsNotSent) {

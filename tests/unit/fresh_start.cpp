@@ -25,8 +25,7 @@ class FreshStart : public testing::EmptyTestEventListener {
         status_block() = StatusBlock{};
         std::construct_at(&camera_state());
         std::construct_at(&camera_builder_state());
-        camera_link().connected = false;
-        camera_link().socket = -1;
+        std::construct_at(&camera_link());
         set_message_socket(-1);
         clear_app_clients();
         parse_udp_clients("");

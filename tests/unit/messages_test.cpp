@@ -55,9 +55,9 @@ TEST_F(Messages, equal_the_expected_bytes_but_for_the_number_that_counts_on) {
     store<std::uint32_t>(config_record().server_client_id, 0);
     const std::string version =
         text(cJSON_GetArrayItem(member(data.get(), "messages"), 0), "message");
-    post_status_bytes(11, {0, 20, 2});
+    post_status_bytes(RecordCode::version, {0, 20, 2});
     EXPECT_EQ(app.take(), std::vector{with_sequence(version, ++sequence)});
-    post_status_words(0x0C, 0x0102, -2, -32768);
+    post_status_words(RecordCode::focus_position, 0x0102, -2, -32768);
     EXPECT_EQ(app.take().at(0).substr(2 * message_header_size), "0c0201feff0080");
 }
 
@@ -129,14 +129,14 @@ TEST_F(Messages, of_status_are_dropped_while_media_is_being_sent_and_go_out_agai
         std::thread media([&] { post_message(packet, kind); });
         while (stream.waiting_bytes() == 0)
             std::this_thread::yield();
-        post_status_bytes(11, {});
+        post_status_bytes(RecordCode::version, {});
         const ByteVector sent =
             stream.take(app_client_capacity * (message_header_size + packet.size()));
         media.join();
         EXPECT_EQ(stream.waiting_bytes(), 0);
         EXPECT_EQ(sent[1], static_cast<std::uint8_t>(kind));
 
-        post_status_bytes(11, {});
+        post_status_bytes(RecordCode::version, {});
         const ByteVector status = stream.take(app_client_capacity * (message_header_size + 7));
         EXPECT_EQ(status[1], 0);
         EXPECT_EQ(get_u32le(&status[sequence_offset]), get_u32le(&sent[sequence_offset]) + 1);

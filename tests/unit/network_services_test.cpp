@@ -186,7 +186,7 @@ TEST_F(ServerLink, authenticates_stays_alive_and_relays) {
     ASSERT_TRUE(await([] { return app_client_targets().count == 1; }));
     EXPECT_TRUE(app_client_targets().entries[0].is_server);
     post_message(Bytes{}, MessageKind::video);
-    post_status_bytes(11, {0, 20, 2});
+    post_status_bytes(RecordCode::version, {0, 20, 2});
     const std::string message = next_text();
     EXPECT_EQ(message.substr(8), std::string("\x11\0\0\0\x0B\0\x14\2\0\0\0", 11));
     expect_documented(to_hex(ByteVector(message.begin(), message.end())).replace(8, 8, 8, '0'));
@@ -195,7 +195,7 @@ TEST_F(ServerLink, authenticates_stays_alive_and_relays) {
     // pass asks for one.
     change_server(server_, "alice", "secret", "box-1");
     EXPECT_EQ(load(config_record().server_client_id), 0U);
-    post_status_bytes(11, {0, 20, 2});
+    post_status_bytes(RecordCode::version, {0, 20, 2});
     server_keepalive();
     EXPECT_EQ(next_text(), auth);
 

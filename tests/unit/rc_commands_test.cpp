@@ -4,8 +4,10 @@
 #include "camera/link/stored_frame.h"
 #include "config/config_record.h"
 #include "core/status_block.h"
+#include "rc/rc_commands.h"
 #include "rc/rc_jobs.h"
 #include "rc/rc_loop.h"
+#include "rc/rc_step.h"
 #include "unit/camera_receiver.h"
 #include "unit/shell_recorder.h"
 

@@ -1,6 +1,6 @@
 // The RC loop's step against tables of channel values, with a clock of its own.
 #include "core/clock.h"
-#include "rc/rc_loop.h"
+#include "rc/rc_step.h"
 
 #include <gtest/gtest.h>
 #include <string>

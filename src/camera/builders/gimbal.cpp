@@ -39,18 +39,11 @@ bool remember_gimbal_pair(GimbalPair pair) {
     return first || changed;
 }
 
-void stamp_gimbal_frame() {
-    camera_builder_state().last_gimbal_frame_ms = millisecond_clock();
-}
-
 bool send_speed(std::int64_t pan, std::int64_t tilt) {
     auto frame = speed_frame;
     put_u16le(frame.data() + frame_header_size, low_word(pan));
     put_u16le(frame.data() + frame_header_size + 4, low_word(tilt));
-    const bool sent = send_stored_frame(frame);
-    if (sent)
-        stamp_gimbal_frame();
-    return sent;
+    return send_stored_frame(frame);
 }
 
 void send_reversible_speed(std::int64_t pan, std::int64_t tilt) {
@@ -120,7 +113,6 @@ void gimbal_set_angle(int a, int b) {
     camera_builder_state().app_gimbal_idle = 1;
     camera_builder_state().gimbal_hold = true;
     send_angle(a, b);
-    stamp_gimbal_frame(); // whether the frame was sent or not
 }
 
 // The RC loop is told first: a move that it still carried on would end the travel.

@@ -3,14 +3,12 @@
 #include "camera/builders/button_frames.h"
 #include "camera/link/stored_frame.h"
 #include "camera/state/camera_state.h"
+#include "camera/state/shot_kinds.h"
 #include "core/log.h"
 #include "core/numbers.h"
 
 #include <algorithm>
 #include <array>
-#include <cstddef>
-#include <initializer_list>
-#include <span>
 
 namespace fieldrelaybox {
 
@@ -19,68 +17,56 @@ namespace {
 constexpr auto mode_frame = make_frame_of(
     {.receiver = device::camera, .set = 0x02, .id = 0x10, .sender = device::buttons}, 0);
 constexpr auto shot_format_frame = make_frame_of(camera_command(0x16), 0);
-constexpr ButtonFrame stop_shot_frame =
-    make_frame({.receiver = device::gimbal, .set = 0x01, .id = 0x01, .sender = device::buttons},
-               button_payload({}));
-
 constexpr std::uint8_t photo_mode = 0;
 constexpr std::uint8_t video_mode = 1;
 
 constexpr std::array<const char*, 3> shot_format_names{"RAW", "JPG", "JPG+RAW"};
 
-// Shot frames by shot type, one table per shot mode.
-constexpr std::array single_shots{
-    button_frame({.bits = 0x30, .count = 1}),                // one photo
-    button_frame({.bits = 0xD0, .count = 10, .kind = 0x01}), // after 10 s
-    button_frame({.bits = 0x50, .count = 1}),                // HDR
+// What the grip's trigger would send for a kind of shot.
+struct ShotButton {
+    ShotKind kind;
+    ButtonFrame frame;
+    std::uint8_t check; // the last payload byte
 };
-constexpr std::array multiple_shots{
-    button_frame({.bits = 0x90, .count = 3}),
-    button_frame({.bits = 0x90, .count = 5}),
-    button_frame({.bits = 0x90, .count = 7}),
-    button_frame({.bits = 0xB0, .count = 3}), // bracketing
-    button_frame({.bits = 0xB0, .count = 5}),
-};
-constexpr std::array interval_shots{
-    button_frame({.bits = 0xD0, .count = 10, .kind = 0xFF}),
-    button_frame({.bits = 0xD0, .count = 30, .kind = 0xFF}),
-};
-constexpr ButtonFrame panorama_shot = button_frame({.bits = 0xF0, .count = 0xFF});
-constexpr std::array panorama_shots{panorama_shot, panorama_shot, panorama_shot, panorama_shot,
-                                    button_frame({.bits = 0xF0, .count = 3})};
-constexpr std::array<ButtonFrame, 1> timelapse_shots{
-    button_frame({.bits = 0xD0, .count = 50, .kind = 0xFF})};
 
-constexpr std::uint8_t timelapse_shot_mode = 4;
-constexpr std::array<std::span<const ButtonFrame>, 5> shots_by_mode{
-    single_shots, multiple_shots, interval_shots, panorama_shots, timelapse_shots};
+constexpr ButtonFrame panorama_frame = button_frame({.bits = 0xF0, .count = 0xFF});
 
-constexpr bool have_checks(std::span<const ButtonFrame> shots,
-                           std::initializer_list<std::uint8_t> checks) {
-    return std::equal(
-        shots.begin(), shots.end(), checks.begin(), checks.end(),
-        [](const ButtonFrame& shot, std::uint8_t check) { return button_check_of(shot) == check; });
-}
-static_assert(have_checks(single_shots, {0xA0, 0x4A, 0xC0}));
-static_assert(have_checks(multiple_shots, {0x02, 0x04, 0x06, 0x22, 0x24}));
-static_assert(have_checks(interval_shots, {0xB4, 0xA0}));
-static_assert(have_checks(panorama_shots, {0x9E, 0x9E, 0x9E, 0x9E, 0x62}));
-static_assert(have_checks(timelapse_shots, {0x8C}));
+constexpr std::array<ShotButton, 16> shot_buttons{{
+    {{0, 0}, button_frame({.bits = 0x30, .count = 1}), 0xA0},
+    {{0, 1}, button_frame({.bits = 0xD0, .count = 10, .kind = 0x01}), 0x4A},
+    {{0, 2}, button_frame({.bits = 0x50, .count = 1}), 0xC0},
+    {{1, 0}, button_frame({.bits = 0x90, .count = 3}), 0x02},
+    {{1, 1}, button_frame({.bits = 0x90, .count = 5}), 0x04},
+    {{1, 2}, button_frame({.bits = 0x90, .count = 7}), 0x06},
+    {{1, 3}, button_frame({.bits = 0xB0, .count = 3}), 0x22},
+    {{1, 4}, button_frame({.bits = 0xB0, .count = 5}), 0x24},
+    {{2, 0}, button_frame({.bits = 0xD0, .count = 10, .kind = 0xFF}), 0xB4},
+    {{2, 1}, button_frame({.bits = 0xD0, .count = 30, .kind = 0xFF}), 0xA0},
+    {{3, 0}, panorama_frame, 0x9E},
+    {{3, 1}, panorama_frame, 0x9E},
+    {{3, 2}, panorama_frame, 0x9E},
+    {{3, 3}, panorama_frame, 0x9E},
+    {{3, 4}, button_frame({.bits = 0xF0, .count = 3}), 0x62},
+    {timelapse_kind, button_frame({.bits = 0xD0, .count = 50, .kind = 0xFF}), 0x8C},
+}};
+
+static_assert(std::all_of(shot_buttons.begin(), shot_buttons.end(), [](const ShotButton& row) {
+    return button_check_of(row.frame) == row.check;
+}));
 
 // The frame of a shot kind, or null when there is none.
-const ButtonFrame* shot_frame_of(ShotKind kind) {
-    if (kind.mode >= shots_by_mode.size())
-        return nullptr;
-    const std::span<const ButtonFrame> shots = shots_by_mode[kind.mode];
-    const std::size_t type = kind.mode == timelapse_shot_mode ? 0 : kind.type;
-    return type < shots.size() ? &shots[type] : nullptr;
+constexpr const ButtonFrame* shot_frame_of(ShotKind kind) {
+    const auto* row =
+        std::find_if(shot_buttons.data(), shot_buttons.data() + shot_buttons.size(),
+                     [kind](const ShotButton& button) { return button.kind == kind; });
+    return row == shot_buttons.data() + shot_buttons.size() ? nullptr : &row->frame;
 }
+
+static_assert(std::all_of(shot_kinds.begin(), shot_kinds.end(), [](const ShotKindRow& row) {
+    return shot_frame_of(row.kind) != nullptr;
+}));
 
 } // namespace
-
-void set_mode_video() {
-    set_mode(true);
-}
 
 bool set_mode(bool video) {
     log_line("set mode %s", video ? "video" : "photo");
@@ -121,11 +107,6 @@ void shot() {
     const ButtonFrame* frame = shot_frame_of(camera_state().shot_kind);
     if (in_photo_mode && frame != nullptr && send_stored_frame_times(2, *frame))
         send_stored_frame_times(2, idle_button_frame);
-}
-
-void stop_shot() {
-    log_line("stop shot");
-    send_stored_frame_times(2, stop_shot_frame);
 }
 
 } // namespace fieldrelaybox

@@ -5,25 +5,19 @@
 
 namespace fieldrelaybox {
 
-void set_mode_video();
-
 // Video or photo mode. Returns whether the frame was sent.
 bool set_mode(bool video);
 
 // Starts or stops recording; starting takes the camera to video mode first.
 void record(bool start);
 
-enum class ShotFormat : int { raw = 0, jpg = 1, jpg_and_raw = 2 };
-
-// Photo file format, a ShotFormat; other numbers do nothing.
+// Photo file format: 0 RAW, 1 JPG, 2 both; other numbers do nothing.
 void set_shot_mode(int format);
 
 void stop_interval_shooting();
 
 // Takes the shot that the camera is set to; ends interval shooting when that is going on.
 void shot();
-
-void stop_shot();
 
 // Chooses the shot by the app's words, such as "multiple" "3shots". kind "timelapse" takes the
 // interval and duration in seconds as texts, where -1 stands for the ones that the camera reported.

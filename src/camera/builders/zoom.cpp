@@ -54,7 +54,6 @@ int current_zoom_level() {
 }
 
 void zoom_drive(int direction) {
-    camera_builder_state().zoom_direction = direction;
     if (direction > 0)
         send_stored_frame(zoom_in_frame);
     else if (direction < 0)

@@ -16,6 +16,8 @@ struct CameraLink {
     int socket = -1; // set once by open_camera_link
     std::atomic<bool> connected{false};
     std::atomic<std::uint32_t> last_datagram_ms{0}; // meaningful only while connected
+    std::uint16_t source_port =
+        0; // of the camera, 0 until the first contact; telemetry thread only
     std::atomic<bool> clock_sync{true}; // the watchdog sets the camera's clock from the local clock
 };
 

@@ -6,21 +6,34 @@
 // AF-unlimited flag, manual-focus capability, work mode, timelapse interval and duration.
 #pragma once
 
+#include "core/clock.h"
+
+#include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 namespace fieldrelaybox {
 
-// Which shot the camera takes next; the shot table of shooting.cpp tells the pairs.
+// Which shot the camera takes next; shot_kinds.h tells the pairs.
 struct alignas(2) ShotKind { // aligned to be one lock-free atomic
     std::uint8_t mode = 0;   // 0..4
     std::uint8_t type = 0;   // 0..4
+    friend constexpr bool operator==(const ShotKind&, const ShotKind&) = default;
 };
 
-// A kind that the shot table does not have; no frame is sent for it.
+// A kind that is none of them; no frame is sent for it.
 inline constexpr ShotKind no_shot{0xFF, 0xFF};
 
 inline constexpr std::int32_t no_video_format = -1;
+
+// When records of one kind were last posted.
+inline constexpr std::size_t posts_per_second = 10;
+
+struct RecordPosts {
+    std::array<std::uint32_t, posts_per_second> times_ms{};
+    std::size_t count = 0; // of all posts
+};
 
 // What the camera last reported. Zero until it has reported: neither in video nor in photo mode.
 struct CameraState {
@@ -40,6 +53,9 @@ struct CameraState {
     // Resolution code x 256 + rate code, or no_video_format; only a later change is news. Read
     // by the telemetry receiver alone.
     std::atomic<std::int32_t> video_format{no_video_format};
+
+    // One for each kind of long frame; only the telemetry receiver uses them.
+    std::array<RecordPosts, 6> record_posts{};
 };
 
 CameraState& camera_state();
@@ -57,7 +73,8 @@ struct alignas(8) GimbalPair { // aligned to be one lock-free atomic
     friend bool operator==(const GimbalPair&, const GimbalPair&) = default;
 };
 
-// What the builders remember. "App commands" are the threads of handle_camera_command.
+// What the builders remember. "App commands" are the threads of
+// dispatch_app_command.
 struct CameraBuilderState {
     // The last speed asked for, and whether there was one. Written by gimbal_speed,
     // gimbal_move_for_app (app commands) and remote_control, read by the same and by the control
@@ -69,10 +86,6 @@ struct CameraBuilderState {
     // gimbal_speed(0, 0), gimbal_move_for_app(0, 0) and gimbal_set_angle, cleared by the first two
     // with another pair; read by these builders and by the RC loop.
     std::atomic<bool> gimbal_hold{false};
-
-    // Millisecond clock of the last speed or angle frame; meaningful after the first. Written by
-    // the gimbal builders; nobody reads it yet.
-    std::atomic<std::uint32_t> last_gimbal_frame_ms{0};
 
     // 0 while the app's relative move is in progress, 1 when the app leaves the gimbal alone.
     // Written by app commands, by remote_control, whose live control ends such a move, and by the
@@ -88,14 +101,12 @@ struct CameraBuilderState {
     // current_zoom_level by app commands, remote_control and the RC loop.
     std::atomic<std::int32_t> zoom_level{no_zoom_level};
 
-    // The direction of the last zoom_drive, as it was given: above 0 in, below 0 out, 0 stop.
-    // Written by it, on the threads of app commands, remote_control and the RC loop; nobody
-    // reads it yet.
-    std::atomic<std::int32_t> zoom_direction{0};
-
     // Written by app commands and remote_control, read by the RC loop, which moves the zoom
     // level by it; 0 stops.
     std::atomic<std::int32_t> zoom_step{0};
+
+    // When the RC loop last changed the focus type for a focus knob; only that thread uses it.
+    Interval focus_type_changes;
 };
 
 CameraBuilderState& camera_builder_state();

@@ -14,7 +14,6 @@ namespace fieldrelaybox {
 
 namespace {
 
-constexpr std::size_t posts_per_second = 10;
 constexpr std::int32_t shortest_post_interval_ms = 60; // ten a second may be unsteady
 
 constexpr std::uint8_t camera_set = 0x02;
@@ -36,15 +35,9 @@ constexpr std::array<StateFrameKind, 6> kinds{{
     {{52, 52}, battery_set, 0x06, decode_battery},
 }};
 
-// When records of one kind were last posted; only the telemetry thread uses it.
-struct LastPosts {
-    std::array<std::uint32_t, posts_per_second> times_ms;
-    std::size_t count; // of all posts
-};
+static_assert(kinds.size() == std::tuple_size_v<decltype(CameraState::record_posts)>);
 
-std::array<LastPosts, kinds.size()> last_posts{};
-
-bool may_post(LastPosts& posts, std::uint32_t now) {
+bool may_post(RecordPosts& posts, std::uint32_t now) {
     std::uint32_t& tenth_last = posts.times_ms[posts.count % posts_per_second];
     const std::uint32_t last =
         posts.times_ms[(posts.count + posts_per_second - 1) % posts_per_second];
@@ -100,7 +93,7 @@ void decode_camera_state_frame(Bytes frame, std::uint32_t now) {
             continue;
         const std::size_t payload_size = frame.size() - frame_header_size - frame_check_size;
         kinds[i].decode(frame.subspan(frame_header_size, payload_size),
-                        may_post(last_posts[i], now));
+                        may_post(camera_state().record_posts[i], now));
     }
 }
 
@@ -122,7 +115,7 @@ void decode_state(Bytes payload, bool post) {
     camera_state().video_mode = work_mode == video_work_mode;
     camera_state().photo_mode = work_mode == photo_work_mode;
 
-    std::array<std::uint8_t, 24> record{2, work_mode};
+    std::array<std::uint8_t, 24> record{code_of(RecordCode::camera_state), work_mode};
     put_u32le(&record[2], flags);
     std::copy_n(&payload[5], 16, &record[6]);
     put_u16le(&record[22], recording_time);
@@ -140,18 +133,20 @@ void decode_battery(Bytes payload, bool post) {
     store(block.battery_voltage, millivolts);
     store(block.battery_current, milliamperes);
     if (post)
-        post_status_words(1, percent, static_cast<std::int16_t>(millivolts), milliamperes);
+        post_status_words(RecordCode::battery, percent, static_cast<std::int16_t>(millivolts),
+                          milliamperes);
 }
 
 // Payload: mode, file type u16 at 1, files on the page at 3, files in all u16 at 4.
 void decode_playback(Bytes payload, bool post) {
     if (post)
-        post_status_bytes(3, {payload[0], payload[1], payload[3], payload[4], payload[5], 0});
+        post_status_bytes(RecordCode::playback,
+                          {payload[0], payload[1], payload[3], payload[4], payload[5], 0});
 }
 
 // Payload: 64 brightness values.
 void decode_histogram(Bytes payload, bool post) {
-    std::array<std::uint8_t, 65> record{7};
+    std::array<std::uint8_t, 65> record{code_of(RecordCode::histogram)};
     std::copy_n(payload.begin(), 64, record.begin() + 1);
     if (post)
         post_message(record, MessageKind::status);

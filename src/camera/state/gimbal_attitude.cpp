@@ -14,10 +14,6 @@ namespace fieldrelaybox {
 
 namespace {
 
-constexpr std::uint8_t scaled_attitude_code = 0;
-constexpr std::uint8_t gimbal_status_code = 8;
-constexpr std::uint8_t raw_attitude_code = 10;
-
 // Single-precision pi / 180, as the overlays compute with it.
 constexpr double radians_per_degree = 0.01745329238474369;
 
@@ -68,10 +64,10 @@ void decode_gimbal_attitude(Bytes frame) {
     store(block.gimbal_status, gimbal_status);
     updating.store(0, std::memory_order_release);
 
-    post_status_words(scaled_attitude_code, hundredths(degrees_a), hundredths(degrees_b),
+    post_status_words(RecordCode::scaled_attitude, hundredths(degrees_a), hundredths(degrees_b),
                       hundredths(degrees_c));
-    post_status_words(raw_attitude_code, a, b, c);
-    post_status_words(gimbal_status_code, gimbal_status, 0, 0);
+    post_status_words(RecordCode::raw_attitude, a, b, c);
+    post_status_words(RecordCode::gimbal_status, gimbal_status, 0, 0);
 }
 
 } // namespace fieldrelaybox

@@ -80,13 +80,13 @@ void decode_lens(Bytes payload, bool post) {
     if (!post)
         return;
     const StatusBlock& block = status_block();
-    post_status_bytes(16, {lens.focus_mode, load(block.af_unlimited),
-                           load(block.manual_focus_capable), lens.assistant_bits,
-                           static_cast<std::uint8_t>(payload[21] & 3), payload[39]});
-    post_status_words(12, static_cast<std::int16_t>(lens.range),
+    post_status_bytes(RecordCode::lens, {lens.focus_mode, load(block.af_unlimited),
+                                         load(block.manual_focus_capable), lens.assistant_bits,
+                                         static_cast<std::uint8_t>(payload[21] & 3), payload[39]});
+    post_status_words(RecordCode::focus_position, static_cast<std::int16_t>(lens.range),
                       static_cast<std::int16_t>(lens.stroke),
                       static_cast<std::int16_t>(lens.distance));
-    post_status_words(13, ten_thousandths(lens.x), ten_thousandths(lens.y), 0);
+    post_status_words(RecordCode::focus_point, ten_thousandths(lens.x), ten_thousandths(lens.y), 0);
 }
 
 } // namespace fieldrelaybox

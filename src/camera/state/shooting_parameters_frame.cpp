@@ -2,6 +2,7 @@
 #include "apps/messages.h"
 #include "camera/state/camera_state.h"
 #include "camera/state/camera_state_frames.h"
+#include "camera/state/shot_kinds.h"
 #include "core/log.h"
 #include "core/shared_access.h"
 #include "core/shell.h"
@@ -50,68 +51,50 @@ enum Offset : std::uint8_t {
 
 constexpr std::size_t long_payload_size = 91;
 
-enum PhotoType : std::uint8_t {
-    single = 1,
-    hdr = 2,
-    burst = 4,
-    bracketing = 5,
-    timed = 6,
-    panorama = 7,
+constexpr std::uint8_t timed_type_timelapse = 2;
+
+// The parameters of a shot as the camera reports them.
+struct ReportedShot {
+    PhotoType type;
+    std::uint8_t count; // of what the type counts
+    std::uint16_t period;
+    std::uint8_t panorama;
 };
 
-constexpr std::uint8_t timed_type_timelapse = 2;
-constexpr std::uint8_t unlimited_count = 0xFF;
-
-// The type of value within its row of the shot table, none when it is not there.
-template<std::size_t Count>
-std::uint8_t find_type(const std::array<std::uint16_t, Count>& row, std::uint16_t value) {
-    const auto found = std::find(row.begin(), row.end(), value);
-    return found == row.end() ? no_shot.type : static_cast<std::uint8_t>(found - row.begin());
-}
-
-ShotKind timed_shot_kind(Bytes payload) {
-    constexpr std::array<std::uint16_t, 2> periods{10, 30};
-    if (payload[timed_type] == timed_type_timelapse)
-        return {4, 0};
-    if (payload[timed_count] == 1)
-        return {0, 1};
-    if (payload[timed_count] == unlimited_count)
-        return {2, find_type(periods, get_u16le(&payload[timed_period]))};
-    return no_shot;
-}
-
-ShotKind bracketing_shot_kind(Bytes payload) {
-    switch (payload[bracketing_count]) {
-    case 3:
-        return {1, 3};
-    case 5:
-        return {1, 4};
-    default:
-        return no_shot;
+ReportedShot read_shot(Bytes payload) {
+    const auto type = static_cast<PhotoType>(payload[photo_type]);
+    switch (type) {
+    case PhotoType::burst:
+        return {type, payload[burst_count], 0, 0};
+    case PhotoType::bracketing:
+        return {type, payload[bracketing_count], 0, 0};
+    case PhotoType::timed:
+        return {type, payload[timed_count], get_u16le(&payload[timed_period]), 0};
+    case PhotoType::panorama:
+        return {type, endless, 0, payload[panorama_kind]};
+    case PhotoType::single:
+    case PhotoType::hdr:
+        break;
     }
+    return {type, 1, 0, 0};
+}
+
+// The delay of a single timed shot is not told apart: the camera keeps it.
+bool is_shot(const ShotKindRow& row, const ReportedShot& shot) {
+    return row.photo_type == shot.type && row.count == shot.count &&
+           row.panorama == shot.panorama && (row.count == 1 || row.period == shot.period);
 }
 
 // What the grip's trigger would take now. A kind without a shot frame of its own is none: taking
 // another kind than the camera shows would surprise.
 ShotKind shot_kind_of(Bytes payload) {
-    constexpr std::array<std::uint16_t, 3> bursts{3, 5, 7};
-    constexpr std::array<std::uint16_t, 5> panoramas{5, 1, 3, 4, 7}; // 180, 360, self, manual, grid
-    switch (payload[photo_type]) {
-    case single:
-        return {0, 0};
-    case hdr:
-        return {0, 2};
-    case burst:
-        return {1, find_type(bursts, payload[burst_count])};
-    case bracketing:
-        return bracketing_shot_kind(payload);
-    case timed:
-        return timed_shot_kind(payload);
-    case panorama:
-        return {3, find_type(panoramas, payload[panorama_kind])};
-    default:
-        return no_shot;
-    }
+    const ReportedShot shot = read_shot(payload);
+    if (shot.type == PhotoType::timed && payload[timed_type] == timed_type_timelapse)
+        return timelapse_kind;
+    const auto* row =
+        std::find_if(shot_kinds.begin(), shot_kinds.end(),
+                     [&shot](const ShotKindRow& kind) { return is_shot(kind, shot); });
+    return row == shot_kinds.end() ? no_shot : row->kind;
 }
 
 void note_video_format(Bytes payload) {
@@ -169,7 +152,7 @@ ParameterRecord make_record(Bytes payload) {
         exposure_mode,   white_balance_mode, white_balance_temperature,
         color,           anti_flicker,       photo_type,
         burst_count,     bracketing_count,   panorama_kind};
-    ParameterRecord record{4};
+    ParameterRecord record{code_of(RecordCode::shooting_parameters)};
     std::copy_n(&payload[aperture], 4, &record[1]); // with the shutter
     for (std::size_t i = 0; i < bytes_from_5.size(); ++i)
         record[5 + i] = payload[bytes_from_5[i]];

@@ -15,7 +15,6 @@
 #include "core/threads.h"
 
 #include <array>
-#include <atomic>
 #include <sys/socket.h>
 
 namespace fieldrelaybox {
@@ -27,16 +26,6 @@ constexpr std::size_t shortest_frame = 15;
 constexpr std::size_t longest_frame = 104;
 constexpr std::int64_t pause_after_failure_us = 500'000;
 constexpr std::int64_t pause_while_disabled_us = 1'000'000;
-
-std::atomic<bool> stop_requested{false};
-
-// Who the camera is; only the telemetry thread uses it.
-struct CameraSource {
-    Endpoint endpoint; // port 0 until the first contact
-    std::array<std::uint8_t, 16> link_scratch;
-};
-
-CameraSource source{};
 
 bool camera_is_ignored() {
     const ConfigRecord& record = config_record();
@@ -53,7 +42,7 @@ void change_source() {
     set_ip_forwarding(true);
 }
 
-void connect_camera(const Endpoint& sender, std::uint32_t now) {
+void connect_camera(std::uint16_t port, std::uint32_t now) {
     StatusBlock& block = status_block();
     // The time first, so that a watchdog pass in between cannot drop the link again.
     camera_link().last_datagram_ms.store(now, std::memory_order_relaxed);
@@ -64,7 +53,7 @@ void connect_camera(const Endpoint& sender, std::uint32_t now) {
     store<std::uint8_t>(config_record().video_connected, 1);
     store(block.focus_point_x, 0.5);
     store(block.focus_point_y, 0.5);
-    source = {sender, {}};
+    camera_link().source_port = port;
     set_ip_forwarding(false);
 }
 
@@ -116,17 +105,17 @@ void receive_step(std::span<std::uint8_t> buffer) {
 void start_telemetry_receiver() {
     start_thread("telemetry", [] {
         std::array<std::uint8_t, datagram_capacity> buffer{};
-        while (!stop_requested)
+        while (true)
             run_guarded("telemetry", [&] { receive_step(buffer); });
     });
 }
 
 void handle_camera_datagram(Bytes datagram, const sockaddr_in& sender, std::uint32_t now) {
     set_camera_address(sender);
-    if (source.endpoint.port != ntohs(sender.sin_port))
+    if (camera_link().source_port != ntohs(sender.sin_port))
         change_source();
     if (!camera_connected())
-        connect_camera(endpoint_of(sender), now);
+        connect_camera(ntohs(sender.sin_port), now);
     camera_link().last_datagram_ms.store(now, std::memory_order_relaxed);
     decode_camera_frame(datagram, now);
 }

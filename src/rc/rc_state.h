@@ -1,0 +1,111 @@
+// What a step of the RC loop looks at, what it remembers, and what it wants done.
+#pragma once
+
+#include "camera/state/camera_state.h"
+#include "config/channel_functions.h"
+#include "core/clock.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+namespace fieldrelaybox {
+
+inline constexpr std::size_t rc_channel_count = 32;
+
+// Speeds of the three axes, percent.
+struct AxisPercents {
+    std::int32_t pan = 100;
+    std::int32_t tilt = 100;
+    std::int32_t roll = 100;
+};
+
+// All that a step looks at.
+struct RcInputs {
+    std::uint32_t now = 0;                                  // millisecond clock
+    std::array<std::uint16_t, rc_channel_count> channels{}; // pulse width in us, 0 = absent
+    std::array<std::uint8_t, rc_channel_count> functions{}; // ChannelFunction, 255 = none
+    bool rc_enabled = false;
+    std::uint8_t rc_receiver_state = 0; // 6 = values are good
+    bool camera_connected = false;
+    bool exponential = false;
+    AxisPercents percents;
+    GimbalPair last_gimbal_pair;
+    bool gimbal_hold = false;
+    bool app_moves = false;      // a relative move of an app is going on
+    bool app_registered = false; // looked at only while app_moves
+    bool position_commanded = false;
+    std::uint32_t last_position_command_ms = 0;
+    std::int32_t zoom_step = 0; // the zoom step register
+    std::int32_t focus_x = 500; // focus point in thousandths, for the axis without a channel
+    std::int32_t focus_y = 500;
+    bool focus_range_known = false; // without it manual focus cannot be told to the camera
+};
+
+inline constexpr std::int32_t unknown_position = -1;
+
+// What a step remembers of one channel; what the numbers are depends on the function.
+struct ChannelState {
+    std::uint8_t function = static_cast<std::uint8_t>(ChannelFunction::none);
+    std::int32_t position = unknown_position; // where it is
+    std::int32_t sent = unknown_position;     // what the camera was told
+    std::uint32_t changed_ms = 0;             // when position changed
+    Interval sends;
+};
+
+// What the loop remembers from step to step.
+struct RcState {
+    std::array<ChannelState, rc_channel_count> channels{};
+    bool moves_gimbal = false; // the RC moves it, or a stop is still to send
+    std::uint32_t last_move_ms = 0;
+    Interval rolls;
+    bool menu_active = false;
+    std::optional<std::int32_t> zoom_direction; // of the stick; none before its first value
+    bool drives_zoom = false;                   // the RC drives it, or its stop is still to send
+    std::int32_t zoom_step = 0;                 // what the channel last put into the register
+    Interval zoom_moves;
+    std::int32_t focus_x = 0; // the point sent last, or the starting position
+    std::int32_t focus_y = 0;
+    Interval focus_points;
+};
+
+enum class RcAction : std::uint8_t {
+    gimbal_speed,  // pan, tilt
+    gimbal_move,   // pan, tilt
+    app_move,      // once more what the app's relative move asks for
+    end_app_move,  // the app's relative move is over
+    roll,          // signed step
+    recentre,      //
+    orientation,   // 1 lock, 0 unlock
+    record,        // 1 start, 0 stop
+    shot,          //
+    flip_setting,  // FlippedSetting
+    menu_active,   // 1 or 0
+    exposure_mode, // index: auto, shutter, aperture, manual
+    ev,            // index of ev_values
+    iso,           // index of iso_steps
+    shutter,       // index of shutter_texts
+    aperture,      // index of aperture_steps
+    zoom_drive,    // direction
+    zoom_level,    // 0..100
+    zoom_relative, // change of the level
+    zoom_step,     // what the zoom step register becomes
+    manual_focus,  // tenths of a percent
+    focus_point,   // x, y in thousandths
+};
+
+inline constexpr auto rc_action_count = static_cast<std::size_t>(RcAction::focus_point) + 1;
+
+enum class FlippedSetting : std::uint8_t { focus_assistant, internal_camera, osd };
+
+inline constexpr std::array<float, 8> aperture_steps{1.7F, 2.0F, 2.8F,  4.0F,
+                                                     5.6F, 8.0F, 11.0F, 16.0F};
+
+struct RcCommand {
+    RcAction action{};
+    std::int32_t a = 0;
+    std::int32_t b = 0;
+    friend bool operator==(const RcCommand&, const RcCommand&) = default;
+};
+
+} // namespace fieldrelaybox
