@@ -1,48 +1,13 @@
 #include "config/channel_functions.h"
 
-#include "core/enum_table.h"
 #include "core/shared_access.h"
 #include "core/status_block.h"
-#include "core/word_table.h"
 
 #include <algorithm>
-#include <array>
 
 namespace fieldrelaybox {
 
 namespace {
-
-struct FunctionName {
-    std::string_view word;
-    ChannelFunction function;
-};
-
-constexpr std::array<FunctionName, channel_function_count> names{{
-    {"pan", ChannelFunction::pan},
-    {"tilt", ChannelFunction::tilt},
-    {"roll", ChannelFunction::roll},
-    {"center", ChannelFunction::center},
-    {"orient-lock", ChannelFunction::orient_lock},
-    {"record", ChannelFunction::record},
-    {"record-shot", ChannelFunction::record_shot},
-    {"menu", ChannelFunction::menu},
-    {"videomode", ChannelFunction::video_mode},
-    {"ev", ChannelFunction::ev},
-    {"iso", ChannelFunction::iso},
-    {"shutter", ChannelFunction::shutter},
-    {"aperture", ChannelFunction::aperture},
-    {"zoom", ChannelFunction::zoom},
-    {"digital-zoom", ChannelFunction::digital_zoom},
-    {"digital-zoom2", ChannelFunction::digital_zoom2},
-    {"focus", ChannelFunction::focus},
-    {"focus-pan", ChannelFunction::focus_pan},
-    {"focus-tilt", ChannelFunction::focus_tilt},
-    {"custom-focus-assistant", ChannelFunction::custom_focus_assistant},
-    {"intcamera", ChannelFunction::internal_camera},
-    {"osd", ChannelFunction::osd},
-}};
-
-static_assert(has_unique_words(names) && names_each_once(names, &FunctionName::function));
 
 // Cuts the text up to the next comma from the front of list.
 std::string_view take_item(std::string_view& list) {
@@ -54,7 +19,7 @@ std::string_view take_item(std::string_view& list) {
 } // namespace
 
 ChannelFunction find_channel_function(std::string_view name) {
-    const FunctionName* found = find_word(names, name);
+    const FunctionName* found = find_word(channel_functions, name);
     return found == nullptr ? ChannelFunction::none : found->function;
 }
 

@@ -2,9 +2,14 @@
 // when all channels have been looked at. The files of this room alone enter here.
 #pragma once
 
+#include "rc/rc_actions.h"
 #include "rc/rc_state.h"
 
+#include "core/enum_table.h"
+
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -75,6 +80,45 @@ void handle_digital_zoom2(RcStep& step, ChannelState& channel, std::int32_t valu
 void handle_focus(RcStep& step, ChannelState& channel, std::int32_t value);
 void handle_focus_pan(RcStep& step, ChannelState& channel, std::int32_t value);
 void handle_focus_tilt(RcStep& step, ChannelState& channel, std::int32_t value);
+
+using ChannelHandler = void (*)(RcStep& step, ChannelState& channel, std::int32_t value);
+
+// Several channels of a function that the first takes would fight for one thing: only the first
+// that is there counts. Switches and other knobs act each.
+enum class Channels : std::uint8_t { each, first };
+
+struct HandlerRow {
+    ChannelFunction function;
+    ChannelHandler handle;
+    Channels channels = Channels::each;
+};
+
+inline constexpr std::array<HandlerRow, channel_function_count> handler_rows{{
+    {ChannelFunction::pan, handle_pan, Channels::first},
+    {ChannelFunction::tilt, handle_tilt, Channels::first},
+    {ChannelFunction::roll, handle_roll, Channels::first},
+    {ChannelFunction::center, handle_center},
+    {ChannelFunction::orient_lock, handle_orientation_lock},
+    {ChannelFunction::record, handle_record},
+    {ChannelFunction::record_shot, handle_record_shot},
+    {ChannelFunction::menu, handle_menu},
+    {ChannelFunction::video_mode, handle_video_mode},
+    {ChannelFunction::ev, handle_ev},
+    {ChannelFunction::iso, handle_iso},
+    {ChannelFunction::shutter, handle_shutter},
+    {ChannelFunction::aperture, handle_aperture},
+    {ChannelFunction::zoom, handle_zoom, Channels::first},
+    {ChannelFunction::digital_zoom, handle_digital_zoom},
+    {ChannelFunction::digital_zoom2, handle_digital_zoom2, Channels::first},
+    {ChannelFunction::focus, handle_focus},
+    {ChannelFunction::focus_pan, handle_focus_pan, Channels::first},
+    {ChannelFunction::focus_tilt, handle_focus_tilt, Channels::first},
+    {ChannelFunction::custom_focus_assistant, handle_focus_assistant},
+    {ChannelFunction::internal_camera, handle_internal_camera},
+    {ChannelFunction::osd, handle_osd},
+}};
+
+static_assert(names_each_once(handler_rows, &HandlerRow::function));
 
 // After the channels, whether the RC is there or not.
 void finish_menu(RcStep& step);

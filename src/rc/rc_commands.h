@@ -1,7 +1,7 @@
 // What the RC loop decided, carried out with the command builders.
 #pragma once
 
-#include "rc/rc_state.h"
+#include "rc/rc_actions.h"
 
 #include <vector>
 

@@ -3,8 +3,6 @@
 // has work; its jobs run in the order they were given.
 #pragma once
 
-#include "rc/rc_state.h"
-
 #include <cstdint>
 
 namespace fieldrelaybox {
@@ -13,6 +11,8 @@ namespace fieldrelaybox {
 inline constexpr std::size_t waiting_job_capacity = 8;
 
 enum class GimbalJob : std::uint8_t { recentre, lock_orientation, unlock_orientation };
+
+enum class FlippedSetting : std::uint8_t { focus_assistant, internal_camera, osd };
 
 void start_gimbal_job(GimbalJob job);
 

@@ -1,4 +1,4 @@
-// What a step of the RC loop looks at, what it remembers, and what it wants done.
+// What a step of the RC loop looks at and what it remembers.
 #pragma once
 
 #include "camera/state/camera_state.h"
@@ -67,45 +67,6 @@ struct RcState {
     std::int32_t focus_x = 0; // the point sent last, or the starting position
     std::int32_t focus_y = 0;
     Interval focus_points;
-};
-
-enum class RcAction : std::uint8_t {
-    gimbal_speed,  // pan, tilt
-    gimbal_move,   // pan, tilt
-    app_move,      // once more what the app's relative move asks for
-    end_app_move,  // the app's relative move is over
-    roll,          // signed step
-    recentre,      //
-    orientation,   // 1 lock, 0 unlock
-    record,        // 1 start, 0 stop
-    shot,          //
-    flip_setting,  // FlippedSetting
-    menu_active,   // 1 or 0
-    exposure_mode, // index: auto, shutter, aperture, manual
-    ev,            // index of ev_values
-    iso,           // index of iso_steps
-    shutter,       // index of shutter_texts
-    aperture,      // index of aperture_steps
-    zoom_drive,    // direction
-    zoom_level,    // 0..100
-    zoom_relative, // change of the level
-    zoom_step,     // what the zoom step register becomes
-    manual_focus,  // tenths of a percent
-    focus_point,   // x, y in thousandths
-};
-
-inline constexpr auto rc_action_count = static_cast<std::size_t>(RcAction::focus_point) + 1;
-
-enum class FlippedSetting : std::uint8_t { focus_assistant, internal_camera, osd };
-
-inline constexpr std::array<float, 8> aperture_steps{1.7F, 2.0F, 2.8F,  4.0F,
-                                                     5.6F, 8.0F, 11.0F, 16.0F};
-
-struct RcCommand {
-    RcAction action{};
-    std::int32_t a = 0;
-    std::int32_t b = 0;
-    friend bool operator==(const RcCommand&, const RcCommand&) = default;
 };
 
 } // namespace fieldrelaybox

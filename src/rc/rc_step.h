@@ -1,6 +1,7 @@
 // One step of the RC loop, which sees the world only through its arguments.
 #pragma once
 
+#include "rc/rc_actions.h"
 #include "rc/rc_state.h"
 
 #include <vector>

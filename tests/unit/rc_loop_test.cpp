@@ -11,17 +11,13 @@ namespace {
 using Function = ChannelFunction;
 using Text = std::string;
 
-// In the order of RcAction, each with a blank behind it.
-constexpr std::array<const char*, rc_action_count> action_names{
-    "speed ", "move ",  "carry ",  "end ",      "roll ",  "recentre ", "lock ",    "record ",
-    "shot ",  "flip ",  "menu ",   "mode ",     "ev ",    "iso ",      "shutter ", "f ",
-    "drive ", "level ", "change ", "zoomstep ", "focus ", "point "};
+constexpr auto actions = in_order_of(rc_actions, &ActionRow::action);
 
 // "speed 1000,0; move 1000,0; "; what is 0 at the end is left out.
 Text text_of(const std::vector<RcCommand>& commands) {
     Text text;
     for (const RcCommand& command : commands) {
-        text += action_names[static_cast<std::size_t>(command.action)];
+        text += Text(actions[static_cast<std::size_t>(command.action)].name) + ' ';
         if (command.a != 0 || command.b != 0)
             text += std::to_string(command.a);
         if (command.b != 0)

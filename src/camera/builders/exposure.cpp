@@ -25,13 +25,6 @@ constexpr auto exposure_center_frame = make_frame_of(camera_command(0x22), 0);
 static_assert(shutter_frame.size() == 17 && shutter_frame[3] == 0x92);
 static_assert(aperture_frame.size() == 15 && aperture_frame[3] == 0xA2);
 
-constexpr std::array<WordCode, 4> image_modes{{
-    {"auto", 1},
-    {"shutter", 2},
-    {"aperture", 3},
-    {"manual", 4},
-}};
-
 void end_exposure_lock() {
     log_line("set auto exposure off");
     send_stored_frame(exposure_lock_frame, 0);

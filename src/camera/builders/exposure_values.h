@@ -1,6 +1,8 @@
 // The steps of the exposure settings and their codes on the wire.
 #pragma once
 
+#include "core/word_table.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -39,6 +41,18 @@ inline constexpr std::array<std::string_view, 57> shutter_texts{
     "5",    "6.25", "8",    "10",   "12.5", "15",   "20",   "25",   "30",  "40",  "50",  "60",
     "80",   "100",  "120",  "160",  "200",  "240",  "320",  "400",  "500", "640", "800", "1000",
     "1250", "1600", "2000", "2500", "3200", "4000", "5000", "6400", "8000"};
+
+// f-numbers that an RC knob goes through.
+inline constexpr std::array<float, 8> aperture_steps{1.7F, 2.0F, 2.8F,  4.0F,
+                                                     5.6F, 8.0F, 11.0F, 16.0F};
+
+// Exposure modes, as the app says them.
+inline constexpr std::array<WordCode, 4> image_modes{{
+    {"auto", 1},
+    {"shutter", 2},
+    {"aperture", 3},
+    {"manual", 4},
+}};
 
 using ShutterPayload = std::array<std::uint8_t, 4>;
 
