@@ -1,9 +1,9 @@
 /*
  * The two shared-memory regions of the Fieldrelaybox daemon, for C and C++ programs of the box.
  *
- * /hud_mem    StatusBlock,  1936 bytes: identity, link, camera and RC state, written field by
- * field. /config_mem ConfigRecord, 3256 bytes: copy of the daemon's settings, refreshed every 3
- * seconds.
+ * - /hud_mem, StatusBlock, 1936 bytes: identity, link, camera and RC state, written field by field.
+ *
+ * - /config_mem, ConfigRecord, 3256 bytes: copy of the daemon's settings, refreshed every 3 s.
  *
  * Little-endian, no locks, no version number: offsets and sizes never change. Bytes in members
  * called reservedN are zero; write only the members that say so. docs/shared-memory.md lists every
