@@ -12,7 +12,8 @@
 #ifndef FIELDRELAYBOX_SHARED_MEMORY_H
 #define FIELDRELAYBOX_SHARED_MEMORY_H
 
-#include <stddef.h>
+#include "fieldrelaybox/layout.h"
+
 #include <stdint.h>
 
 #define FIELDRELAYBOX_STATUS_NAME "/hud_mem"
@@ -203,15 +204,10 @@ typedef struct ConfigRecord {
     char server_devid[20];
 } ConfigRecord;
 
-#ifdef __cplusplus
-#define FIELDRELAYBOX_LAYOUT(type, member, offset)                                                 \
-    static_assert(offsetof(type, member) == (offset), #type "." #member " is at " #offset)
-#define FIELDRELAYBOX_SIZE(type, size) static_assert(sizeof(type) == (size), #type " size")
-#else
-#define FIELDRELAYBOX_LAYOUT(type, member, offset)                                                 \
-    _Static_assert(offsetof(type, member) == (offset), #type "." #member " is at " #offset)
-#define FIELDRELAYBOX_SIZE(type, size) _Static_assert(sizeof(type) == (size), #type " size")
-#endif
+FIELDRELAYBOX_LAYOUT(AttitudeAngle, radians, 0);
+FIELDRELAYBOX_LAYOUT(AttitudeAngle, sine, 8);
+FIELDRELAYBOX_LAYOUT(AttitudeAngle, cosine, 16);
+FIELDRELAYBOX_SIZE(AttitudeAngle, 24);
 
 FIELDRELAYBOX_LAYOUT(StatusBlock, daemon_started, 0);
 FIELDRELAYBOX_LAYOUT(StatusBlock, product_name, 1);

@@ -360,15 +360,15 @@ class Camera(SimulatedCamera):
     def fence(self, *frames: bytes) -> None:
         """Push frames until the box has read them; its buffer holds only a few at a time."""
         block = self.at.status
-        mark = block["value_1648"] + 1
+        mark = block["camera_value_1648"] + 1
 
         def read() -> bool:
             for frame in (*frames, counter_22_frame(mark)):
                 self.push(frame)
             end = time.monotonic() + 0.2
-            while block["value_1648"] != mark and time.monotonic() < end:
+            while block["camera_value_1648"] != mark and time.monotonic() < end:
                 time.sleep(0.001)
-            return block["value_1648"] == mark
+            return block["camera_value_1648"] == mark
         wait_until(read, "the camera's frames are read")
 
     def take(self) -> list[Received]:

@@ -12,23 +12,23 @@ RECORDS = load_json("app_records.json")
 class Link(BoxTestCase):
     def link_bytes(self) -> tuple[int, int, int]:
         block = self.box.status
-        return block["link_state_129"], block["link_state_133"], block["link_state_134"]
+        return block["link_byte_129"], block["link_byte_133"], block["link_byte_134"]
 
     def test_contact_port_change_and_silence(self) -> None:
         app, log = self.app(data_only=True), self.box.log
         IP_FORWARD.write_text("5")
         app.record(bytes.fromhex("05000000000000"))
-        self.assertEqual(self.box.status["telemetry_status_text"], "telemetry disconnected")
+        self.assertEqual(self.box.status["telemetry_status"], "telemetry disconnected")
         for offset in (129, 1881, 1882):
             self.box.status.raw[offset] = 1
         with Camera(self.box) as camera:
             camera.connect()
             self.assertEqual(self.link_bytes(), (0, 1, 1))
-            self.assertEqual((self.box.status["state_1881"], self.box.status["state_1882"]), (0, 0))
-            self.assertEqual((self.box.status["half_688"], self.box.status["half_696"]), (0.5, 0.5))
+            self.assertEqual((self.box.status["camera_flag_1881"], self.box.status["camera_flag_1882"]), (0, 0))
+            self.assertEqual((self.box.status["focus_point_x"], self.box.status["focus_point_y"]), (0.5, 0.5))
             wait_until(lambda: IP_FORWARD.read_text() == "0\n", "forwarding goes off")
             app.record(bytes.fromhex("05000200000000"))
-            self.assertEqual(self.box.status["telemetry_status_text"], "")
+            self.assertEqual(self.box.status["telemetry_status"], "")
             app.record(bytes.fromhex("06110100000000"))  # telemetry, too, reports video
             camera.stop_clock()
             for offset in (1881, 1882):
@@ -36,7 +36,7 @@ class Link(BoxTestCase):
             start = len(log.lines)
             camera.change_port()
             log.wait_for("data disconnected", start)
-            wait_until(lambda: not self.box.status["state_1881"], "the flags are cleared")
+            wait_until(lambda: not self.box.status["camera_flag_1881"], "the flags are cleared")
             wait_until(lambda: self.link_bytes() == (0, 1, 1), "the link is up again")
             app.drain()
             app.record(bytes.fromhex("05000200000000"))
@@ -47,7 +47,7 @@ class Link(BoxTestCase):
         wait_until(lambda: IP_FORWARD.read_text() == "1\n", "forwarding comes back")
         app.record(bytes.fromhex("05000000000000"))
         self.assertEqual(self.link_bytes(), (0, 0, 0))
-        self.assertEqual(self.box.status["telemetry_status_text"], "telemetry disconnected")
+        self.assertEqual(self.box.status["telemetry_status"], "telemetry disconnected")
 
 
 class Clock(BoxTestCase):

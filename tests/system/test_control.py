@@ -14,7 +14,7 @@ class Registration(BoxTestCase):
     settings = "camera_iface=\n"
 
     def setUp(self) -> None:
-        wait_until(lambda: self.box.status["app_clients"] == 0, "all apps are gone")
+        wait_until(lambda: self.box.status["app_client_count"] == 0, "all apps are gone")
 
     def silent_app(self) -> App:
         app = App()
@@ -68,7 +68,7 @@ class Registration(BoxTestCase):
         leaving.register()
         leaving.await_reply()
         late.register()
-        wait_until(lambda: self.box.status["app_clients"] == 10, "ten apps are counted")
+        wait_until(lambda: self.box.status["app_client_count"] == 10, "ten apps are counted")
         self.assertEqual(late.drain(), [])
         leaving.send(app_protocol.unregister())
         self.box.log.wait_for(f"client {LOOPBACK}:{leaving.port} removed")
@@ -90,7 +90,7 @@ class Registration(BoxTestCase):
         took = time.monotonic() - registered
         self.assertTrue(5.0 < took < 9.5, took)
         self.assertNotIn(f"Client {LOOPBACK}:{faithful.port} lost", self.box.log.lines)
-        wait_until(lambda: self.box.status["app_clients"] == 1, "the count follows")
+        wait_until(lambda: self.box.status["app_client_count"] == 1, "the count follows")
         faithful.message()
         quiet.drain()
         faithful.message(lambda message: message.payload[:1] == b"\x0b")
@@ -170,7 +170,7 @@ class TestDatagrams(BoxTestCase):
             send(b"[1,2,3,4,5,6,7,8,9", 4242)
             first = camera.wait_for(lambda got: got.raw[0] == 1).raw[6]
         self.box.log.wait_for("data disconnected", start)
-        wait_until(lambda: self.box.status["telemetry_status_text"], "the link is down")
+        wait_until(lambda: self.box.status["telemetry_status"], "the link is down")
         start = len(self.box.printed.lines)
         send(b"[00,00", 4242)
         send(FENCE, 4242)  # bytes are printed before they would be sent
@@ -199,9 +199,9 @@ class PeriodicRecords(BoxTestCase):
 
     def test_order_and_content(self) -> None:
         app, other = self.app(), self.app(data_only=True)
-        self.box.status["rc_state"] = 6
-        self.box.status["state_1881"] = 3
-        self.box.status["state_1882"] = 3
+        self.box.status["rc_receiver_state"] = 6
+        self.box.status["camera_flag_1881"] = 3
+        self.box.status["camera_flag_1882"] = 3
         app.record(bytes.fromhex(RECORDS["code11"]["payload"]))
         records = [app.message() for _ in range(5)]
         self.assertEqual([message.payload.hex() for message in records], [
@@ -218,9 +218,9 @@ class PeriodicRecords(BoxTestCase):
 
     def test_flags_follow_tools_and_status_block(self) -> None:
         app = self.app(data_only=True)
-        self.box.status["rc_state"] = 255
-        self.box.status["state_1881"] = 2
-        self.box.status["state_1882"] = 2
+        self.box.status["rc_receiver_state"] = 255
+        self.box.status["camera_flag_1881"] = 2
+        self.box.status["camera_flag_1882"] = 2
         app.record(bytes.fromhex("0605010a01ff00"))
         self.box.stand_ins.answer("pidof", 0)
         app.record(bytes.fromhex("0607010a01ff00"))

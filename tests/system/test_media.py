@@ -133,7 +133,7 @@ class VideoLink(BoxTestCase):
     def test_connection_and_silence(self) -> None:
         app, forwarded = self.app(), IP_FORWARD.read_text
         app.record(bytes.fromhex("05010000000000"))
-        self.assertEqual(self.box.status["video_status_text"], "video disconnected")
+        self.assertEqual(self.box.status["video_status"], "video disconnected")
         start = len(self.box.log.lines)
         IP_FORWARD.write_text("1")
         done = threading.Event()
@@ -149,7 +149,7 @@ class VideoLink(BoxTestCase):
             app.record(bytes.fromhex("05010200000000"))
             app.record(bytes.fromhex("06110100000000"))
             self.assertEqual(self.box.status["video_connected"], 1)
-            self.assertEqual(self.box.status["video_status_text"], "")
+            self.assertEqual(self.box.status["video_status"], "")
             wait_until(lambda: self.box.mirror["video_connected"], "the record follows")
             self.assertNotIn("video disconnected", self.box.log.lines)
         finally:
@@ -160,7 +160,7 @@ class VideoLink(BoxTestCase):
         app.record(bytes.fromhex("06010100000000"))
         wait_until(lambda: forwarded() == "1\n", "forwarding comes back")
         self.assertEqual(self.box.status["video_connected"], 0)
-        self.assertEqual(self.box.status["video_status_text"], "video disconnected")
+        self.assertEqual(self.box.status["video_status"], "video disconnected")
         self.box.await_pass()
         told = [line for line in self.box.log.lines[start:] if line.startswith("video ")]
         self.assertEqual(told, ["video connected", "video disconnected"])

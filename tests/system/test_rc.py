@@ -114,7 +114,7 @@ class Flight(BoxTestCase):
         self.move("pan", HIGH, FULL)
         for enabled, names in (("0", (STOP, "gimbal speed 8,0")), ("1", (FULL,))):
             app.command(cmd="updateparam", name="rcin_enabled", value=enabled)
-            wait_until(lambda: not self.box.status["rc_state"], "the receiver has to start anew")
+            wait_until(lambda: not self.box.status["rc_receiver_state"], "the receiver has to start anew")
             self.sticks.refresh()
             app.command(cmd="position", param="moverel", value1="8", value2="0")
             for name in names:

@@ -19,7 +19,7 @@ class Robustness(BoxTestCase):
     def setUp(self) -> None:
         with App() as app:
             app.message()
-        wait_until(lambda: self.box.status["app_clients"] == 0, "no app is left")
+        wait_until(lambda: self.box.status["app_client_count"] == 0, "no app is left")
         self.note_idle_threads()
         self.before = (self.box.threads(), self.box.descriptors())
 
@@ -61,7 +61,7 @@ class Robustness(BoxTestCase):
             self.assertLess(self.box.resident_kilobytes(), resident + GROWTH_KILOBYTES)
         self.finish_commands()
         self.box.await_pass()  # the count is as old as the last sweep
-        wait_until(lambda: self.box.status["app_clients"] == 0, "the last garbage app is gone")
+        wait_until(lambda: self.box.status["app_client_count"] == 0, "the last garbage app is gone")
         self.assert_steady()
 
     def flood(self) -> int:

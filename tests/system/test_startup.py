@@ -32,7 +32,7 @@ class Start(unittest.TestCase):
         box.printed.wait_for("\033[1;37mFieldrelaybox v.0.20.2\033[0m")
         self.assertEqual([line for line in box.log.lines if line.startswith("Init")], START_LINES)
         self.assertEqual(box.status.raw[:15], b"\x01Fieldrelaybox\0")
-        self.assertEqual(box.status["version"], "v.0.20.2")
+        self.assertEqual(box.status["version_text"], "v.0.20.2")
         self.assertEqual((HUD_MEM.stat().st_size, CONFIG_MEM.stat().st_size), (1936, 3256))
         self.assertEqual([place.stat().st_mode & 0o777 for place in (HUD_MEM, CONFIG_MEM)],
                          [0o600, 0o600])
@@ -43,7 +43,7 @@ class Start(unittest.TestCase):
         box = self.start((DATA / "every_key.conf").read_bytes())
         self.assert_record(box, "every_key.record.hex")
         self.assertEqual(box.status.raw[570:575], bytes((1, 0, 1, 1, 1)))
-        self.assertEqual(bytes(box.status["channel_functions"]), load_hex("every_key.channels.hex"))
+        self.assertEqual(bytes(box.status["channel_function"]), load_hex("every_key.channels.hex"))
         for unusable in (14, 19, 43, 72):
             told = [line for line in box.log.lines if f"line {unusable}" in line]
             self.assertEqual(len(told), 1, f"line {unusable}")
@@ -52,7 +52,7 @@ class Start(unittest.TestCase):
         for settings, name in ((None, "nofile"), ("", "empty_text")):
             with self.subTest(name), Box(settings) as box:
                 self.assert_record(box, f"{name}.record.hex")
-                self.assertEqual(box.status["channel_functions"], [0] * 32)
+                self.assertEqual(box.status["channel_function"], [0] * 32)
 
     def test_overlay_options_one_by_one(self) -> None:
         for name, place in (("osd_enabled", 570), ("hud_enabled", None),
@@ -88,7 +88,7 @@ class Start(unittest.TestCase):
         with box:
             self.assertEqual(HUD_MEM.stat().st_size, STATUS_BLOCK.size)
             self.assertTrue([line for line in box.log.lines if "hud_mem" in line])
-            self.assertEqual(box.status["started"], 1)
+            self.assertEqual(box.status["daemon_started"], 1)
 
     def test_an_unusable_region_ends_the_start(self) -> None:
         for place in (HUD_MEM, CONFIG_MEM):

@@ -45,7 +45,7 @@ class RcSticks:
 
     def functions(self) -> dict[str, int]:
         """The channel number, from 1, of every function that has one."""
-        table = self._block["channel_functions"]
+        table = self._block["channel_function"]
         if not any(table):
             return {}  # the box has not read its channel map yet
         found: dict[str, int] = {}
@@ -99,7 +99,7 @@ class RcSticks:
         offset = STATUS_BLOCK.fields["rc_channels"].offset
         for channel, value in self._values.items():
             struct.pack_into("<H", self._block.raw, offset + 2 * (channel - 1), value)
-        self._block["rc_state"] = LOST if self._lost else RECEIVING
+        self._block["rc_receiver_state"] = LOST if self._lost else RECEIVING
 
     def close(self) -> None:
         self._lost = True

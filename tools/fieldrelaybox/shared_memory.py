@@ -1,7 +1,8 @@
-"""The two shared-memory regions of the box, by name.
+"""The shared-memory regions of the box, by name.
 
 `/hud_mem` is the status block, `/config_mem` the configuration record. Both are little-endian
-byte layouts without a header; pad and unnamed bytes are reached through `Region.raw`.
+byte layouts without a header; pad and unnamed bytes are reached through `Region.raw`. Names,
+offsets and kinds are those of include/fieldrelaybox/, which is not there on the box.
 """
 
 from __future__ import annotations
@@ -17,19 +18,35 @@ SHARED_MEMORY_DIRECTORY = Path("/dev/shm")
 
 
 @dataclass(frozen=True)
-class Field:
-    offset: int
-    name: str
-    format: str
-    """'20s' is a NUL-terminated text, '32B' and the like a list, a single letter a number."""
+class Structure:
+    """Members one behind the other, without gaps."""
+
+    members: tuple[tuple[str, "Kind"], ...]
 
     @property
     def size(self) -> int:
-        return struct.calcsize("<" + self.format)
+        return sum(size_of(kind) for _, kind in self.members)
+
+
+Kind = str | Structure
+"""'20s' is a NUL-terminated text, '32B' and the like a list, a single letter a number."""
+
+
+def size_of(kind: Kind) -> int:
+    return struct.calcsize("<" + kind) if isinstance(kind, str) else kind.size
+
+
+@dataclass(frozen=True)
+class Field:
+    offset: int
+    name: str
+    kind: Kind
+    count: int = 0
+    """Of structures in a list; 0 is one that is none."""
 
     @property
-    def is_text(self) -> bool:
-        return self.format.endswith("s")
+    def size(self) -> int:
+        return size_of(self.kind) * max(self.count, 1)
 
 
 @dataclass(frozen=True)
@@ -39,49 +56,43 @@ class Layout:
     fields: dict[str, Field]
 
 
-def _layout(name: str, size: int, rows: tuple[tuple[int, str, str], ...]) -> Layout:
-    fields = {row[1]: Field(row[0], row[1], row[2]) for row in rows}
-    end = 0
-    for entry in sorted(fields.values(), key=lambda item: item.offset):
-        if entry.offset < end:
-            raise ValueError(f"{name}: {entry.name} overlaps the field before it")
-        end = entry.offset + entry.size
-    if end > size or len(fields) != len(rows):
-        raise ValueError(f"{name}: a field lies outside or a name stands twice")
-    return Layout(name, size, fields)
+def _layout(name: str, size: int, rows: tuple[tuple[Any, ...], ...]) -> Layout:
+    return Layout(name, size, {row[1]: Field(*row) for row in rows})
 
+
+ATTITUDE_ANGLE = Structure((("radians", "d"), ("sine", "d"), ("cosine", "d")))
 
 STATUS_BLOCK = _layout("hud_mem", 1936, (
-    (0, "started", "B"),
+    (0, "daemon_started", "B"),
     (1, "product_name", "14s"),
-    (129, "link_state_129", "B"),
-    (132, "app_clients", "B"),
-    (133, "link_state_133", "B"),
-    (134, "link_state_134", "B"),
+    (129, "link_byte_129", "B"),
+    (132, "app_client_count", "B"),
+    (133, "link_byte_133", "B"),
+    (134, "link_byte_134", "B"),
     (135, "video_connected", "B"),
     (136, "camera_disabled", "B"),
     (137, "show_channels", "B"),
-    (140, "video_status_text", "32s"),
-    (172, "telemetry_status_text", "32s"),
-    (208, "a_radians", "d"), (216, "a_sine", "d"), (224, "a_cosine", "d"),
-    (232, "b_radians", "d"), (240, "b_sine", "d"), (248, "b_cosine", "d"),
-    (256, "c_radians", "d"), (264, "c_sine", "d"), (272, "c_cosine", "d"),
-    (550, "version", "20s"),
+    (140, "video_status", "32s"),
+    (172, "telemetry_status", "32s"),
+    (208, "attitude_a", ATTITUDE_ANGLE),
+    (232, "attitude_b", ATTITUDE_ANGLE),
+    (256, "attitude_c", ATTITUDE_ANGLE),
+    (550, "version_text", "20s"),
     (570, "osd_enabled", "B"),
     (571, "hud_enabled", "B"),
     (572, "internal_camera_enabled", "B"),
     (573, "internal_camera_fullscreen", "B"),
     (574, "focus_assistant_enabled", "B"),
-    (656, "b_text", "10s"),
-    (666, "c_text", "10s"),
-    (676, "a_text", "10s"),
+    (656, "attitude_b_text", "10s"),
+    (666, "attitude_c_text", "10s"),
+    (676, "attitude_a_text", "10s"),
     (686, "attitude_updating", "B"),
-    (688, "half_688", "d"),
-    (696, "half_696", "d"),
-    (704, "command", "127s"),
-    (831, "rc_state", "B"),
+    (688, "focus_point_x", "d"),
+    (696, "focus_point_y", "d"),
+    (704, "command_field", "127s"),
+    (831, "rc_receiver_state", "B"),
     (834, "rc_channels", "32H"),
-    (898, "channel_functions", "32B"),
+    (898, "channel_function", "32B"),
     (1000, "camera_flags", "I"), (1004, "card_size", "I"), (1008, "card_free", "I"),
     (1012, "photos_left", "I"), (1016, "recording_time_left", "I"), (1020, "iso_actual", "I"),
     (1024, "recording_time", "H"), (1026, "aperture", "H"), (1028, "aperture_actual", "H"),
@@ -94,13 +105,13 @@ STATUS_BLOCK = _layout("hud_mem", 1936, (
     (1055, "white_balance_temperature", "B"), (1056, "video_resolution_code", "B"),
     (1057, "video_rate_code", "B"), (1058, "focus_mode", "B"), (1059, "battery_percent", "B"),
     (1060, "rc_menu_active", "B"),
-    (1648, "value_1648", "I"),
+    (1648, "camera_value_1648", "I"),
     (1662, "gimbal_status", "B"),
-    (1699, "manual_focus_capability", "B"),
+    (1699, "manual_focus_capable", "B"),
     (1729, "af_unlimited", "B"),
-    (1864, "work_mode", "B"),
-    (1881, "state_1881", "B"),
-    (1882, "state_1882", "B"),
+    (1864, "camera_work_mode", "B"),
+    (1881, "camera_flag_1881", "B"),
+    (1882, "camera_flag_1882", "B"),
     (1886, "timelapse_interval", "H"),
     (1888, "timelapse_duration", "H"),
 ))
@@ -126,7 +137,7 @@ CONFIG_RECORD = _layout("config_mem", 3256, (
     (46, "rc_input_map", "512s"),
     (560, "rc_input_speed_pan", "i"),
     (564, "rc_input_speed_tilt", "i"),
-    (568, "rc_input_speed_roll", "i"),
+    (568, "roll_speed", "i"),
     (572, "rc_input_inverse_pan", "i"),
     (576, "rc_input_inverse_tilt", "i"),
     (580, "rc_input_exp", "B"),
@@ -164,7 +175,7 @@ CONFIG_RECORD = _layout("config_mem", 3256, (
     (3109, "version", "20s"),
     (3129, "always_one", "B"),
     (3131, "camera_link_ssid", "40s"),
-    (3172, "client_id", "I"),
+    (3172, "server_client_id", "I"),
     (3176, "server_enabled", "B"),
     (3177, "server_host", "16s"),
     (3196, "server_port", "i"),
@@ -175,20 +186,18 @@ CONFIG_RECORD = _layout("config_mem", 3256, (
 
 
 class Region:
-    """A mapped region. `with Region(STATUS_BLOCK) as block: block["app_clients"]`."""
+    """A mapped region. `with Region(STATUS_BLOCK) as block: block["app_client_count"]`."""
 
-    def __init__(self, layout: Layout, directory: Path = SHARED_MEMORY_DIRECTORY,
-                 create: bool = False) -> None:
+    def __init__(self, layout: Layout, read_only: bool = False) -> None:
         self.layout = layout
-        path = directory / layout.name
-        handle = os.open(path, os.O_RDWR | (os.O_CREAT if create else 0), 0o600)
+        path = SHARED_MEMORY_DIRECTORY / layout.name
+        handle = os.open(path, os.O_RDONLY if read_only else os.O_RDWR)
         try:
             size = os.fstat(handle).st_size
             if size < layout.size:
-                if not create:
-                    raise OSError(f"{path} has {size} bytes, {layout.size} are needed")
-                os.ftruncate(handle, layout.size)
-            self.raw = mmap.mmap(handle, layout.size)
+                raise OSError(f"{path} has {size} bytes, {layout.size} are needed")
+            access = mmap.ACCESS_READ if read_only else mmap.ACCESS_WRITE
+            self.raw = mmap.mmap(handle, layout.size, access=access)
         finally:
             os.close(handle)
 
@@ -213,7 +222,7 @@ class Region:
 
         The box takes the field as soon as its first byte is not zero.
         """
-        entry = self.layout.fields["command"]
+        entry = self.layout.fields["command_field"]
         encoded = text.encode()
         if not 0 < len(encoded) <= entry.size:
             raise ValueError(f"a command has 1 to {entry.size} bytes, not {len(encoded)}")
@@ -222,30 +231,36 @@ class Region:
         self.raw[entry.offset] = padded[0]
 
 
+def decode(kind: Kind, block: bytes | mmap.mmap, offset: int) -> Any:
+    if isinstance(kind, Structure):
+        values = {}
+        for name, member in kind.members:
+            values[name] = decode(member, block, offset)
+            offset += size_of(member)
+        return values
+    found = struct.unpack_from("<" + kind, block, offset)
+    if kind.endswith("s"):
+        return found[0].split(b"\0", 1)[0].decode("utf-8", "replace")
+    return found[0] if len(found) == 1 else list(found)
+
+
 def decode_field(entry: Field, block: bytes | mmap.mmap) -> Any:
-    values = struct.unpack_from("<" + entry.format, block, entry.offset)
-    if entry.is_text:
-        return values[0].split(b"\0", 1)[0].decode("utf-8", "replace")
-    return values[0] if len(values) == 1 else list(values)
+    if entry.count == 0:
+        return decode(entry.kind, block, entry.offset)
+    return [decode(entry.kind, block, entry.offset + i * size_of(entry.kind))
+            for i in range(entry.count)]
 
 
 def encode_field(entry: Field, value: Any) -> bytes:
-    """Bytes of a value; a text is cut so that its terminating NUL fits."""
-    if entry.is_text:
+    """Bytes of a value that is no structure; a text is cut so that its terminating NUL fits."""
+    if not isinstance(entry.kind, str):
+        raise ValueError(f"{entry.name} is a structure")
+    if entry.kind.endswith("s"):
         encoded = value if isinstance(value, bytes) else str(value).encode()
         return encoded[:entry.size - 1].ljust(entry.size, b"\0")
     values = value if isinstance(value, (list, tuple)) else (value,)
-    return struct.pack("<" + entry.format, *values)
+    return struct.pack("<" + entry.kind, *values)
 
 
 def decode_all(layout: Layout, block: bytes | mmap.mmap) -> dict[str, Any]:
     return {name: decode_field(entry, block) for name, entry in layout.fields.items()}
-
-
-def build_config_record(**settings: Any) -> bytes:
-    """The 3256 bytes that hold just these settings; everything else is zero."""
-    record = bytearray(CONFIG_RECORD.size)
-    for name, value in settings.items():
-        entry = CONFIG_RECORD.fields[name]
-        record[entry.offset:entry.offset + entry.size] = encode_field(entry, value)
-    return bytes(record)
