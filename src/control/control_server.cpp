@@ -48,14 +48,15 @@ void start_command(Bytes payload) {
     static LogLimit drop_limit;
     const auto* characters = reinterpret_cast<const char*>(payload.data());
     const std::size_t length = strnlen(characters, payload.size());
-    if (length > longest_command && may_log(cut_limit, millisecond_clock()))
-        log_warning("command cut to %zu characters", longest_command);
+    if (length > longest_command)
+        log_limited_warning(cut_limit, millisecond_clock(), "command cut to %zu characters",
+                            longest_command);
     // Given back however the command ends, and also when there is no memory for the slot.
     const int workers_before = command_workers.fetch_add(1);
     const std::shared_ptr<void> slot(nullptr, [](void*) { command_workers.fetch_sub(1); });
     if (workers_before >= command_worker_limit) {
-        if (may_log(drop_limit, millisecond_clock()))
-            log_warning("command dropped: %d commands are still running", command_worker_limit);
+        log_limited_warning(drop_limit, millisecond_clock(),
+                            "command dropped: %d commands are still running", command_worker_limit);
         return;
     }
     std::string text(characters, std::min(length, longest_command));

@@ -76,6 +76,15 @@ std::string_view for_journal(std::string_view prefix) {
     return is_read_by_the_journal(STDERR_FILENO) ? prefix : "";
 }
 
+bool may_log(LogLimit& limit, std::uint32_t now) {
+    constexpr std::int32_t interval_ms = 1000;
+    const std::uint32_t last = limit.last_ms.load(std::memory_order_relaxed);
+    if (limit.used.exchange(true, std::memory_order_relaxed) && !has_passed(now, last, interval_ms))
+        return false;
+    limit.last_ms.store(now, std::memory_order_relaxed);
+    return true;
+}
+
 } // namespace
 
 void log_line(const char* format, ...) {
@@ -107,12 +116,19 @@ void print_line(const char* format, ...) {
     va_end(arguments);
 }
 
-bool may_log(LogLimit& limit, std::uint32_t now) {
-    const std::uint32_t last = limit.last_ms.load(std::memory_order_relaxed);
-    if (limit.used.exchange(true, std::memory_order_relaxed) && !has_passed(now, last, 1000))
-        return false;
-    limit.last_ms.store(now, std::memory_order_relaxed);
-    return true;
+void log_limited_warning(LogLimit& limit, std::uint32_t now, const char* format, ...) {
+    if (!may_log(limit, now)) {
+        limit.left_out.fetch_add(1, std::memory_order_relaxed);
+        return;
+    }
+    std::string line = format;
+    if (const std::uint32_t count = limit.left_out.exchange(0, std::memory_order_relaxed);
+        count > 0)
+        line += " (" + std::to_string(count) + " more left out)";
+    va_list arguments;
+    va_start(arguments, format);
+    format_line(STDERR_FILENO, for_journal(warning_prefix), line.c_str(), arguments);
+    va_end(arguments);
 }
 
 } // namespace fieldrelaybox

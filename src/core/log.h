@@ -16,13 +16,16 @@ namespace fieldrelaybox {
 // Writes one line to standard output in a single write.
 [[gnu::format(printf, 1, 2)]] void print_line(const char* format, ...);
 
-// For events that can repeat endlessly: lets one line through per second.
+// For events that can repeat endlessly: one limit per kind of line.
 struct LogLimit {
     std::atomic<bool> used{false};
     std::atomic<std::uint32_t> last_ms{0};
+    std::atomic<std::uint32_t> left_out{0}; // since the last line
 };
 
-// True when the line guarded by limit may be logged now (millisecond clock).
-bool may_log(LogLimit& limit, std::uint32_t now);
+// A warning of which at most one per second (millisecond clock) is written. It tells how many like
+// it were left out since the last one.
+[[gnu::format(printf, 3, 4)]] void log_limited_warning(LogLimit& limit, std::uint32_t now,
+                                                       const char* format, ...);
 
 } // namespace fieldrelaybox

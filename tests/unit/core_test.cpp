@@ -45,12 +45,13 @@ TEST(Text, copies_are_cut_and_leave_no_old_characters) {
     EXPECT_STREQ(field.data(), "longe");
 }
 
-TEST(Log, limit_lets_one_line_through_per_second) {
+TEST(Log, limit_lets_one_line_through_per_second_and_tells_of_the_others) {
+    testing::internal::CaptureStderr();
     LogLimit limit;
-    EXPECT_TRUE(may_log(limit, 0xFFFFFFF0));
-    EXPECT_FALSE(may_log(limit, 0xFFFFFFF0 + 999));
-    EXPECT_TRUE(may_log(limit, 0xFFFFFFF0 + 1000));
-    EXPECT_FALSE(may_log(limit, 0xFFFFFFF0 + 1001));
+    for (const std::uint32_t after : {0U, 1U, 999U, 1000U, 1001U, 2000U, 3000U})
+        log_limited_warning(limit, 0xFFFFFFF0 + after, "at %u", after);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "at 0\nat 1000 (2 more left out)\nat 2000 (1 more left out)\nat 3000\n");
 }
 
 TEST(Log, lines_have_priorities_in_the_journal_alone) {

@@ -139,9 +139,9 @@ void playback_command(const char* word) {
         return;
     SequenceTurn& turn = sequence_turn();
     if (!turn.lock_unless_crowded()) {
-        if (may_log(drop_limit, millisecond_clock()))
-            log_warning("playback command dropped: %d commands wait for their turn",
-                        SequenceTurn::waiting_capacity);
+        log_limited_warning(drop_limit, millisecond_clock(),
+                            "playback command dropped: %d commands wait for their turn",
+                            SequenceTurn::waiting_capacity);
         return;
     }
     const std::lock_guard held(turn, std::adopt_lock);
