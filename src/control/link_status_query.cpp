@@ -15,7 +15,6 @@ namespace fieldrelaybox {
 namespace {
 
 constexpr std::size_t longest_line = 98;
-constexpr std::chrono::milliseconds patience{1000};
 constexpr std::chrono::seconds report_lifetime{10};
 
 struct Report {
@@ -55,7 +54,8 @@ bool has_report_for(const std::string& interface_name) {
 
 } // namespace
 
-void query_link_status(const std::string& interface_name, LinkStatus& result) {
+void query_link_status(const std::string& interface_name, LinkStatus& result,
+                       std::chrono::milliseconds patience) {
     if (!is_shell_safe_name(interface_name))
         return;
     std::unique_lock lock(mutex);

@@ -2,6 +2,7 @@
 // are never handed to a shell: nothing is asked and nothing reported.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -35,9 +36,10 @@ struct LinkStatus {
 void read_link_status_line(std::string_view line, LinkStatus& status);
 
 // Fills result with what is reported for the interface; what is not reported stays as it was.
-// Waits for the tool for a second at most: a slower one goes on in the background, one at a time.
+// Waits for the tool for patience at most: a slower one goes on in the background, one at a time.
 // Meanwhile the last report for the same interface holds, for 10 s.
-void query_link_status(const std::string& interface_name, LinkStatus& result);
+void query_link_status(const std::string& interface_name, LinkStatus& result,
+                       std::chrono::milliseconds patience = std::chrono::seconds(1));
 
 // The first IPv4 address of the interface, dotted; nothing when it has none.
 std::optional<std::string> interface_address(const std::string& interface_name);

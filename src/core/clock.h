@@ -1,4 +1,5 @@
 // The daemon's clocks. All time-outs are differences of two millisecond_clock readings.
+// Unit tests link a clock of their own in place of clock.cpp.
 #pragma once
 
 #include <cstdint>

@@ -4,6 +4,7 @@
 #include "core/clock.h"
 #include "core/log.h"
 
+#include <atomic>
 #include <exception>
 #include <pthread.h>
 #include <thread>
@@ -11,10 +12,15 @@
 
 namespace fieldrelaybox {
 
+// Those started here that have not ended. Who takes away what a thread uses waits for its end
+// first.
+inline std::atomic<int> running_threads{0};
+
 // Runs body in a detached thread called name (at most 15 characters). No exception leaves the
 // thread: one that reaches its end is logged and ends the thread. Returns false, logged, when the
 // system cannot start a thread now.
 template<class Body> bool start_thread(const char* name, Body body) {
+    running_threads.fetch_add(1);
     try {
         std::thread([name, body = std::move(body)]() mutable {
             pthread_setname_np(pthread_self(), name);
@@ -23,8 +29,10 @@ template<class Body> bool start_thread(const char* name, Body body) {
             } catch (const std::exception& error) {
                 log_error("thread %s ended: %s", name, error.what());
             }
+            running_threads.fetch_sub(1);
         }).detach();
     } catch (const std::exception& error) {
+        running_threads.fetch_sub(1);
         log_error("cannot start thread %s: %s", name, error.what());
         return false;
     }

@@ -17,6 +17,7 @@
 #include "daemon/supervisor.h"
 #include "media/udp_clients.h"
 #include "unit/shell_recorder.h"
+#include "unit/test_clock.h"
 #include "unit/test_data.h"
 
 #include <future>
@@ -86,6 +87,10 @@ TEST_F(AppCommands, mirror_save_and_run_in_this_order) {
                 expect_mirror(item);
             if (command == save_commands[1])
                 file = saved_file(); // whole before the partition goes
+            if (command == "killall -q hud" && text(item, "name") == "hdmimode") {
+                // The display has settled by then.
+                EXPECT_EQ(test_clock::take_waits(), std::vector<std::int64_t>{1'000'000});
+            }
         };
         dispatch(text(item, "send"));
         EXPECT_EQ(shell_recorder::take_commands(), commands);
@@ -242,7 +247,7 @@ TEST_F(AppReplies, the_examples_of_the_documents_are_what_arrives) {
         "lens 59: distance infinite: far",       "histogram: rising",    "shooting 85: usual"};
     cJSON_ArrayForEach(item, member(data.get(), "vectors")) {
         if (examples.contains(text(item, "name")))
-            decode_camera_frame(from_hex(text(item, "frame")), 3'000'000'000);
+            decode_camera_frame(from_hex(text(item, "frame")), millisecond_clock());
     }
     std::fill(std::begin(block.rc_channels), std::end(block.rc_channels), std::uint16_t{1500});
     std::uint32_t last_report = 0;

@@ -88,28 +88,27 @@ TEST_F(CameraCommands, AFewWaitForTheirTurnAndAreServedInOrder) {
     turn.unlock();
 }
 
+// A receive buffer holds one batch.
 TEST_F(CameraCommands, OneSequenceNumberPerFrameOverAllSenders) {
     constexpr int rounds = 20;
     camera_builder_state().gimbal_hold = false;
-    {
-        const std::jthread exposure([] {
-            for (int i = 0; i < rounds; ++i)
-                set_iso(100);
-        });
-        const std::jthread moves([] {
-            for (int i = 0; i < rounds; ++i)
-                gimbal_move(i, i);
-        });
-        const std::jthread app([] {
-            for (int i = 0; i < rounds; ++i)
+    for (int batch = 0; batch < 20; ++batch) {
+        {
+            const auto repeat = [](const auto& command) {
+                return std::jthread([command] {
+                    for (int i = 0; i < rounds; ++i)
+                        command(i);
+                });
+            };
+            const std::jthread exposure = repeat([](int) { set_iso(100); });
+            const std::jthread moves = repeat([](int i) { gimbal_move(i, i); });
+            const std::jthread app = repeat([](int) {
                 handle(R"({"cmd":"focus","param":"point","value1":"0.5","value2":"0.5"})");
-        });
-        const std::jthread zoom([] {
-            for (int i = 0; i < rounds; ++i)
-                zoom_drive(1);
-        });
+            });
+            const std::jthread zoom = repeat([](int) { zoom_drive(1); });
+        }
+        ASSERT_EQ(camera.take_frames().size(), std::size_t{rounds} * (1 + 1 + 3 + 1));
     }
-    EXPECT_EQ(camera.take_frames().size(), std::size_t{rounds} * (1 + 1 + 3 + 1));
 }
 
 // Two threads that set the same level at once are one change.

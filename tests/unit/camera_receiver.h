@@ -3,6 +3,7 @@
 
 #include "camera/link/camera_link.h"
 #include "camera/link/frame.h"
+#include "core/threads.h"
 #include "unit/test_data.h"
 
 #include <optional>
@@ -15,7 +16,10 @@ public:
         fieldrelaybox::set_camera_address(camera_.address());
         link.connected = link.clock_sync = true;
     }
+    // Commands may have started threads, which use the camera's socket.
     ~CameraReceiver() {
+        EXPECT_TRUE(
+            test_data::await([this] { return fieldrelaybox::running_threads == threads_before_; }));
         fieldrelaybox::camera_link().connected = false;
         fieldrelaybox::camera_link().socket = -1;
     }
@@ -45,6 +49,7 @@ private:
         next_sequence_ = static_cast<std::uint8_t>(frame[6] + 1);
     }
 
+    const int threads_before_ = fieldrelaybox::running_threads;
     test_data::Receiver box_;
     test_data::Receiver camera_;
     std::optional<std::uint8_t> next_sequence_;

@@ -1,6 +1,5 @@
-// Clocks, texts, limits and the video watchdog.
+// Texts, limits and the video watchdog.
 #include "config/config_record.h"
-#include "core/clock.h"
 #include "core/log.h"
 #include "core/status_block.h"
 #include "core/text.h"
@@ -8,7 +7,6 @@
 
 #include <array>
 #include <cstdlib>
-#include <ctime>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,15 +14,6 @@
 using namespace fieldrelaybox;
 
 namespace {
-
-TEST(Clock, milliseconds_are_those_of_the_real_time_clock) {
-    const auto before = static_cast<std::uint64_t>(std::time(nullptr)) * 1000;
-    const std::uint32_t now = millisecond_clock();
-    EXPECT_GE(elapsed_ms(now, static_cast<std::uint32_t>(before)), 0);
-    EXPECT_LT(elapsed_ms(now, static_cast<std::uint32_t>(before)), 2000);
-    EXPECT_EQ(elapsed_ms(5, 0xFFFFFFFB), 10);
-    EXPECT_EQ(elapsed_ms(0xFFFFFFFB, 5), -10);
-}
 
 TEST(Text, numbers_are_cut_to_32_bits_and_names_for_the_shell_are_strict) {
     EXPECT_EQ(parse_decimal(" 12x"), 12);

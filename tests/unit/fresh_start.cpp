@@ -2,13 +2,16 @@
 // settings are saved to a temporary directory instead of the boot partition.
 #include "apps/app_clients.h"
 #include "apps/messages.h"
+#include "apps/server_link.h"
 #include "camera/link/camera_link.h"
 #include "camera/state/camera_state.h"
 #include "config/config_record.h"
 #include "config/config_saving.h"
 #include "core/status_block.h"
+#include "core/threads.h"
 #include "media/udp_clients.h"
 #include "unit/shell_recorder.h"
+#include "unit/test_clock.h"
 #include "unit/test_data.h"
 
 #include <gtest/gtest.h>
@@ -27,18 +30,25 @@ class FreshStart : public testing::EmptyTestEventListener {
         std::construct_at(&camera_builder_state());
         std::construct_at(&camera_link());
         set_message_socket(-1);
+        server_settings_changed();
         clear_app_clients();
         parse_udp_clients("");
+        test_clock::on_wait = nullptr;
+        test_clock::take_waits();
+        test_clock::begin_next_day();
         shell_recorder::on_command = nullptr;
         shell_recorder::outputs.clear();
         shell_recorder::take_commands();
         shell_recorder::take_unlimited_commands();
+        threads_before_ = running_threads;
     }
     void OnTestEnd(const testing::TestInfo& /*test*/) override {
+        EXPECT_TRUE(test_data::await([this] { return running_threads == threads_before_; }));
         std::filesystem::remove(saved_file_);
     }
 
     const std::string saved_file_ = test_data::temporary_path("saved.conf");
+    int threads_before_ = 0;
 };
 
 // GoogleTest's own main() runs the tests and takes ownership.

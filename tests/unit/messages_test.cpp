@@ -3,10 +3,10 @@
 #include "apps/messages.h"
 #include "config/config_record.h"
 #include "core/shared_access.h"
+#include "unit/full_stream.h"
 #include "unit/test_data.h"
 
 #include <set>
-#include <sys/ioctl.h>
 #include <thread>
 
 using namespace fieldrelaybox;
@@ -77,47 +77,6 @@ TEST_F(Messages, reach_the_apps_behind_one_that_cannot_be_reached) {
             EXPECT_EQ(app.take().size(), 1U);
     }
 }
-
-// A stream in place of the message socket takes the same calls, and they wait while it is full.
-struct FullStream {
-    FullStream() {
-        constexpr int small = 4096;
-        const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-        setsockopt(listener, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
-        setsockopt(sender, SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
-        sockaddr_in address = ipv4_address(loopback_address, 0);
-        socklen_t size = sizeof address;
-        auto* generic = reinterpret_cast<sockaddr*>(&address);
-        EXPECT_EQ(bind(listener, generic, size), 0);
-        EXPECT_EQ(listen(listener, 1), 0);
-        EXPECT_EQ(getsockname(listener, generic, &size), 0);
-        EXPECT_EQ(connect(sender, generic, size), 0);
-        receiver = accept(listener, nullptr, nullptr);
-        close(listener);
-    }
-    ~FullStream() {
-        close(sender);
-        close(receiver);
-    }
-    FullStream(const FullStream&) = delete;
-    FullStream& operator=(const FullStream&) = delete;
-    FullStream(FullStream&&) = delete;
-    FullStream& operator=(FullStream&&) = delete;
-
-    ByteVector take(std::size_t size) const {
-        ByteVector bytes(size);
-        EXPECT_EQ(recv(receiver, bytes.data(), size, MSG_WAITALL), static_cast<ssize_t>(size));
-        return bytes;
-    }
-    int waiting_bytes() const {
-        int count = 0;
-        ioctl(receiver, FIONREAD, &count);
-        return count;
-    }
-
-    int sender = ::socket(AF_INET, SOCK_STREAM, 0);
-    int receiver = -1;
-};
 
 TEST_F(Messages, of_status_are_dropped_while_media_is_being_sent_and_go_out_again_after) {
     const FullStream stream;

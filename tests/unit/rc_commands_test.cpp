@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <filesystem>
 #include <limits>
 #include <mutex>
 #include <thread>
@@ -23,23 +22,7 @@ namespace {
 
 using Action = RcAction;
 
-std::ptrdiff_t thread_count() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
-}
-
 struct RcCommandsTest : testing::Test {
-    // A sanitizer starts a thread of its own with the first one.
-    RcCommandsTest() {
-        std::thread([] {}).join();
-        threads_before = thread_count();
-    }
-
-    // The threads that the commands started may still be at the camera's socket.
-    void TearDown() override {
-        EXPECT_TRUE(test_data::await([this] { return thread_count() == threads_before; }));
-    }
-
-    std::ptrdiff_t threads_before = 0;
     CameraReceiver camera;
 };
 

@@ -7,6 +7,7 @@
 #include "camera/state/data_watchdog.h"
 #include "camera/state/telemetry_receiver.h"
 #include "config/config_record.h"
+#include "core/clock.h"
 #include "core/status_block.h"
 #include "unit/shell_recorder.h"
 #include "unit/test_data.h"
@@ -122,9 +123,7 @@ struct Telemetry : testing::Test {
         return item;
     }
 
-    // As today: above 2^31, so that a zero stamp would look like the far future. Runs on from test
-    // to test, as the receiver's limits do.
-    static inline std::uint32_t now = 3'900'000'000;
+    std::uint32_t now = millisecond_clock();
     Receiver box;
     Receiver camera;
     Receiver app;
