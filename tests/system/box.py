@@ -7,12 +7,14 @@ happen, and fails with the daemon's log when it does not.
 
 from __future__ import annotations
 
+import ctypes
 import json
 import os
 import re
 import shlex
 import signal
 import socket
+import stat
 import struct
 import subprocess
 import sys
@@ -48,6 +50,7 @@ SANITIZED = any(word in Path(DAEMON).read_bytes() for word in (b"__asan_init", b
 MEMORY_IS_ITS_OWN = not SANITIZED and not RUNNER
 """Sanitizers and emulators add memory of theirs to the daemon's."""
 RESIDENT_PAGES = 1
+PIDFD_GETFD = 438  # the same on every kind of processor
 FENCE = b"[77"
 """A test datagram that is printed, and is too short to be sent to the camera."""
 UNTOLD = ("[stand-in]", "test command", "command cut", "config request",
@@ -227,6 +230,32 @@ class Box:
             clock = self.mirror["clock"]
             wait_until(lambda: self.mirror["clock"] != clock, "a supervisor pass ends")
 
+    def fence(self) -> None:
+        """Return when everything sent to the app port before was taken from it."""
+        printed = len(self.printed.lines)
+        send(FENCE, app_protocol.PORT)
+        self.printed.wait_for("77 ", printed)
+
+    def socket_at(self, port: int) -> socket.socket:
+        """The daemon's own socket that is bound to the port."""
+        process = os.pidfd_open(self.process.pid)
+        try:
+            for name in os.listdir(f"/proc/{self.process.pid}/fd"):
+                descriptor = ctypes.CDLL(None, use_errno=True).syscall(
+                    PIDFD_GETFD, process, int(name), 0)
+                if descriptor < 0:
+                    raise OSError(ctypes.get_errno(), "pidfd_getfd")
+                if stat.S_ISSOCK(os.fstat(descriptor).st_mode):
+                    found = socket.socket(fileno=descriptor)
+                    if found.family == socket.AF_INET and found.getsockname()[1] == port:
+                        return found
+                    found.close()
+                else:
+                    os.close(descriptor)
+        finally:
+            os.close(process)
+        raise AssertionError(f"no socket at port {port}")
+
     def threads(self) -> int:
         return len(os.listdir(f"/proc/{self.process.pid}/task"))
 
@@ -255,6 +284,8 @@ class Receiver:
         self.sender: tuple[str, int] = ("", 0)
         self.arrival = 0
         """Nanoseconds at which the last datagram reached the socket."""
+        self.taken: list[bytes] = []
+        """Everything received so far, whoever asked for it."""
 
     def receive(self, timeout: float = TIMEOUT) -> bytes:
         data = self.poll(timeout)
@@ -270,9 +301,11 @@ class Receiver:
             return None
         seconds, nanoseconds = struct.unpack("qq", ancillary[0][2])
         self.arrival = seconds * 1_000_000_000 + nanoseconds
+        self.taken.append(data)
         return data
 
     def drain(self) -> list[bytes]:
+        """What has come since somebody last asked; `taken` has the rest."""
         return list(iter(self.poll, None))
 
     def close(self) -> None:
@@ -319,7 +352,7 @@ class App(Receiver):
 
     def message(self, wanted: Callable[[Message], bool] = lambda _: True,
                 timeout: float = TIMEOUT) -> Message:
-        """The next message that fits; what came before it is dropped."""
+        """The next message that fits; what came before it is passed over."""
         end = time.monotonic() + timeout
         while (left := end - time.monotonic()) > 0:
             message = app_protocol.parse_message(self.poll(left) or b"")
@@ -329,6 +362,12 @@ class App(Receiver):
 
     def payload(self, kind: int) -> bytes:
         return self.message(lambda message: message.kind == kind).payload
+
+    def media(self) -> list[tuple[int, bytes]]:
+        """Kind and payload of all video and audio so far, passed over or not."""
+        self.drain()
+        messages = filter(None, map(app_protocol.parse_message, self.taken))
+        return [(it.kind, it.payload) for it in messages if it.kind != app_protocol.RECORD]
 
     def record(self, payload: bytes) -> Message:
         """Wait for exactly this record; on failure tell the last one of its code."""
@@ -349,7 +388,9 @@ class Camera(SimulatedCamera):
     """A simulated camera; a quiet one pushes only what a test tells it to."""
 
     def __init__(self, at: Box, quiet: bool = False) -> None:
-        super().__init__(pushes=not quiet)
+        self.seen: list[Received] = []
+        """Everything received so far, whoever asked for it."""
+        super().__init__(pushes=not quiet, on_received=self.seen.append)
         self.at, self._lines_before = at, len(at.log.lines)
 
     def connect(self) -> None:
@@ -421,9 +462,7 @@ class BoxTestCase(unittest.TestCase):
 
     def finish_commands(self) -> None:
         """Return when everything sent so far was taken and every command has ended."""
-        printed = len(self.box.printed.lines)
-        send(FENCE, app_protocol.PORT)
-        self.box.printed.wait_for("77 ", printed)
+        self.box.fence()
         wait_until(lambda: self.box.threads() == self.idle_threads, "the commands end")
 
     def log_since(self, start: int, count: int) -> list[str]:

@@ -4,7 +4,7 @@ import time
 import unittest
 from pathlib import Path
 
-from box import App, BoxTestCase, TIMEOUT, frames, wait_until
+from box import App, BoxTestCase, TIMEOUT, app_protocol, frames, wait_until
 from fieldrelaybox.rc_sticks import CENTRE, HIGH, LOW, RcSticks
 
 MAP = ("pan,tilt,record-shot,center,orient-lock,osd,iso,zoom,digital-zoom2,menu,intcamera,roll,"
@@ -67,11 +67,13 @@ class Flight(BoxTestCase):
         self.move("pan", HIGH, FULL)
         self.sticks.lose()
         self.expect(STOP, "zoom drive stop", "zoom drive stop, again")
+        lost = len(self.rc.seen)
         self.sticks.centre()
         self.sticks.set("iso", HIGH)
         self.sticks.recover()
         self.see_starting_positions()
-        self.assertEqual([got.name for got in self.rc.drain()], [])  # not where a knob rests
+        names = {got.name for got in self.rc.seen[lost:]}
+        self.assertEqual(names, {"gimbal speed 0,-500", STOP})  # not where a knob rests
 
     def test_app_moves_are_carried_on(self) -> None:
         self.sticks.lose()
@@ -94,14 +96,35 @@ class Flight(BoxTestCase):
             self.last = self.rc.wait_for(lambda got: got.name == "gimbal set angle 300,400").name
             self.move("roll", LOW, "roll horizont -1")  # no stop before; and no roll speed was set
             self.sticks.set("roll", CENTRE)
-            app.command(cmd="position", param="moverel", value1="6", value2="0")
-            self.expect("gimbal speed 6,0")
+            for _ in range(2):  # the same speed ends the hold all the same
+                app.command(cmd="position", param="moverel", value1="6", value2="0")
+                self.expect("gimbal speed 6,0")
+                app.send(app_protocol.gimbal_motion(0, 100, 200))
+                self.expect("gimbal set angle 100,200")
+            app.command(cmd="position", param="moverel", value1="7", value2="0")
+            self.expect("gimbal speed 7,0")
         self.expect(STOP)  # with the app went its move
         app = App(data_only=True)
         self.addCleanup(app.close)
         app.register()
         app.command(cmd="position", param="moverel", value1="7", value2="0")
         self.expect("gimbal speed 7,0", STOP)  # it is silent: its time is over
+
+    def test_a_zoom_step_belongs_to_who_wrote_it_last(self) -> None:
+        def level(at_most: int = 100) -> int:
+            return int(self.rc.wait_for(lambda got: got.name.startswith("set zoom ") and
+                                        int(got.name.split()[2]) <= at_most).name.split()[2])
+        app = self.app(data_only=True)
+        app.command(cmd="zoom", param="80")
+        self.sticks.set("digital-zoom2", HIGH)
+        self.rc.wait_for(lambda got: got.name == "set zoom 90")
+        app.command(cmd="zoom", param="-2", value1="-1")
+        level(level() - 1)
+        self.sticks.lose()
+        level(level() - 5)  # goes on
+        app.command(cmd="zoom", param="-2", value1="0")
+        self.sticks.rest()
+        self.sticks.recover()
 
     def test_camera_away_and_rc_switched_off(self) -> None:
         app, start = self.app(data_only=True), len(self.box.log.lines)

@@ -58,7 +58,7 @@ def await_message(link: BoxLink, wanted: Callable[[Message], bool],
     raise AssertionError("no such message from the relay")
 
 
-class ThroughRelay(BoxTestCase):
+class Linked(BoxTestCase):
     settings = (f"camera_iface=\nserver_enabled=1\nserver_host={LOOPBACK}\nserver_port={PORT}\n"
                 "server_user=alice\nserver_pass=secret\nserver_devid=box-1\n")
 
@@ -75,6 +75,8 @@ class ThroughRelay(BoxTestCase):
         await_message(self.link, lambda got: (got.kind, got.client_id, got.payload) == wanted,
                       lambda: send(picture, 5000))
 
+
+class Restarts(Linked):
     def test_traffic_survives_a_restart_of_the_relay(self) -> None:
         self.link.find(REMEMBERED)
         _, client_id = self.relay.linked_box()
@@ -101,6 +103,8 @@ class ThroughRelay(BoxTestCase):
         self.box.log.wait_for(f"client id {client_id}", zero)
         self.assert_video_arrives(client_id, b"after")
 
+
+class ThroughRelay(Linked):
     def test_garbage_at_relay_and_box(self) -> None:
         self.link.find(REMEMBERED)
         port, client_id = self.relay.linked_box()

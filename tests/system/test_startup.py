@@ -1,11 +1,14 @@
 """Start-up: identity, shared memory, settings, ports, and what ends the start."""
 
+import signal
+import socket
+import struct
 import subprocess
 import unittest
 from pathlib import Path
 
-from box import (DATA, SHARED_MEMORY_DIRECTORY, STATUS_BLOCK, App, Box, Receiver, load_hex,
-                 mask_record, wait_until)
+from box import (DATA, SHARED_MEMORY_DIRECTORY, STATUS_BLOCK, App, Box, Receiver, app_protocol,
+                 frames, load_hex, mask_record, wait_until)
 
 HUD_MEM = SHARED_MEMORY_DIRECTORY / "hud_mem"
 CONFIG_MEM = SHARED_MEMORY_DIRECTORY / "config_mem"
@@ -14,9 +17,9 @@ START_LINES = ["Init video bridge", "Init transcode", "Init audio source", "Init
                "Init data source", "Init device discovery", "Init P2P client"]
 
 
-def hanging_children() -> list[bytes]:
+def hanging_children(seconds: int) -> int:
     found = subprocess.run(["ps", "-e", "-o", "args="], capture_output=True, check=True).stdout
-    return [line for line in found.splitlines() if line == b"sleep 4"]
+    return found.splitlines().count(b"sleep %d" % seconds)
 
 
 class Start(unittest.TestCase):
@@ -113,12 +116,31 @@ class Start(unittest.TestCase):
         first = Box()
         first.stand_ins.answer("ping", 0, seconds=4)
         first.start()
-        wait_until(hanging_children, "the probe hangs")
+        wait_until(lambda: hanging_children(4), "the probe hangs")
         first.process.terminate()
         first.process.wait()
         with Box():
-            self.assertEqual(len(hanging_children()), 1)
+            self.assertEqual(hanging_children(4), 1)
         first.await_exit()
+
+    def test_a_tool_that_hangs_is_ended_with_its_children(self) -> None:
+        box = Box()
+        box.stand_ins.answer("ping", 0, seconds=77)
+        with box:
+            wait_until(lambda: hanging_children(77), "the probe hangs")
+            box.log.wait_for('gave up on "ping', whole=False)
+            wait_until(lambda: not hanging_children(77), "nothing of it is left", 5)
+
+    def test_signals_and_time_limits(self) -> None:
+        box = self.start()
+        box.process.send_signal(signal.SIGPIPE)  # as when whoever reads the log goes away
+        for port, option, milliseconds in ((frames.BOX_PORT, socket.SO_SNDTIMEO, 100),
+                                           (app_protocol.PORT, socket.SO_SNDTIMEO, 100),
+                                           (app_protocol.PORT, socket.SO_RCVTIMEO, 100)):
+            with self.subTest(port, option=option), box.socket_at(port) as held:
+                time = held.getsockopt(socket.SOL_SOCKET, option, struct.calcsize("@ll"))
+                self.assertEqual(struct.unpack("@ll", time), (0, 1000 * milliseconds))
+        box.fence()  # it goes on
 
 
 if __name__ == "__main__":

@@ -6,6 +6,7 @@
 #include "control/app_commands.h"
 #include "control/server_client.h"
 #include "control/wifi.h"
+#include "core/clock.h"
 #include "core/text.h"
 #include "daemon/supervisor.h"
 #include "unit/shell_recorder.h"
@@ -140,6 +141,33 @@ TEST(Supervisor, probes_the_internet_on_every_tenth_pass) {
         }
     }
     EXPECT_EQ(probes, (std::vector{0, 10, 20, 30}));
+}
+
+TEST(Supervisor, posts_what_the_status_program_tells) {
+    const Receiver box;
+    const Receiver app;
+    set_message_socket(box.socket());
+    store_text(config_record().camera_iface, "wlan0");
+    Supervisor supervisor{};
+    const Json data = load_json("app_records.json");
+    const cJSON* item = nullptr;
+    cJSON_ArrayForEach(item, member(data.get(), "code9")) {
+        SCOPED_TRACE(text(item, "note"));
+        std::string& output = shell_recorder::outputs[link_command] = "";
+        for (const std::string& line : texts_of(member(item, "wlanstatus_lines")))
+            output += line + '\n';
+        add_app_client(endpoint_of(app.address()), true, millisecond_clock());
+        run_supervisor_pass(supervisor);
+        Texts records = app.take();
+        std::erase_if(records, [](const std::string& record) {
+            return record.substr(2 * message_header_size, 2) != "09";
+        });
+        ASSERT_EQ(records.size(), 1U);
+        EXPECT_EQ(records[0].substr(2 * message_header_size), text(item, "payload"));
+        EXPECT_EQ(to_hex({reinterpret_cast<const std::uint8_t*>(config_record().camera_link_ssid),
+                          sizeof ConfigRecord::camera_link_ssid}),
+                  text(item, "record_ssid_field_40"));
+    }
 }
 
 // As an app does.
