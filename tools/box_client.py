@@ -23,7 +23,8 @@ import sys
 import time
 from typing import BinaryIO, Callable
 
-from fieldrelaybox import app_protocol, camera_words, client_commands, settings_words, watch
+from fieldrelaybox import (
+    app_protocol, box_status, camera_words, client_commands, settings_words, watch)
 from fieldrelaybox.app_protocol import Message
 from fieldrelaybox.box_link import BoxLink, NoAnswer
 from fieldrelaybox.client_commands import NotDone
@@ -191,6 +192,14 @@ def add_wifi(parser: argparse.ArgumentParser) -> None:
     change.set_defaults(run=client_commands.run_wifi_set)
 
 
+def add_status(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("--json", action="store_true", help="print the whole record as JSON")
+    parser.epilog = ("Works on the box only. Counts begin at zero whenever the daemon starts; bytes"
+                     " are those in the\ndatagrams. blocked: not sent, the queue was full; failed:"
+                     " not sent for another reason.")
+    parser.set_defaults(run=box_status.run_status)
+
+
 def add_restart(parser: argparse.ArgumentParser) -> None:
     parser.add_argument("--no-wait", action="store_true", help="do not wait until it is back")
     parser.set_defaults(run=client_commands.run_restart)
@@ -202,6 +211,7 @@ SUBCOMMANDS: dict[str, tuple[str, Callable[[argparse.ArgumentParser], None]]] = 
     "config": ("show all settings of the box and how to change each", add_config),
     "set": ("change one setting", add_set),
     "wifi": ("look for networks, change the Wi-Fi links", add_wifi),
+    "status": ("on the box: what the daemon has received, sent, taken and refused", add_status),
     "restart": ("end the daemon; its start script starts it again", add_restart),
 }
 
@@ -212,7 +222,7 @@ def build_parser() -> argparse.ArgumentParser:
     commands = parser.add_subparsers(dest="subcommand", required=True, metavar="SUBCOMMAND")
     for name, (summary, add_arguments) in SUBCOMMANDS.items():
         command = commands.add_parser(name, help=summary, description=summary, formatter_class=raw)
-        if name != "wifi":
+        if name not in ("wifi", "status"):
             add_common(command)
         add_arguments(command)
         if name == "watch":

@@ -4,6 +4,7 @@
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/shared_access.h"
+#include "core/statistics.h"
 #include "core/status_block.h"
 
 #include <algorithm>
@@ -42,6 +43,17 @@ AppClient* find_client(const Endpoint& sender) {
     return found == table.end() ? nullptr : found;
 }
 
+// The counts of an entry of the table, which stand at the same place.
+PeerCount& count_of(const AppClient& client) {
+    return statistics().apps[&client - table.data()];
+}
+
+// table_mutex is held.
+void free_entry(AppClient& client) {
+    client = {};
+    leave_place(count_of(client));
+}
+
 // table_mutex is held.
 void table_changed() {
     table_version.fetch_add(1, std::memory_order_release);
@@ -57,6 +69,8 @@ int put_client(const Endpoint& sender, bool data_only, std::uint32_t now) {
         return 0;
     if (known == nullptr || known->data_only != data_only)
         table_changed();
+    if (known == nullptr)
+        take_place(count_of(*client), sender.address);
     *client = {sender, now, data_only};
     return known == nullptr ? 1 : 0;
 }
@@ -69,7 +83,7 @@ std::vector<Endpoint> drop_silent_clients(std::uint32_t now) {
         if (is_free(client) || elapsed_ms(now, client.last_seen) <= app_client_time_limit_ms)
             continue;
         lost.push_back(client.endpoint);
-        client = {};
+        free_entry(client);
         table_changed();
     }
     return lost;
@@ -91,7 +105,9 @@ void renew_targets(AppClientTargets& targets) {
             if (is_free(client))
                 continue;
             endpoints[targets.count] = client.endpoint;
-            targets.entries[targets.count++] = {client.endpoint.address, client.data_only, false};
+            targets.entries[targets.count++] = {client.endpoint.address,
+                                                static_cast<std::uint8_t>(&client - table.data()),
+                                                client.data_only, false};
         }
     }
     for (std::size_t i = 0; i < targets.count; ++i)
@@ -113,7 +129,7 @@ int remove_app_client(const Endpoint& sender) {
     AppClient* client = find_client(sender);
     if (client == nullptr)
         return 0;
-    *client = {};
+    free_entry(*client);
     table_changed();
     return 1;
 }
@@ -126,7 +142,7 @@ void sweep_app_clients(std::uint32_t now) {
 
 void clear_app_clients() {
     const std::lock_guard lock(table_mutex);
-    table.fill({});
+    std::for_each(table.begin(), table.end(), free_entry);
     table_changed();
 }
 
@@ -135,6 +151,16 @@ const AppClientTargets& app_client_targets() {
     if (targets.version != table_version.load(std::memory_order_acquire))
         renew_targets(targets);
     return targets;
+}
+
+void count_from_app(const sockaddr_in& sender, std::size_t bytes) {
+    const AppClientTargets& targets = app_client_targets();
+    for (std::size_t i = 0; i < targets.count; ++i) {
+        const AppClientTarget& app = targets.entries[i];
+        if (app.address.sin_addr.s_addr == sender.sin_addr.s_addr &&
+            app.address.sin_port == sender.sin_port)
+            count_received(statistics().apps[app.place].received, bytes);
+    }
 }
 
 void app_client_server_changed() {

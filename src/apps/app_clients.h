@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/sockets.h"
+#include "fieldrelaybox/statistics.h"
 
 #include <array>
 #include <cstddef>
@@ -10,7 +11,7 @@
 
 namespace fieldrelaybox {
 
-inline constexpr std::size_t app_client_capacity = 10;
+inline constexpr std::size_t app_client_capacity = FIELDRELAYBOX_STATISTICS_PEERS;
 inline constexpr std::int32_t app_client_time_limit_ms = 5000;
 
 // Returns 1 when a new entry was made (the app gets the one-byte reply), 0 when an entry was
@@ -28,6 +29,7 @@ void clear_app_clients();
 // What a sender of messages needs to know of one app.
 struct AppClientTarget {
     sockaddr_in address;
+    std::uint8_t place; // in the table and among the statistics' apps
     bool data_only;
     bool is_server; // stands for the remote server: goes through its link
 };
@@ -41,6 +43,9 @@ struct AppClientTargets {
 // The registered apps in table order, as a copy of the calling thread's own that is renewed only
 // when the table or the server settings changed. Valid until the thread's next call.
 const AppClientTargets& app_client_targets();
+
+// Counts one datagram of this many bytes for the app it came from, if that is registered.
+void count_from_app(const sockaddr_in& sender, std::size_t bytes);
 
 // To be called after the remote server's address changed, so that is_server is judged anew.
 void app_client_server_changed();

@@ -4,8 +4,10 @@
 #include "apps/server_link.h"
 #include "config/config_record.h"
 #include "core/shared_access.h"
+#include "core/statistics.h"
 
 #include <atomic>
+#include <span>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
@@ -31,14 +33,46 @@ MessageHeader make_header(MessageKind kind) {
     return header;
 }
 
+// One message for several apps, and each one's place among the statistics.
+struct Copies {
+    std::array<mmsghdr, app_client_capacity> messages;
+    std::array<std::uint8_t, app_client_capacity> places;
+    unsigned count;
+};
+
+void add_copy(Copies& copies, const AppClientTarget& target, std::span<iovec> parts) {
+    copies.places[copies.count] = target.place;
+    msghdr& message = copies.messages[copies.count++].msg_hdr;
+    message.msg_name = const_cast<sockaddr_in*>(&target.address);
+    message.msg_namelen = sizeof target.address;
+    message.msg_iov = parts.data();
+    message.msg_iovlen = parts.size();
+}
+
+// Both return how many copies they counted.
+unsigned count_sent_copies(const Copies& copies, unsigned first, unsigned sent) {
+    const std::size_t size = copies.messages[first].msg_len;
+    for (unsigned i = first; i < first + sent; ++i)
+        count_sent(statistics().apps[copies.places[i]].sent, static_cast<ssize_t>(size));
+    count(statistics().control_out.datagrams, sent);
+    count(statistics().control_out.bytes, sent * size);
+    return sent;
+}
+
+unsigned count_failed_copy(const Copies& copies, unsigned failed) {
+    count_sent(statistics().apps[copies.places[failed]].sent, -1);
+    count_sent(statistics().control_out, -1);
+    return 1;
+}
+
 // One system call for all recipients. It stops at one that cannot be reached; the next call starts
 // with that one, fails at once, and it is skipped.
-void send_all(std::array<mmsghdr, app_client_capacity>& messages, unsigned count) {
+void send_all(Copies& copies) {
     const int socket = message_socket.load(std::memory_order_relaxed);
-    unsigned done = 0;
-    while (done < count) {
-        const int sent = sendmmsg(socket, &messages[done], count - done, 0);
-        done += sent > 0 ? static_cast<unsigned>(sent) : 1;
+    for (unsigned done = 0; done < copies.count;) {
+        const int sent = sendmmsg(socket, &copies.messages[done], copies.count - done, 0);
+        done += sent > 0 ? count_sent_copies(copies, done, static_cast<unsigned>(sent))
+                         : count_failed_copy(copies, done);
     }
 }
 
@@ -47,25 +81,20 @@ void send_message(Bytes payload, MessageKind kind) {
     const AppClientTargets& targets = app_client_targets();
     std::array<iovec, 2> parts{{{const_cast<std::uint8_t*>(header.data()), header.size()},
                                 {const_cast<std::uint8_t*>(payload.data()), payload.size()}}};
-    std::array<mmsghdr, app_client_capacity> messages{};
-    unsigned count = 0;
-    bool to_server = false;
+    Copies copies{};
+    const AppClientTarget* server = nullptr;
     for (std::size_t i = 0; i < targets.count; ++i) {
         const AppClientTarget& target = targets.entries[i];
         if (target.data_only && kind != MessageKind::status)
             continue;
-        to_server = to_server || target.is_server;
         if (target.is_server)
-            continue;
-        msghdr& message = messages[count++].msg_hdr;
-        message.msg_name = const_cast<sockaddr_in*>(&target.address);
-        message.msg_namelen = sizeof target.address;
-        message.msg_iov = parts.data();
-        message.msg_iovlen = parts.size();
+            server = &target;
+        else
+            add_copy(copies, target, parts);
     }
-    send_all(messages, count);
-    if (to_server && load(config_record().server_client_id) != 0)
-        send_through_server(header, payload);
+    send_all(copies);
+    if (server != nullptr && load(config_record().server_client_id) != 0)
+        count_sent(statistics().apps[server->place].sent, send_through_server(header, payload));
 }
 
 } // namespace
@@ -101,8 +130,10 @@ void post_status_words(RecordCode code, std::int16_t first, std::int16_t second,
 }
 
 void send_to_app(Bytes bytes, const sockaddr_in& app) {
-    sendto(message_socket.load(std::memory_order_relaxed), bytes.data(), bytes.size(), 0,
-           reinterpret_cast<const sockaddr*>(&app), sizeof app);
+    const ssize_t sent =
+        sendto(message_socket.load(std::memory_order_relaxed), bytes.data(), bytes.size(), 0,
+               reinterpret_cast<const sockaddr*>(&app), sizeof app);
+    count_sent(statistics().control_out, sent);
 }
 
 } // namespace fieldrelaybox

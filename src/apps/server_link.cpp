@@ -2,11 +2,13 @@
 
 #include "config/config_record.h"
 #include "core/log.h"
+#include "core/statistics.h"
 #include "core/text.h"
 
 #include <arpa/inet.h>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -84,8 +86,11 @@ bool is_same(const std::optional<sockaddr_in>& server, const sockaddr_in& addres
 
 // Never waits: a full queue towards the server must not hold up the media of all others.
 ssize_t send_to_server(const std::optional<sockaddr_in>& address, Bytes header, Bytes payload) {
-    if (!address)
+    if (!address) {
+        errno = EDESTADDRREQ;
+        count_sent(statistics().server_out, -1);
         return -1;
+    }
     std::array<iovec, 2> parts{{{const_cast<std::uint8_t*>(header.data()), header.size()},
                                 {const_cast<std::uint8_t*>(payload.data()), payload.size()}}};
     msghdr message{};
@@ -93,7 +98,10 @@ ssize_t send_to_server(const std::optional<sockaddr_in>& address, Bytes header, 
     message.msg_namelen = sizeof *address;
     message.msg_iov = parts.data();
     message.msg_iovlen = parts.size();
-    return sendmsg(server_socket.load(std::memory_order_relaxed), &message, MSG_DONTWAIT);
+    const ssize_t sent =
+        sendmsg(server_socket.load(std::memory_order_relaxed), &message, MSG_DONTWAIT);
+    count_sent(statistics().server_out, sent);
+    return sent;
 }
 
 void send_text(const std::optional<sockaddr_in>& address, const std::string& text) {

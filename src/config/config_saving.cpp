@@ -6,6 +6,7 @@
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/shell.h"
+#include "core/statistics.h"
 
 #include <atomic>
 #include <cerrno>
@@ -50,10 +51,13 @@ void save_live_record() {
     const int file = open(config_file_path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (file < 0) {
         log_error("cannot open %s: %s", config_file_path, std::strerror(errno));
+        count(statistics().saves_failed);
         return;
     }
-    if (!write_whole(file, text))
+    const bool whole = write_whole(file, text);
+    if (!whole)
         log_error("cannot write %s: %s", config_file_path, std::strerror(errno));
+    count(whole ? statistics().saves_done : statistics().saves_failed);
     close(file);
     run_shell_command("umount /boot", boot_command_time_limit_ms);
     run_shell_command("mount /boot", boot_command_time_limit_ms);

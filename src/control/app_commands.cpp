@@ -10,6 +10,7 @@
 #include "control/wifi.h"
 #include "core/log.h"
 #include "core/shell.h"
+#include "core/statistics.h"
 #include "core/status_block.h"
 #include "core/word_table.h"
 
@@ -143,11 +144,13 @@ std::span<const AppCommand> app_commands() {
 }
 
 void dispatch_app_command(const char* text, std::size_t length) {
+    count(statistics().commands_taken);
     const std::optional<AppRequest> request = parse_app_request(text, length);
-    if (!request)
-        return;
-    if (const AppCommand* found = find_word(commands, request->command))
+    const AppCommand* found = request ? find_word(commands, request->command) : nullptr;
+    if (found != nullptr)
         found->handle(*request);
+    else
+        count(statistics().commands_unknown);
 }
 
 } // namespace fieldrelaybox

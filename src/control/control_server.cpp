@@ -7,6 +7,7 @@
 #include "control/test_datagram.h"
 #include "core/clock.h"
 #include "core/log.h"
+#include "core/statistics.h"
 #include "core/threads.h"
 #include "media/relay.h"
 
@@ -48,21 +49,26 @@ void start_command(Bytes payload) {
     static LogLimit drop_limit;
     const auto* characters = reinterpret_cast<const char*>(payload.data());
     const std::size_t length = strnlen(characters, payload.size());
-    if (length > longest_command)
+    if (length > longest_command) {
+        count(statistics().commands_cut);
         log_limited_warning(cut_limit, millisecond_clock(), "command cut to %zu characters",
                             longest_command);
+    }
     // Given back however the command ends, and also when there is no memory for the slot.
     const int workers_before = command_workers.fetch_add(1);
     const std::shared_ptr<void> slot(nullptr, [](void*) { command_workers.fetch_sub(1); });
     if (workers_before >= command_worker_limit) {
+        count(statistics().commands_dropped);
         log_limited_warning(drop_limit, millisecond_clock(),
                             "command dropped: %d commands are still running", command_worker_limit);
         return;
     }
     std::string text(characters, std::min(length, longest_command));
-    start_thread("command", [text = std::move(text), slot] {
+    const bool begun = start_thread("command", [text = std::move(text), slot] {
         dispatch_app_command(text.c_str(), text.size());
     });
+    if (!begun)
+        count(statistics().commands_dropped);
 }
 
 void register_app(Bytes arguments, const Endpoint& sender) {
@@ -89,9 +95,32 @@ bool is_own_message(const sockaddr_in& sender) {
     return sender.sin_addr.s_addr == own.sin_addr.s_addr && sender.sin_port == own.sin_port;
 }
 
+void perform_control_message(Bytes payload, const Endpoint& sender) {
+    // A bare header reads as a zero control code.
+    const std::uint8_t code = payload.empty() ? 0 : payload[0];
+    const Bytes arguments = payload.empty() ? payload : payload.subspan(1);
+    switch (static_cast<ControlCode>(code)) {
+    case ControlCode::register_app:
+        register_app(arguments, sender);
+        break;
+    case ControlCode::remove_app:
+        remove_app(sender);
+        break;
+    case ControlCode::local_video:
+        set_local_video(!arguments.empty() && arguments[0] != 0);
+        break;
+    case ControlCode::remote_control:
+        move_gimbal(arguments);
+        break;
+    case ControlCode::json_command:
+        start_command(payload);
+        break;
+    }
+}
+
 void server_step(int socket, std::span<std::uint8_t> buffer) {
     sockaddr_in sender{};
-    const Bytes datagram = receive_from(socket, buffer, sender);
+    const Bytes datagram = receive_from(socket, buffer, sender, statistics().control_in);
     if (datagram.empty())
         sleep_us(pause_after_failure_us);
     else
@@ -128,26 +157,9 @@ void handle_app_datagram(Bytes datagram, const sockaddr_in& sender) {
 }
 
 void handle_control_message(Bytes payload, const Endpoint& sender) {
-    // A bare header reads as a zero control code.
-    const std::uint8_t code = payload.empty() ? 0 : payload[0];
-    const Bytes arguments = payload.empty() ? payload : payload.subspan(1);
-    switch (static_cast<ControlCode>(code)) {
-    case ControlCode::register_app:
-        register_app(arguments, sender);
-        break;
-    case ControlCode::remove_app:
-        remove_app(sender);
-        break;
-    case ControlCode::local_video:
-        set_local_video(!arguments.empty() && arguments[0] != 0);
-        break;
-    case ControlCode::remote_control:
-        move_gimbal(arguments);
-        break;
-    case ControlCode::json_command:
-        start_command(payload);
-        break;
-    }
+    perform_control_message(payload, sender);
+    // Afterwards: the registration counts for the app that it lets in.
+    count_from_app(sender.address, message_header_size + payload.size());
 }
 
 } // namespace fieldrelaybox

@@ -6,6 +6,7 @@
 #include "control/control_server.h"
 #include "core/clock.h"
 #include "core/log.h"
+#include "core/statistics.h"
 #include "core/text.h"
 #include "core/threads.h"
 
@@ -42,7 +43,7 @@ void take_datagram(Bytes datagram, const sockaddr_in& sender) {
 
 void receive_step(int socket, std::span<std::uint8_t> buffer) {
     sockaddr_in sender{};
-    const Bytes datagram = receive_from(socket, buffer, sender);
+    const Bytes datagram = receive_from(socket, buffer, sender, statistics().server_in);
     if (datagram.empty())
         sleep_us(pause_after_failure_us);
     else

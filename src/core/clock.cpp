@@ -23,13 +23,6 @@ std::uint32_t millisecond_clock() {
     return static_cast<std::uint32_t>(seconds * 1000 + rounded_ms);
 }
 
-bool is_due(Interval& interval, std::uint32_t now, std::int32_t milliseconds) {
-    if (interval.last_ms && !has_passed(now, *interval.last_ms, milliseconds))
-        return false;
-    interval.last_ms = now;
-    return true;
-}
-
 std::int64_t seconds_clock() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);

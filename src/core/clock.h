@@ -30,7 +30,12 @@ struct Interval {
 };
 
 // True at most once in that many milliseconds; a clock that was set back does not stop it.
-bool is_due(Interval& interval, std::uint32_t now, std::int32_t milliseconds);
+inline bool is_due(Interval& interval, std::uint32_t now, std::int32_t milliseconds) {
+    if (interval.last_ms && !has_passed(now, *interval.last_ms, milliseconds))
+        return false;
+    interval.last_ms = now;
+    return true;
+}
 
 // Whole seconds of the real-time clock.
 std::int64_t seconds_clock();

@@ -1,6 +1,7 @@
 #include "core/sockets.h"
 
 #include "core/log.h"
+#include "core/statistics.h"
 #include "core/text.h"
 
 #include <arpa/inet.h>
@@ -76,11 +77,14 @@ void set_send_timeout(int socket, int milliseconds) {
 }
 
 std::span<std::uint8_t> receive_from(int socket, std::span<std::uint8_t> buffer,
-                                     sockaddr_in& sender) {
+                                     sockaddr_in& sender, InputCount& counts) {
     socklen_t sender_size = sizeof sender;
     const ssize_t length = recvfrom(socket, buffer.data(), buffer.size(), 0,
                                     reinterpret_cast<sockaddr*>(&sender), &sender_size);
-    return buffer.first(length > 0 ? static_cast<std::size_t>(length) : 0);
+    if (length < 0)
+        return {};
+    count_received(counts, static_cast<std::size_t>(length));
+    return buffer.first(static_cast<std::size_t>(length));
 }
 
 bool bind_socket(int socket, std::uint32_t address, std::uint16_t port) {

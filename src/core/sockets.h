@@ -2,6 +2,8 @@
 // running never holds one of the daemon's ports.
 #pragma once
 
+#include "fieldrelaybox/statistics.h"
+
 #include <array>
 #include <cstdint>
 #include <netinet/in.h>
@@ -39,10 +41,10 @@ void set_socket_timeouts(int socket, int milliseconds);
 // Send calls give up after this time.
 void set_send_timeout(int socket, int milliseconds);
 
-// Receives one datagram into buffer. Empty when none came in time, on failure, or when it was
-// empty.
+// Receives one datagram into buffer and counts it. Empty when none came in time, on failure, or
+// when it was empty.
 std::span<std::uint8_t> receive_from(int socket, std::span<std::uint8_t> buffer,
-                                     sockaddr_in& sender);
+                                     sockaddr_in& sender, InputCount& counts);
 
 // Binds to address (host order) and port; false when that fails. Several binds of a program that
 // was just restarted succeed at once: UDP ports have no waiting time.

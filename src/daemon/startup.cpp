@@ -5,6 +5,7 @@
 #include "control/server_client.h"
 #include "core/log.h"
 #include "core/shell.h"
+#include "core/statistics.h"
 #include "core/status_block.h"
 #include "core/text.h"
 #include "daemon/data_source.h"
@@ -64,6 +65,7 @@ int run_daemon() {
     if (!open_status_block())
         return 1;
     stamp_identity();
+    open_statistics(); // before anything is counted
     print_line("\033[1;37mFieldrelaybox %s\033[0m", version_text("v.").c_str());
     if (!init_config_record())
         return 1;

@@ -16,6 +16,8 @@ namespace {
 
 void receive_step(const MediaReceiver& receiver, int socket, std::vector<std::uint8_t>& buffer) {
     const ssize_t length = recv(socket, buffer.data(), buffer.size(), 0);
+    if (length >= 0)
+        count_received(statistics().*receiver.count, static_cast<std::size_t>(length));
     if (length <= 0)
         sleep_us(receiver.pause_us);
     else

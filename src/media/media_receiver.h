@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/bytes.h"
+#include "core/statistics.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +17,7 @@ struct MediaReceiver {
     std::size_t capacity;  // of one datagram; longer ones are cut
     int buffer_bytes;      // of the socket, 0 = the system's default
     std::int64_t pause_us; // after a failed or empty receive
+    InputCount Statistics::*count;
     void (*handle)(Bytes datagram);
 };
 

@@ -6,6 +6,7 @@
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/sockets.h"
+#include "core/statistics.h"
 #include "media/udp_clients.h"
 
 #include <array>
@@ -24,6 +25,7 @@ constexpr int udp_clients_buffer_bytes = 10'000'000;
 // A socket towards one fixed loopback port.
 struct Output {
     std::uint16_t port;
+    OutputCount Statistics::*count; // null: nothing is sent
     int socket = -1;
     sockaddr_in address{};
 };
@@ -33,20 +35,22 @@ struct EncoderOutput {
     Output output;
 };
 
-Output transcoder_output{3000};
-Output player_output{6000};
-Output spare_output{30000}; // opened for a further local consumer; nothing is sent to it
+Output transcoder_output{3000, &Statistics::transcoder_out};
+Output player_output{6000, &Statistics::player_out};
+Output spare_output{30000, nullptr}; // opened for a further local consumer; nothing is sent to it
 
 // In the order of sending: RTMP, MPEG-TS, TCP MPEG-TS, RTSP.
-std::array<EncoderOutput, 4> video_outputs{{{&ConfigRecord::rtmp_enabled, {3002}},
-                                            {&ConfigRecord::mpegts_enabled, {3003}},
-                                            {&ConfigRecord::tcp_enabled, {3004}},
-                                            {&ConfigRecord::rtsp_enabled, {3005}}}};
+std::array<EncoderOutput, 4> video_outputs{
+    {{&ConfigRecord::rtmp_enabled, {3002, &Statistics::rtmp_video_out}},
+     {&ConfigRecord::mpegts_enabled, {3003, &Statistics::mpegts_video_out}},
+     {&ConfigRecord::tcp_enabled, {3004, &Statistics::tcp_video_out}},
+     {&ConfigRecord::rtsp_enabled, {3005, &Statistics::rtsp_video_out}}}};
 
 // RTSP has no audio.
-std::array<EncoderOutput, 3> audio_outputs{{{&ConfigRecord::rtmp_enabled, {4002}},
-                                            {&ConfigRecord::mpegts_enabled, {4003}},
-                                            {&ConfigRecord::tcp_enabled, {4004}}}};
+std::array<EncoderOutput, 3> audio_outputs{
+    {{&ConfigRecord::rtmp_enabled, {4002, &Statistics::rtmp_audio_out}},
+     {&ConfigRecord::mpegts_enabled, {4003, &Statistics::mpegts_audio_out}},
+     {&ConfigRecord::tcp_enabled, {4004, &Statistics::tcp_audio_out}}}};
 
 std::atomic<bool> local_video{false};
 
@@ -60,13 +64,13 @@ void open_output(Output& output) {
 
 // Never waits: datagrams for hosts that are not there fill the socket's buffer for seconds, and
 // everyone else would wait with them.
-void send_datagram(int socket, Bytes datagram, const sockaddr_in& address) {
-    sendto(socket, datagram.data(), datagram.size(), MSG_DONTWAIT,
-           reinterpret_cast<const sockaddr*>(&address), sizeof address);
+void send_datagram(int socket, Bytes datagram, const sockaddr_in& address, OutputCount& counts) {
+    count_sent(counts, sendto(socket, datagram.data(), datagram.size(), MSG_DONTWAIT,
+                              reinterpret_cast<const sockaddr*>(&address), sizeof address));
 }
 
 void send_to(const Output& output, Bytes datagram) {
-    send_datagram(output.socket, datagram, output.address);
+    send_datagram(output.socket, datagram, output.address, statistics().*output.count);
 }
 
 void send_to_udp_clients(Bytes datagram, int socket, sockaddr_in UdpClients::Entry::*address) {
@@ -74,7 +78,8 @@ void send_to_udp_clients(Bytes datagram, int socket, sockaddr_in UdpClients::Ent
         return;
     const UdpClients& clients = udp_clients();
     for (std::size_t i = 0; i < clients.count; ++i) {
-        send_datagram(socket, datagram, clients.entries[i].*address);
+        send_datagram(socket, datagram, clients.entries[i].*address,
+                      statistics().udp_clients[i].sent);
         spin_us(pause_between_clients_us);
     }
 }

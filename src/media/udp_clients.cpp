@@ -2,6 +2,7 @@
 
 #include "core/log.h"
 #include "core/sockets.h"
+#include "core/statistics.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -55,6 +56,17 @@ void add_item(std::string_view item, UdpClients& clients) {
                     static_cast<int>(item.size()), item.data(), clients.entries.size());
 }
 
+// list_mutex is held.
+void place_counts(const UdpClients& clients) {
+    for (std::size_t i = 0; i < clients.entries.size(); ++i) {
+        PeerCount& place = statistics().udp_clients[i];
+        if (i < clients.count)
+            take_place(place, clients.entries[i].video);
+        else
+            leave_place(place);
+    }
+}
+
 } // namespace
 
 void parse_udp_clients(std::string_view list) {
@@ -65,6 +77,7 @@ void parse_udp_clients(std::string_view list) {
         list.remove_prefix(std::min(list.size(), item.size() + 1));
     }
     const std::lock_guard lock(list_mutex);
+    place_counts(clients);
     clients.version = list_version.load(std::memory_order_relaxed) + 1;
     current_clients = clients;
     list_version.store(clients.version, std::memory_order_release);

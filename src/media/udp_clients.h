@@ -1,6 +1,8 @@
 // The raw-UDP clients of the setting udp_clients.
 #pragma once
 
+#include "fieldrelaybox/statistics.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -9,13 +11,14 @@
 
 namespace fieldrelaybox {
 
-inline constexpr std::size_t udp_client_capacity = 10;
+inline constexpr std::size_t udp_client_capacity = FIELDRELAYBOX_STATISTICS_PEERS;
 
 struct UdpClients {
     struct Entry {
         sockaddr_in video; // the client's port
         sockaddr_in audio; // the port above it
     };
+    // An entry's place is also that of its counts among the statistics' udp_clients.
     std::array<Entry, udp_client_capacity> entries;
     std::size_t count;
     std::uint32_t version;

@@ -1,8 +1,9 @@
 """The shared-memory regions of the box, by name.
 
-`/hud_mem` is the status block, `/config_mem` the configuration record. Both are little-endian
-byte layouts without a header; pad and unnamed bytes are reached through `Region.raw`. Names,
-offsets and kinds are those of include/fieldrelaybox/, which is not there on the box.
+`/hud_mem` is the status block, `/config_mem` the configuration record, `/fieldrelaybox_stats` what
+the daemon counts. All are little-endian byte layouts; pad and unnamed bytes are reached through
+`Region.raw`. Names, offsets and kinds are those of include/fieldrelaybox/, which need not be there
+on the box.
 """
 
 from __future__ import annotations
@@ -61,6 +62,10 @@ def _layout(name: str, size: int, rows: tuple[tuple[Any, ...], ...]) -> Layout:
 
 
 ATTITUDE_ANGLE = Structure((("radians", "d"), ("sine", "d"), ("cosine", "d")))
+INPUT_COUNT = Structure((("datagrams", "Q"), ("bytes", "Q")))
+OUTPUT_COUNT = Structure((("datagrams", "Q"), ("bytes", "Q"), ("blocked", "Q"), ("failed", "Q")))
+PEER_COUNT = Structure((("address", "I"), ("port", "H"), ("present", "H"),
+                        ("received", INPUT_COUNT), ("sent", OUTPUT_COUNT)))
 
 STATUS_BLOCK = _layout("hud_mem", 1936, (
     (0, "daemon_started", "B"),
@@ -183,6 +188,27 @@ CONFIG_RECORD = _layout("config_mem", 3256, (
     (3216, "server_pass", "20s"),
     (3236, "server_devid", "20s"),
 ))
+
+STATISTICS = _layout("fieldrelaybox_stats", 1736, (
+    (0, "magic", "I"), (4, "version", "I"), (8, "size", "I"), (12, "process_id", "I"),
+    (16, "started", "q"), (24, "video_in", INPUT_COUNT), (40, "audio_in", INPUT_COUNT),
+    (56, "transcoded_in", INPUT_COUNT), (72, "control_in", INPUT_COUNT),
+    (88, "server_in", INPUT_COUNT), (104, "camera_in", INPUT_COUNT),
+    (120, "control_out", OUTPUT_COUNT), (152, "server_out", OUTPUT_COUNT),
+    (184, "camera_out", OUTPUT_COUNT), (216, "transcoder_out", OUTPUT_COUNT),
+    (248, "rtmp_video_out", OUTPUT_COUNT), (280, "mpegts_video_out", OUTPUT_COUNT),
+    (312, "tcp_video_out", OUTPUT_COUNT), (344, "rtsp_video_out", OUTPUT_COUNT),
+    (376, "rtmp_audio_out", OUTPUT_COUNT), (408, "mpegts_audio_out", OUTPUT_COUNT),
+    (440, "tcp_audio_out", OUTPUT_COUNT), (472, "player_out", OUTPUT_COUNT),
+    (504, "camera_not_connected", "Q"), (512, "frames_accepted", "Q"),
+    (520, "frames_too_short", "Q"), (528, "frames_too_long", "Q"),
+    (536, "frames_wrong_length", "Q"), (544, "frames_unknown", "Q"), (552, "frames_ignored", "Q"),
+    (560, "commands_taken", "Q"), (568, "commands_unknown", "Q"), (576, "commands_cut", "Q"),
+    (584, "commands_merged", "Q"), (592, "commands_dropped", "Q"), (600, "saves_done", "Q"),
+    (608, "saves_failed", "Q"), (616, "apps", PEER_COUNT, 10),
+    (1176, "udp_clients", PEER_COUNT, 10),
+))
+STATISTICS_MAGIC, STATISTICS_VERSION = 0x54535246, 1
 
 
 class Region:

@@ -4,6 +4,7 @@
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/sockets.h"
+#include "core/statistics.h"
 
 #include <cstring>
 #include <mutex>
@@ -74,15 +75,18 @@ void send_camera_frame(std::span<std::uint8_t> frame) {
         const std::lock_guard lock(send_mutex);
         stamp_frame(frame);
         const sockaddr_in address = current_camera_address();
-        sendto(link.socket, frame.data(), frame.size(), 0,
-               reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        const ssize_t sent = sendto(link.socket, frame.data(), frame.size(), 0,
+                                    reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        count_sent(statistics().camera_out, sent);
     }
     sleep_us(pause_after_frame_us);
 }
 
 bool send_camera_frame_if_connected(std::span<std::uint8_t> frame) {
-    if (!camera_connected())
+    if (!camera_connected()) {
+        count(statistics().camera_not_connected);
         return false;
+    }
     send_camera_frame(frame);
     return true;
 }

@@ -34,7 +34,7 @@ inline bool camera_connected() {
 }
 
 // Stamps the shared sequence number and the frame check into frame (at least 2 and fewer than 65536
-// bytes) and sends it, connected or not; then pauses 5 us. The result of the send is not looked at.
+// bytes) and sends it, connected or not; then pauses 5 us. The result of the send is only counted.
 void send_camera_frame(std::span<std::uint8_t> frame);
 
 // The same while the camera is connected; otherwise does nothing and takes no sequence number.

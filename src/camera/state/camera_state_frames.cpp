@@ -87,14 +87,16 @@ void store_state_flags(std::uint32_t flags) {
 
 } // namespace
 
-void decode_camera_state_frame(Bytes frame, std::uint32_t now) {
+bool decode_camera_state_frame(Bytes frame, std::uint32_t now) {
     for (std::size_t i = 0; i < kinds.size(); ++i) {
         if (!is_kind(kinds[i], frame))
             continue;
         const std::size_t payload_size = frame.size() - frame_header_size - frame_check_size;
         kinds[i].decode(frame.subspan(frame_header_size, payload_size),
                         may_post(camera_state().record_posts[i], now));
+        return true;
     }
+    return false;
 }
 
 // Payload: flag word u32, work mode at 4, card size, card free, photos left and recording time left

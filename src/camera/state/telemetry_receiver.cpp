@@ -11,6 +11,7 @@
 #include "core/ip_forwarding.h"
 #include "core/log.h"
 #include "core/sockets.h"
+#include "core/statistics.h"
 #include "core/status_block.h"
 #include "core/threads.h"
 
@@ -62,18 +63,20 @@ bool is_command(Bytes frame, std::uint8_t set, std::uint8_t id) {
     return frame[9] == set && frame[10] == id;
 }
 
-void decode_display_state(Bytes frame) {
+// The decoders of the short frames return whether they know the command.
+bool decode_display_state(Bytes frame) {
     if (frame[8] != 0 || !is_command(frame, 0x09, 0x52))
-        return;
+        return false;
     // Payload byte 11 would be the first check byte of a 15-byte frame: the flag is frame byte 11.
     store<std::uint8_t>(status_block().camera_flag_1882, frame[frame_header_size] == 1 ? 1 : 0);
+    return true;
 }
 
-void decode_restart_request(Bytes frame) {
+bool decode_restart_request(Bytes frame) {
     constexpr std::uint8_t normal = 0x80;
     constexpr std::uint8_t restart_wanted = 0x84;
     if (frame[8] != 0)
-        return;
+        return false;
     const std::uint8_t value = frame[12];
     if (value == normal)
         store<std::uint8_t>(status_block().camera_flag_1881, 0);
@@ -81,19 +84,52 @@ void decode_restart_request(Bytes frame) {
         store<std::uint8_t>(status_block().camera_flag_1881, 1);
         send_power_word(PowerWord::restart);
     }
+    return true;
+}
+
+bool decode_value_1648(Bytes frame) {
+    store(status_block().camera_value_1648, get_u32le(&frame[12]));
+    return true;
+}
+
+bool decode_attitude(Bytes frame) {
+    if (!is_command(frame, 0x04, 0x05))
+        return false;
+    decode_gimbal_attitude(frame);
+    return true;
+}
+
+// A frame whose length byte is its length; false when neither length nor command is known.
+bool decode_whole_frame(Bytes frame, std::uint32_t now) {
+    switch (frame.size()) {
+    case 15:
+        return decode_display_state(frame);
+    case 18:
+        return decode_restart_request(frame);
+    case 22:
+        return decode_value_1648(frame);
+    case 25:
+        return decode_attitude(frame);
+    default:
+        return decode_camera_state_frame(frame, now);
+    }
 }
 
 void receive_step(std::span<std::uint8_t> buffer) {
     sockaddr_in sender{};
-    const Bytes datagram = receive_from(camera_link().socket, buffer, sender);
+    const Bytes datagram =
+        receive_from(camera_link().socket, buffer, sender, statistics().camera_in);
     if (datagram.empty()) {
-        if (sender.sin_family == AF_INET) // an empty one tells where the camera is, too
+        if (sender.sin_family == AF_INET) { // an empty one tells where the camera is, too
             set_camera_address(sender);
+            count(statistics().frames_too_short);
+        }
         sleep_us(pause_after_failure_us);
         return;
     }
     if (camera_is_ignored()) {
         set_camera_address(sender);
+        count(statistics().frames_ignored);
         sleep_us(pause_while_disabled_us);
         return;
     }
@@ -121,26 +157,15 @@ void handle_camera_datagram(Bytes datagram, const sockaddr_in& sender, std::uint
 }
 
 void decode_camera_frame(Bytes frame, std::uint32_t now) {
-    if (frame.size() < shortest_frame || frame.size() > longest_frame || frame[1] != frame.size())
-        return;
-    switch (frame.size()) {
-    case 15:
-        decode_display_state(frame);
-        break;
-    case 18:
-        decode_restart_request(frame);
-        break;
-    case 22:
-        store(status_block().camera_value_1648, get_u32le(&frame[12]));
-        break;
-    case 25:
-        if (is_command(frame, 0x04, 0x05))
-            decode_gimbal_attitude(frame);
-        break;
-    default:
-        decode_camera_state_frame(frame, now);
-        break;
-    }
+    Statistics& counts = statistics();
+    if (frame.size() < shortest_frame)
+        count(counts.frames_too_short);
+    else if (frame.size() > longest_frame)
+        count(counts.frames_too_long);
+    else if (frame[1] != frame.size())
+        count(counts.frames_wrong_length);
+    else
+        count(decode_whole_frame(frame, now) ? counts.frames_accepted : counts.frames_unknown);
 }
 
 } // namespace fieldrelaybox

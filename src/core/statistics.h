@@ -1,0 +1,42 @@
+// What the daemon counts, in the region /fieldrelaybox_stats that other programs read. Entered by
+// start-up; afterwards every thread adds to statistics(), which costs one relaxed addition each.
+#pragma once
+
+#include "fieldrelaybox/statistics.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <netinet/in.h>
+#include <sys/types.h>
+
+namespace fieldrelaybox {
+
+// Makes the region anew (mode 0644), with room for all of it, and begins to count there from zero.
+// When that is impossible it is logged, and the daemon counts for itself alone.
+void open_statistics();
+
+// The record. Before open_statistics it is a private one of zeros.
+Statistics& statistics();
+
+inline void count(std::uint64_t& counter, std::uint64_t amount = 1) {
+    std::atomic_ref(counter).fetch_add(amount, std::memory_order_relaxed);
+}
+
+// One datagram of this many bytes.
+inline void count_received(InputCount& input, std::size_t bytes) {
+    count(input.datagrams);
+    count(input.bytes, bytes);
+}
+
+// What a send call returned: the bytes of one datagram, or below 0, and errno tells why.
+void count_sent(OutputCount& output, ssize_t result);
+
+// The place now belongs to the peer at address: it goes on counting for the one it had before, and
+// starts at zero for any other.
+void take_place(PeerCount& place, const sockaddr_in& address);
+
+// The place's peer is gone; its counts stay until another one takes the place.
+void leave_place(PeerCount& place);
+
+} // namespace fieldrelaybox
