@@ -5,9 +5,9 @@
  * the daemon; a program that goes on reading opens it again when process_id is gone. Before the
  * daemon starts for the first time there is none.
  *
- * Little-endian, no locks: every counter is whole, and none waits for another. Bytes are those in
- * the datagrams, without the headers of the network. docs/shared-memory.md lists every field and is
- * checked against this file.
+ * Little-endian, no locks: load each counter as one atomic word; none waits for another. Bytes are
+ * those in the datagrams, without the headers of the network. docs/shared-memory.md lists every
+ * field and is checked against this file.
  */
 #ifndef FIELDRELAYBOX_STATISTICS_H
 #define FIELDRELAYBOX_STATISTICS_H

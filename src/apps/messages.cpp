@@ -60,8 +60,8 @@ unsigned count_sent_copies(const Copies& copies, unsigned first, unsigned sent) 
 }
 
 unsigned count_failed_copy(const Copies& copies, unsigned failed) {
-    count_sent(statistics().apps[copies.places[failed]].sent, -1);
-    count_sent(statistics().control_out, -1);
+    count_unsent(statistics().apps[copies.places[failed]].sent);
+    count_unsent(statistics().control_out);
     return 1;
 }
 

@@ -88,7 +88,7 @@ bool is_same(const std::optional<sockaddr_in>& server, const sockaddr_in& addres
 ssize_t send_to_server(const std::optional<sockaddr_in>& address, Bytes header, Bytes payload) {
     if (!address) {
         errno = EDESTADDRREQ;
-        count_sent(statistics().server_out, -1);
+        count_unsent(statistics().server_out);
         return -1;
     }
     std::array<iovec, 2> parts{{{const_cast<std::uint8_t*>(header.data()), header.size()},

@@ -71,13 +71,8 @@ Statistics& statistics() {
     return *record;
 }
 
-void count_sent(OutputCount& output, ssize_t result) {
-    if (result < 0) {
-        count(errno == EAGAIN ? output.blocked : output.failed);
-        return;
-    }
-    count(output.datagrams);
-    count(output.bytes, static_cast<std::uint64_t>(result));
+void count_unsent(OutputCount& output) {
+    count(errno == EAGAIN ? output.blocked : output.failed);
 }
 
 void take_place(PeerCount& place, const sockaddr_in& address) {

@@ -29,8 +29,16 @@ inline void count_received(InputCount& input, std::size_t bytes) {
     count(input.bytes, bytes);
 }
 
-// What a send call returned: the bytes of one datagram, or below 0, and errno tells why.
-void count_sent(OutputCount& output, ssize_t result);
+// One datagram that could not be sent; errno tells why.
+void count_unsent(OutputCount& output);
+
+// One datagram of which a send call returned this.
+inline void count_sent(OutputCount& output, ssize_t result) {
+    if (result < 0)
+        return count_unsent(output);
+    count(output.datagrams);
+    count(output.bytes, static_cast<std::uint64_t>(result));
+}
 
 // The place now belongs to the peer at address: it goes on counting for the one it had before, and
 // starts at zero for any other.
