@@ -45,21 +45,19 @@ std::atomic<int> command_workers{0};
 
 // Each command is a private copy in a worker of its own; a flood of them is bounded.
 void start_command(Bytes payload) {
-    static LogLimit cut_limit;
-    static LogLimit drop_limit;
     const auto* characters = reinterpret_cast<const char*>(payload.data());
     const std::size_t length = strnlen(characters, payload.size());
     if (length > longest_command) {
         count(statistics().commands_cut);
-        log_limited_warning(cut_limit, millisecond_clock(), "command cut to %zu characters",
-                            longest_command);
+        log_limited_warning(log_limits().command_cut, millisecond_clock(),
+                            "command cut to %zu characters", longest_command);
     }
     // Given back however the command ends, and also when there is no memory for the slot.
     const int workers_before = command_workers.fetch_add(1);
     const std::shared_ptr<void> slot(nullptr, [](void*) { command_workers.fetch_sub(1); });
     if (workers_before >= command_worker_limit) {
         count(statistics().commands_dropped);
-        log_limited_warning(drop_limit, millisecond_clock(),
+        log_limited_warning(log_limits().command_dropped, millisecond_clock(),
                             "command dropped: %d commands are still running", command_worker_limit);
         return;
     }

@@ -116,6 +116,11 @@ void print_line(const char* format, ...) {
     va_end(arguments);
 }
 
+LogLimits& log_limits() {
+    static LogLimits limits;
+    return limits;
+}
+
 void log_limited_warning(LogLimit& limit, std::uint32_t now, const char* format, ...) {
     if (!may_log(limit, now)) {
         limit.left_out.fetch_add(1, std::memory_order_relaxed);

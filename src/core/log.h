@@ -23,6 +23,15 @@ struct LogLimit {
     std::atomic<std::uint32_t> left_out{0}; // since the last line
 };
 
+// What can repeat endlessly, process-wide.
+struct LogLimits {
+    LogLimit command_cut;
+    LogLimit command_dropped;
+    LogLimit playback_dropped;
+};
+
+LogLimits& log_limits();
+
 // A warning of which at most one per second (millisecond clock) is written. It tells how many like
 // it were left out since the last one.
 [[gnu::format(printf, 3, 4)]] void log_limited_warning(LogLimit& limit, std::uint32_t now,

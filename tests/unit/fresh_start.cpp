@@ -7,6 +7,7 @@
 #include "camera/state/camera_state.h"
 #include "config/config_record.h"
 #include "config/config_saving.h"
+#include "core/log.h"
 #include "core/status_block.h"
 #include "core/threads.h"
 #include "media/udp_clients.h"
@@ -29,6 +30,7 @@ class FreshStart : public testing::EmptyTestEventListener {
         std::construct_at(&camera_state());
         std::construct_at(&camera_builder_state());
         std::construct_at(&camera_link());
+        std::construct_at(&log_limits());
         set_message_socket(-1);
         server_settings_changed();
         clear_app_clients();

@@ -133,13 +133,12 @@ void press_button_of(std::string_view word) {
 } // namespace
 
 void playback_command(const char* word) {
-    static LogLimit drop_limit;
     log_line("playback command: %s", word);
     if (!is_playback_word(word))
         return;
     SequenceTurn& turn = sequence_turn();
     if (!turn.lock_unless_crowded()) {
-        log_limited_warning(drop_limit, millisecond_clock(),
+        log_limited_warning(log_limits().playback_dropped, millisecond_clock(),
                             "playback command dropped: %d commands wait for their turn",
                             SequenceTurn::waiting_capacity);
         return;
