@@ -5,12 +5,13 @@ JOBS ?= $(shell nproc)
 # System tests mostly wait for the daemon, so more of them run than there are processors.
 TEST_JOBS ?= $(shell expr $(JOBS) \* 3)
 
-.PHONY: run test build build-tests bench lint package test-armhf test-package clean help
+.PHONY: run test build build-tests bench fuzz lint package test-armhf test-package clean help
 
 help:
 	@echo "make run    the daemon with a simulated camera, real video and a client"
 	@echo "make test   build and run all tests (PRESET=asan or tsan: with sanitizers)"
 	@echo "make bench  measure the relay against a bare loop"
+	@echo "make fuzz   build with clang and fuzz the daemon's entrances (FUZZ_SECONDS=60)"
 	@echo "make lint   formatting and static analysis"
 	@echo "make package       Debian packages for this machine, armhf and arm64"
 	@echo "make test-armhf    build for 32-bit and 64-bit ARM and run the tests under emulation"
@@ -36,6 +37,12 @@ test: build-tests
 
 bench: build-tests
 	@bench/run.sh
+
+fuzz:
+	@scripts/install_dependencies.sh build fuzz
+	@cmake --preset fuzz >/dev/null
+	@cmake --build --preset fuzz
+	@fuzz/run.sh build/fuzz/fuzz/fuzz_entrances
 
 lint: build-tests
 	@scripts/install_dependencies.sh lint

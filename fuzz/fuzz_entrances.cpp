@@ -1,80 +1,207 @@
-// One fuzz target for all entrances: the first byte of the input chooses the entrance, the rest is
-// what arrives there. CONTRIBUTING.md tells how to run it.
-#include "camera/commands/camera_commands.h"
+// One fuzz target for all entrances: the first byte of the input chooses the entrance and the
+// sender's port, the rest is what arrives there. run.sh feeds it.
+#include "apps/app_clients.h"
+#include "apps/app_request.h"
+#include "apps/messages.h"
+#include "apps/server_link.h"
+#include "camera/link/camera_link.h"
+#include "camera/state/camera_state.h"
 #include "camera/state/telemetry_receiver.h"
 #include "config/channel_functions.h"
 #include "config/config_file.h"
 #include "config/config_record.h"
+#include "config/config_saving.h"
 #include "control/app_commands.h"
+#include "control/command_polling.h"
 #include "control/control_server.h"
+#include "control/server_client.h"
+#include "control/wifi.h"
+#include "core/clock.h"
 #include "core/sockets.h"
+#include "core/status_block.h"
+#include "core/threads.h"
+#include "daemon/supervisor.h"
+#include "fuzz/stand_ins.h"
 #include "media/udp_clients.h"
+#include "rc/rc_loop.h"
 
-#include <cstdio>
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
 #include <string>
-#include <unistd.h>
+#include <string_view>
+#include <thread>
 
 namespace {
 
 using namespace fieldrelaybox;
 
-constexpr const char* settings_path = "/tmp/fuzz_entrances.conf";
+constexpr std::size_t longest_command = 255;
+constexpr std::uint32_t server_address = 0xC0000201; // the default of the settings, 192.0.2.1
 
-void load_settings(const std::string& text) {
-    if (std::FILE* file = std::fopen(settings_path, "w")) {
-        std::fwrite(text.data(), 1, text.size(), file);
-        std::fclose(file);
-    }
-    ConfigRecord record{};
-    load_config_file(settings_path, record);
-    format_config_file(record);
-    parse_channel_map(text);
-    parse_udp_clients(text);
+std::string settings_path;
+std::string saved_path;
+
+std::string text_of(Bytes bytes) {
+    return {bytes.begin(), bytes.end()};
 }
 
-// Words that end the process or wait for seconds are left to the tests.
+void load_settings(Bytes bytes, std::uint16_t /*port*/) {
+    const std::string text = text_of(bytes);
+    std::ofstream(settings_path) << text;
+    if (load_config_file(settings_path.c_str(), config_record()))
+        set_defaults_after_loading(config_record());
+    format_config_file(config_record());
+    parse_channel_map(load_text(config_record().rc_input_map));
+    parse_udp_clients(load_text(config_record().udp_clients));
+    constexpr std::string_view report = R"({"cmd":"configrequest"})";
+    dispatch_app_command(report.data(), report.size());
+    Supervisor supervisor;
+    run_supervisor_pass(supervisor);
+}
+
+// The one word that is left to the tests: it ends the process.
 bool is_tame(const std::string& text) {
-    for (const char* word : {"restart", "playback", "hdmimode", "orientation", "disable"}) {
-        if (text.find(word) != std::string::npos)
-            return false;
-    }
-    return true;
+    const auto request = parse_app_request(text.c_str(), text.size());
+    return !request || request->command != "restart";
 }
 
-void run_command(const std::string& text) {
+// In this thread, while in the daemon each command has a worker.
+void run_command(Bytes bytes, std::uint16_t /*port*/) {
+    std::string text = text_of(bytes);
+    text.resize(std::min({text.size(), text.find('\0'), longest_command}));
     if (!is_tame(text))
         return;
     dispatch_app_command(text.c_str(), text.size());
-    handle_camera_command(text.c_str(), text.size());
+}
+
+bool has_command(Bytes datagram) {
+    return datagram.size() > message_header_size && datagram[0] == 'B' &&
+           datagram[message_header_size] == '{';
+}
+
+void receive_control(Bytes bytes, std::uint16_t port) {
+    if (has_command(bytes))
+        run_command(bytes.subspan(message_header_size), port);
+    else
+        handle_app_datagram(bytes, ipv4_address(loopback_address, port));
+}
+
+void receive_from_camera(Bytes bytes, std::uint16_t port) {
+    handle_camera_datagram(bytes, ipv4_address(loopback_address, port), millisecond_clock());
+}
+
+void receive_from_server(Bytes bytes, std::uint16_t port) {
+    if (has_command(bytes))
+        run_command(bytes.subspan(message_header_size), port);
+    else if (!bytes.empty())
+        handle_server_datagram(bytes, ipv4_address(server_address, port));
+    server_keepalive();
+}
+
+void read_tool_output(Bytes bytes, std::uint16_t /*port*/) {
+    tool_output = text_of(bytes);
+    scan_networks("wlan0", 1000);
+    station_ssid("wlan0");
+    store_text(config_record().camera_iface, "wlan0");
+    Supervisor supervisor;
+    run_supervisor_pass(supervisor);
+    tool_output.clear();
+}
+
+void read_command_field(Bytes bytes, std::uint16_t /*port*/) {
+    auto& field = status_block().command_field;
+    std::copy_n(bytes.begin(), std::min(bytes.size(), sizeof field), std::begin(field));
+    if (is_tame(std::string(field, strnlen(field, sizeof field))))
+        serve_command_field();
+}
+
+// Four functions, some switches, then steps: four channel values and the receiver's state.
+void run_rc(Bytes bytes, std::uint16_t /*port*/) {
+    constexpr std::size_t channels = 4;
+    constexpr std::size_t step_size = channels + 1;
+    constexpr std::uint8_t good_values = 6;
+    if (bytes.size() < step_size)
+        return;
+    StatusBlock& block = status_block();
+    std::fill(std::begin(block.channel_function), std::end(block.channel_function), 255);
+    std::copy_n(bytes.begin(), channels, std::begin(block.channel_function));
+    config_record().rc_input_enabled = 1;
+    config_record().rc_input_exp = bytes[channels] & 1;
+    camera_state().autofocus = (bytes[channels] & 2) != 0;
+    camera_builder_state().app_gimbal_idle = (bytes[channels] & 4) != 0 ? 0 : 1;
+    RcState state;
+    for (Bytes rest = bytes.subspan(step_size); rest.size() >= step_size;
+         rest = rest.subspan(step_size)) {
+        for (std::size_t i = 0; i < channels; ++i)
+            block.rc_channels[i] = static_cast<std::uint16_t>(rest[i] == 0 ? 0 : 900 + 5 * rest[i]);
+        block.rc_receiver_state = rest[channels] == 0 ? good_values : rest[channels];
+        std::vector<RcCommand> commands;
+        rc_step(read_rc_inputs(millisecond_clock()), state, commands);
+        perform_rc_commands(commands);
+        sleep_us(100'000);
+    }
+}
+
+using Entrance = void (*)(Bytes bytes, std::uint16_t port);
+
+// make_corpus.py knows the order.
+constexpr std::array<Entrance, 8> entrances{
+    load_settings,       receive_control,  run_command,        receive_from_camera,
+    receive_from_server, read_tool_output, read_command_field, run_rc};
+
+// A connected camera and one app; no socket is open, so nothing leaves the process.
+void start_afresh() {
+    sleep_us(2'000'000); // no limit on repeated records holds one back
+    config_record() = ConfigRecord{};
+    set_defaults_before_loading(config_record());
+    set_defaults_after_loading(config_record());
+    config_record().server_enabled = 1;
+    for (auto* percent : {&config_record().rc_input_speed_pan, &config_record().rc_input_speed_tilt,
+                          &config_record().roll_speed})
+        *percent = 100;
+    server_settings_changed();
+    status_block() = StatusBlock{};
+    std::construct_at(&camera_state());
+    std::construct_at(&camera_builder_state());
+    camera_state().focus_range = 1000;
+    camera_link().connected = true;
+    clear_app_clients();
+    add_app_client(endpoint_of(ipv4_address(loopback_address, 1)), false, millisecond_clock());
+    parse_udp_clients("");
+}
+
+void use_private_directory() {
+    static std::string directory = std::filesystem::temp_directory_path() / "fuzz.XXXXXX";
+    if (mkdtemp(directory.data()) == nullptr)
+        std::abort();
+    std::atexit([] { std::filesystem::remove_all(directory); });
+    settings_path = directory + "/settings.conf";
+    saved_path = directory + "/saved.conf";
+    config_file_path = saved_path.c_str();
 }
 
 } // namespace
 
+// The fuzzer's own names.
+// NOLINTBEGIN(readability-identifier-naming)
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-    config_record().always_one = 1;
+    use_private_directory();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0)
         return 0;
-    const Bytes bytes(data + 1, size - 1);
-    const sockaddr_in sender = ipv4_address(loopback_address, static_cast<std::uint16_t>(data[0]));
-    const std::string text(bytes.begin(), bytes.end());
-    switch (data[0] % 4) {
-    case 0:
-        if (bytes.size() < 13 || bytes[12] != '{')
-            handle_app_datagram(bytes, sender);
-        break;
-    case 1:
-        decode_camera_frame(bytes);
-        break;
-    case 2:
-        load_settings(text);
-        break;
-    default:
-        run_command(text);
-        break;
-    }
+    start_afresh();
+    const auto port = static_cast<std::uint16_t>(4240 + data[0] / entrances.size());
+    entrances[data[0] % entrances.size()](Bytes(data + 1, size - 1), port);
+    while (running_threads > 0) // what outlasts this input would meddle with the next
+        std::this_thread::yield();
     return 0;
 }
+// NOLINTEND(readability-identifier-naming)

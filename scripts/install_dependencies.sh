@@ -1,7 +1,7 @@
 #!/bin/sh
 # install_dependencies.sh GROUP...: installs the Debian packages that the groups need and that are
 # missing.
-# Groups: build, test, run, video, lint.
+# Groups: build, test, run, video, fuzz, lint.
 set -eu
 
 packages_of() {
@@ -10,6 +10,7 @@ packages_of() {
     test) echo "libgtest-dev python3 util-linux iproute2 ffmpeg" ;;
     run) echo "python3 util-linux iproute2" ;;
     video) echo "ffmpeg" ;;
+    fuzz) echo "clang libclang-rt-dev llvm python3" ;;
     lint) echo "git clang-format clang-tidy cppcheck shellcheck" ;;
     *)
         echo "install_dependencies.sh: unknown group $1" >&2

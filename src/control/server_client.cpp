@@ -34,23 +34,23 @@ void take_answer(Bytes datagram, const sockaddr_in& sender) {
         log_line("client id %d", id);
 }
 
-void take_datagram(Bytes datagram, const sockaddr_in& sender) {
-    if (datagram[0] == '{')
-        take_answer(datagram, sender);
-    else if (datagram[0] == 'B' && datagram.size() >= message_header_size)
-        handle_control_message(datagram.subspan(message_header_size), endpoint_of(sender));
-}
-
 void receive_step(int socket, std::span<std::uint8_t> buffer) {
     sockaddr_in sender{};
     const Bytes datagram = receive_from(socket, buffer, sender, statistics().server_in);
     if (datagram.empty())
         sleep_us(pause_after_failure_us);
     else
-        take_datagram(datagram, sender);
+        handle_server_datagram(datagram, sender);
 }
 
 } // namespace
+
+void handle_server_datagram(Bytes datagram, const sockaddr_in& sender) {
+    if (datagram[0] == '{')
+        take_answer(datagram, sender);
+    else if (datagram[0] == 'B' && datagram.size() >= message_header_size)
+        handle_control_message(datagram.subspan(message_header_size), endpoint_of(sender));
+}
 
 void init_server_client() {
     start_thread("server", [socket = open_server_link()] {
