@@ -25,8 +25,4 @@ std::optional<AppRequest> parse_app_request(const char* text, std::size_t length
     return request;
 }
 
-bool is_true(const std::string& value) {
-    return value == "1" || value == "true";
-}
-
 } // namespace fieldrelaybox

@@ -32,7 +32,4 @@ std::string text_member(const cJSON* object, const char* name);
 // Nothing when text is not JSON.
 std::optional<AppRequest> parse_app_request(const char* text, std::size_t length);
 
-// A switch is on for exactly "1" and "true".
-bool is_true(const std::string& value);
-
 } // namespace fieldrelaybox

@@ -1,6 +1,5 @@
 #include "config/config_record.h"
 
-#include "config/config_file.h"
 #include "core/status_block.h"
 #include "core/text.h"
 
@@ -23,38 +22,6 @@ static_assert(alignof(ConfigRecord) >= alignof(std::uint32_t));
 
 ConfigRecord& config_record() {
     return live_record;
-}
-
-bool init_config_record() {
-    live_record = ConfigRecord{};
-    if (open_config_mirror() == nullptr)
-        return false;
-    set_defaults_before_loading(live_record);
-    if (load_config_file("fieldrelaybox.conf", live_record))
-        set_defaults_after_loading(live_record);
-    return true;
-}
-
-void set_defaults_before_loading(ConfigRecord& record) {
-    record.always_one = 1;
-    copy_text(record.rc_input_mode, "pwm");
-    copy_text(record.rc2_input_mode, "sbus");
-}
-
-void set_defaults_after_loading(ConfigRecord& record) {
-    const auto default_number = [](std::int32_t& field, std::int32_t value) {
-        if (field == 0)
-            field = value;
-    };
-    default_number(record.video_width, 1280);
-    default_number(record.video_height, 720);
-    default_number(record.video_bitrate, 1000000);
-    if (record.server_host[0] == '\0')
-        copy_text(record.server_host, FIELDRELAYBOX_DEFAULT_SERVER_HOST);
-    default_number(record.server_port, 4242);
-    // Not parsed into the channel-function table: without a map the table stays as it was.
-    if (record.rc_input_map[0] == '\0')
-        copy_text(record.rc_input_map, std::string(FIELDRELAYBOX_RC_CHANNELS - 1, ','));
 }
 
 void set_camera_disabled(bool disabled) {

@@ -23,15 +23,6 @@ inline constexpr Version daemon_version{0, 20, 2};
 // The live record.
 ConfigRecord& config_record();
 
-// Clears the record, maps /config_mem, sets the defaults and loads "fieldrelaybox.conf" of the
-// working directory. Called once by start-up before any other thread exists. False, with the reason
-// logged, when /config_mem cannot be mapped.
-bool init_config_record();
-
-// The parts of init_config_record, in order: before loading, and after a file was loaded.
-void set_defaults_before_loading(ConfigRecord& record);
-void set_defaults_after_loading(ConfigRecord& record);
-
 // Switches the camera link off or on until the next start: the flag of the record and its mirror in
 // the status block, which agree whoever comes last.
 void set_camera_disabled(bool disabled);

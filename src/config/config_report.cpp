@@ -1,90 +1,54 @@
 #include "config/config_report.h"
 
 #include "config/interface_codes.h"
+#include "config/settings_table.h"
 
+#include <algorithm>
 #include <array>
 
 namespace fieldrelaybox {
 
 namespace {
 
-#define NUMBER(name, member)                                                                       \
-    ReportMember {                                                                                 \
-        name, ReportFormat::number, RECORD_FIELD(member)                                           \
-    }
-#define TEXT(name, member)                                                                         \
-    ReportMember {                                                                                 \
-        name, ReportFormat::text, RECORD_FIELD(member)                                             \
-    }
-#define INTERFACE(name, member)                                                                    \
-    ReportMember {                                                                                 \
-        name, ReportFormat::interface_code, RECORD_FIELD(member)                                   \
-    }
-
-constexpr std::array table{
-    // clang-format off
-    NUMBER("udp_en", udp_enabled),
-    NUMBER("tcp_en", tcp_enabled),
-    NUMBER("rtmp_en", rtmp_enabled),
-    NUMBER("rtsp_en", rtsp_enabled),
-    NUMBER("mpegts_en", mpegts_enabled),
-    TEXT("rtmp_url", rtmp_url),
-    NUMBER("tcp_port", tcp_port),
-    TEXT("mpegts_clients", mpegts_clients),
-    TEXT("udp_clients", udp_clients),
-    NUMBER("vbitrate", video_bitrate),
-    NUMBER("vw", video_width),
-    NUMBER("vh", video_height),
-    NUMBER("vte", video_transcode_enabled),
-    NUMBER("audio_en", audio_enabled),
-    NUMBER("abitrate", audio_bitrate),
-    NUMBER("avol", audio_volume),
-    NUMBER("again", audio_autogain),
-    NUMBER("rcin_en", rc_input_enabled),
-    TEXT("rcin_mode", rc_input_mode),
-    TEXT("rcin2_mode", rc2_input_mode),
-    TEXT("rcin_map", rc_input_map),
-    NUMBER("rcin_pan", rc_input_speed_pan),
-    NUMBER("rcin_tilt", rc_input_speed_tilt),
-    NUMBER("rcin_paninv", rc_input_inverse_pan),
-    NUMBER("rcin_tiltinv", rc_input_inverse_tilt),
-    NUMBER("rcin_exp", rc_input_exp),
-    NUMBER("hdmistate", hdmi_enabled),
-    NUMBER("osdbrdw", osd_border_width),
-    NUMBER("osdbrdh", osd_border_height),
-    NUMBER("osdtof", osd_top_offset),
-    NUMBER("osdbof", osd_bottom_offset),
-    NUMBER("disp_en", display_enabled),
-    NUMBER("osd_en", osd_enabled),
-    NUMBER("hud_en", hud_enabled),
-    NUMBER("ic_en", internal_camera_enabled),
-    NUMBER("ic_fs", internal_camera_fullscreen),
-    NUMBER("apstate", apstate),
-    INTERFACE("ap_iface", ap_iface),
-    TEXT("ap_ssid", ap_ssid),
-    TEXT("ap_psk", ap_psk),
-    NUMBER("ap_mode", ap_mode),
-    NUMBER("ap_channel", ap_channel),
-    TEXT("ap_country", ap_country),
-    INTERFACE("lan_iface", wifi_iface),
-    TEXT("lan_ssid", wifi_ssid),
-    TEXT("lan_psk", wifi_psk),
-    INTERFACE("cam_iface", camera_iface),
-    TEXT("cam_ssid", camera_ssid),
-    TEXT("cam_psk", camera_psk),
-    TEXT("version", version),
-    NUMBER("s1", server_enabled),
-    TEXT("s2", server_host),
-    NUMBER("s3", server_port),
-    TEXT("s4", server_user),
-    TEXT("s5", server_pass),
-    TEXT("s6", server_devid),
-    // clang-format on
+// Members that are no settings.
+constexpr std::array states{
+    ReportMember{"apstate", ReportFormat::number, RECORD_FIELD(apstate), 370},
+    ReportMember{"version", ReportFormat::text, RECORD_FIELD(version), 500},
 };
 
-#undef NUMBER
-#undef TEXT
-#undef INTERFACE
+constexpr ReportFormat report_format(const Setting& setting) {
+    if (setting.conversion == Conversion::interface_code)
+        return ReportFormat::interface_code;
+    return is_text(setting.kind) ? ReportFormat::text : ReportFormat::number;
+}
+
+constexpr bool is_reported(const Setting& setting) {
+    return setting.report.place > 0;
+}
+
+constexpr std::size_t reported_settings =
+    std::count_if(settings_table.begin(), settings_table.end(), is_reported);
+
+constexpr auto make_table() {
+    std::array<ReportMember, reported_settings + states.size()> members{};
+    auto* end = std::copy(states.begin(), states.end(), members.begin());
+    for (const Setting& setting : settings_table) {
+        if (is_reported(setting))
+            *end++ = {setting.report.member, report_format(setting), setting.field,
+                      setting.report.place};
+    }
+    std::sort(members.begin(), members.end(),
+              [](const ReportMember& a, const ReportMember& b) { return a.place < b.place; });
+    return members;
+}
+
+constexpr auto table = make_table();
+
+static_assert(std::adjacent_find(table.begin(), table.end(),
+                                 [](const ReportMember& a, const ReportMember& b) {
+                                     return a.place == b.place;
+                                 }) == table.end(),
+              "two members of the report at one place");
 
 std::string format_value(const ReportMember& member, const ConfigRecord& record) {
     if (member.format == ReportFormat::number)

@@ -1,5 +1,5 @@
 // The configuration report: every setting and a few live states as one JSON object, by which an app
-// fills its settings screens.
+// fills its settings screens. Which settings it shows, and where, stands in their rows.
 #pragma once
 
 #include "config/record_fields.h"
@@ -20,6 +20,7 @@ struct ReportMember {
     std::string_view name;
     ReportFormat format;
     RecordField field;
+    int place; // in the order of the report
 };
 
 // In the order of the report.

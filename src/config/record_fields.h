@@ -1,5 +1,5 @@
-// A field of the configuration record as data, for the tables that name fields: the report and the
-// parameters that the apps can update.
+// A field of the configuration record as data: what the tables of settings and report members name
+// and what the file, the report and the apps' updates go through.
 #pragma once
 
 #include "config/config_record.h"
@@ -35,11 +35,15 @@ template<class Member> constexpr FieldType field_type() {
             sizeof(ConfigRecord::member)                                                           \
     }
 
-// Reading a record that no other thread touches, such as a copy of the live one.
+// A record that no other thread touches, such as a copy of the live one. Here and below a number
+// keeps its low 8 bits in a one-byte field, and a text is cut to its capacity.
 std::int32_t number_in(const ConfigRecord& record, const RecordField& field);
 std::string_view text_in(const ConfigRecord& record, const RecordField& field);
+void put_number(ConfigRecord& record, const RecordField& field, std::int32_t value);
+void put_text(ConfigRecord& record, const RecordField& field, std::string_view text);
 
-// Writing the live record. A number keeps its low 8 bits in a one-byte field.
+// The live record.
+std::int32_t load_number(const RecordField& field);
 void store_number(const RecordField& field, std::int32_t value);
 void store_text(const RecordField& field, std::string_view text);
 

@@ -12,6 +12,7 @@
 #include "core/shell.h"
 #include "core/statistics.h"
 #include "core/status_block.h"
+#include "core/text.h"
 #include "core/word_table.h"
 
 #include <array>

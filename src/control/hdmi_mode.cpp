@@ -5,6 +5,7 @@
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/shell.h"
+#include "core/text.h"
 
 #include <string>
 

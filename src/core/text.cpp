@@ -26,6 +26,10 @@ std::int32_t parse_decimal(const char* text) {
     return static_cast<std::int32_t>(std::clamp(value, low, high));
 }
 
+bool is_true(std::string_view value) {
+    return value == "1" || value == "true";
+}
+
 bool is_shell_safe_name(std::string_view name) {
     const auto safe = [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||

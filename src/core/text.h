@@ -25,6 +25,9 @@ template<std::size_t Capacity> std::string_view text_of(const char (&field)[Capa
 // outside the range give the nearest end of it, on 32-bit and 64-bit machines alike.
 std::int32_t parse_decimal(const char* text);
 
+// A switch of an app is on for exactly "1" and "true".
+bool is_true(std::string_view value);
+
 // True when name is not empty, has only letters, digits, '.', '_' and '-', and does not start with
 // '-': safe as one word of a shell command.
 bool is_shell_safe_name(std::string_view name);

@@ -1,6 +1,8 @@
 #include "daemon/startup.h"
 
 #include "config/config_record.h"
+#include "config/config_start.h"
+#include "config/setting_updates.h"
 #include "control/control_server.h"
 #include "control/server_client.h"
 #include "core/log.h"
@@ -36,17 +38,6 @@ void stamp_identity() {
     copy_text(block.version_text, version_text("v."));
 }
 
-// The overlays read these without opening the settings; the HUD starts switched off.
-void copy_overlay_options() {
-    const ConfigRecord& record = config_record();
-    StatusBlock& block = status_block();
-    store(block.osd_enabled, load(record.osd_enabled));
-    store<std::uint8_t>(block.hud_enabled, 0);
-    store(block.internal_camera_enabled, load(record.internal_camera_enabled));
-    store(block.internal_camera_fullscreen, load(record.internal_camera_fullscreen));
-    store(block.focus_assistant_enabled, load(record.focus_assistant_enabled));
-}
-
 void start_services() {
     init_video_bridge(); // the outputs, before anything can be received
     init_transcode();
@@ -72,7 +63,7 @@ int run_daemon() {
     Supervisor supervisor{.pass_count = 0, .mirror = open_config_mirror()};
     if (supervisor.mirror == nullptr)
         return 1;
-    copy_overlay_options();
+    mirror_settings_at_start(); // overlays read these without opening the settings
     store_text(config_record().version, version_text(""));
     start_services();
     // Field cameras stutter when the processor clock changes under load.

@@ -1,17 +1,16 @@
 #include "rc/rc_jobs.h"
 
 #include "camera/builders/gimbal.h"
-#include "config/config_record.h"
 #include "config/config_saving.h"
-#include "config/settings_commands.h"
+#include "config/setting_updates.h"
+#include "config/settings_table.h"
 #include "core/log.h"
-#include "core/shared_access.h"
-#include "core/status_block.h"
 #include "core/threads.h"
 
-#include <algorithm>
+#include <array>
 #include <mutex>
 #include <span>
+#include <string>
 #include <utility>
 
 namespace fieldrelaybox {
@@ -62,33 +61,16 @@ void run_gimbal_jobs(std::span<const std::uint8_t> jobs) {
         gimbal_reset(static_cast<GimbalJob>(job) == GimbalJob::lock_orientation);
 }
 
-struct SettingRow {
-    std::uint8_t ConfigRecord::*setting;
-    std::uint8_t StatusBlock::*mirror;
-    const char* restart_command; // null: nobody has to be restarted
-};
-
 // In the order of FlippedSetting.
-constexpr std::array<SettingRow, 3> setting_rows{{
-    {&ConfigRecord::focus_assistant_enabled, &StatusBlock::focus_assistant_enabled, nullptr},
-    {&ConfigRecord::internal_camera_enabled, &StatusBlock::internal_camera_enabled,
-     "killall -q raspivid"},
-    {&ConfigRecord::osd_enabled, &StatusBlock::osd_enabled, nullptr},
-}};
+constexpr std::array flipped_settings{&setting_row("focus_assistant_enabled"),
+                                      &setting_row("internal_camera_enabled"),
+                                      &setting_row("osd_enabled")};
 
-void flip(const SettingRow& row) {
-    std::uint8_t& setting = config_record().*row.setting;
-    const std::uint8_t flipped = load(setting) == 0 ? 1 : 0;
-    store(setting, flipped);
-    store(status_block().*row.mirror, flipped);
-}
-
-SettingsCommands restart_commands(std::span<const std::uint8_t> flips) {
+SettingsCommands commands_after(std::span<const std::uint8_t> flips) {
     SettingsCommands commands{};
-    for (std::size_t i = 0; i < setting_rows.size(); ++i) {
-        const bool flipped = std::find(flips.begin(), flips.end(), i) != flips.end();
-        if (flipped && setting_rows[i].restart_command != nullptr)
-            commands.texts.emplace_back(setting_rows[i].restart_command);
+    for (const std::uint8_t flip : flips) {
+        const Setting& setting = *flipped_settings[flip];
+        add_commands(setting, std::to_string(load_number(setting.field)), commands);
     }
     return commands;
 }
@@ -96,10 +78,10 @@ SettingsCommands restart_commands(std::span<const std::uint8_t> flips) {
 void run_setting_flips(std::span<const std::uint8_t> flips) {
     change_settings(
         [flips] {
-            for (const std::uint8_t setting : flips)
-                flip(setting_rows[setting]);
+            for (const std::uint8_t flip : flips)
+                flip_setting(*flipped_settings[flip]);
         },
-        [flips] { queue_settings_commands(restart_commands(flips)); });
+        [flips] { queue_settings_commands(commands_after(flips)); });
     run_settings_commands();
 }
 

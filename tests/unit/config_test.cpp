@@ -3,14 +3,12 @@
 #include "config/config_file.h"
 #include "config/config_record.h"
 #include "config/config_report.h"
+#include "config/config_start.h"
 #include "config/hdmi_modes.h"
-#include "config/settings.h"
-#include "control/update_parameters.h"
 #include "core/text.h"
 #include "unit/test_data.h"
 
 #include <array>
-#include <set>
 
 using namespace fieldrelaybox;
 using namespace test_data;
@@ -80,24 +78,6 @@ TEST(Tables, have_the_names_that_the_apps_use) {
         EXPECT_EQ(look_up_hdmi_mode(name, group, mode), 0);
         EXPECT_EQ(static_cast<int>(group), cJSON_GetArrayItem(entry, 1)->valueint) << name;
         EXPECT_EQ(mode, cJSON_GetArrayItem(entry, 2)->valueint) << name;
-    }
-}
-
-// A key without a parameter or a member could not be set or seen by any app.
-TEST(Tables, every_setting_can_be_updated_and_is_reported) {
-    std::set<std::pair<int, int>> updated;
-    for (const UpdateParameter& parameter : update_parameters()) {
-        for (const FieldUpdate& update : parameter.fields)
-            updated.emplace(update.field.offset, update.field.capacity);
-    }
-    std::set<std::pair<int, int>> reported;
-    for (const ReportMember& member : report_members())
-        reported.emplace(member.field.offset, member.field.capacity);
-    for (const Setting& setting : settings()) {
-        const std::pair<int, int> field(setting.offset, setting.capacity);
-        EXPECT_TRUE(updated.contains(field)) << setting.key;
-        EXPECT_EQ(reported.contains(field), setting.key != "focus_assistant_enabled")
-            << setting.key;
     }
 }
 

@@ -1,39 +1,47 @@
 // The pages that owners and writers of apps and sibling programs go by leave nothing out.
-#include "config/config_report.h"
+#include "config/channel_functions.h"
 #include "config/settings.h"
 #include "control/app_commands.h"
 #include "control/update_parameters.h"
 #include "unit/test_data.h"
 
-#include <span>
 #include <string_view>
 
 namespace {
 
 using namespace fieldrelaybox;
 
-// The page has the name of every row, written between before and after.
-template<class Row>
-void expect_names(const std::string& page, const std::string& before, std::span<const Row> rows,
-                  std::string_view Row::*name, const std::string& after) {
-    const std::string text = test_data::read_file(SOURCE_DIR "/docs/" + page);
-    for (const Row& row : rows) {
-        const std::string wanted = before + std::string(row.*name) + after;
-        EXPECT_NE(text.find(wanted), std::string::npos) << page << ": " << wanted;
+std::string read_page(const std::string& name) {
+    return test_data::read_file(SOURCE_DIR "/docs/" + name);
+}
+
+void expect_name(const std::string& page, std::string_view name) {
+    EXPECT_NE(read_page(page).find("| `" + std::string(name) + "`"), std::string::npos)
+        << page << ": " << name;
+}
+
+// A setting with a parameter of its own stands in configuration.md, which is written from the rows.
+TEST(Documents, name_every_other_parameter) {
+    for (const ParameterHooks& hooks : parameter_hooks())
+        expect_name("app-protocol.md", hooks.name);
+    for (const Setting& setting : settings()) {
+        const ParameterValue& parameter = setting.parameters[0];
+        if (settings_of_parameter(parameter.name).size() > 1)
+            expect_name("app-protocol.md", parameter.name);
     }
 }
 
-TEST(Documents, name_every_key_parameter_and_member) {
-    expect_names("configuration.md", "| `", settings(), &Setting::key, "` |");
-    expect_names("man/fieldrelaybox.conf.5", "\n.BR ", settings(), &Setting::key, " =");
-    expect_names("app-protocol.md", "`", update_parameters(), &UpdateParameter::name, "`");
-    expect_names("app-protocol.md", "`", report_members(), &ReportMember::name, "`");
+TEST(Documents, name_every_channel_function) {
+    const std::string page = read_page("rc.md");
+    for (const FunctionName& function : channel_functions)
+        EXPECT_NE(page.find("`" + std::string(function.word) + "`"), std::string::npos)
+            << function.word;
 }
 
 // Those of the box on one page, those of the camera on the other.
 TEST(Documents, name_every_command_word) {
-    const std::string box = test_data::read_file(SOURCE_DIR "/docs/app-protocol.md");
-    const std::string camera = test_data::read_file(SOURCE_DIR "/docs/camera-protocol.md");
+    const std::string box = read_page("app-protocol.md");
+    const std::string camera = read_page("camera-protocol.md");
     for (const AppCommand& command : app_commands()) {
         const std::string word(command.word);
         EXPECT_TRUE(box.find("`" + word + "`") != std::string::npos ||

@@ -1,0 +1,29 @@
+#include "config/config_start.h"
+
+#include "config/config_file.h"
+#include "config/config_record.h"
+#include "config/settings.h"
+#include "core/status_block.h"
+
+namespace fieldrelaybox {
+
+bool init_config_record() {
+    config_record() = ConfigRecord{};
+    if (open_config_mirror() == nullptr)
+        return false;
+    set_defaults_before_loading(config_record());
+    if (load_config_file("fieldrelaybox.conf", config_record()))
+        set_defaults_after_loading(config_record());
+    return true;
+}
+
+void set_defaults_before_loading(ConfigRecord& record) {
+    record.always_one = 1;
+    set_defaults(DefaultTime::before_loading, record);
+}
+
+void set_defaults_after_loading(ConfigRecord& record) {
+    set_defaults(DefaultTime::after_loading, record);
+}
+
+} // namespace fieldrelaybox

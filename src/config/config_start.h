@@ -1,0 +1,17 @@
+// How the configuration record comes to its first content. Entered by start-up.
+#pragma once
+
+#include "fieldrelaybox/shared_memory.h"
+
+namespace fieldrelaybox {
+
+// Clears the record, maps /config_mem, sets the defaults and loads "fieldrelaybox.conf" of the
+// working directory. Called once by start-up before any other thread exists. False, with the reason
+// logged, when /config_mem cannot be mapped.
+bool init_config_record();
+
+// The parts of init_config_record, in order: before loading, and after a file was loaded.
+void set_defaults_before_loading(ConfigRecord& record);
+void set_defaults_after_loading(ConfigRecord& record);
+
+} // namespace fieldrelaybox
