@@ -5,11 +5,12 @@ JOBS ?= $(shell nproc)
 # System tests mostly wait for the daemon, so more of them run than there are processors.
 TEST_JOBS ?= $(shell expr $(JOBS) \* 3)
 
-.PHONY: run test build build-tests bench fuzz lint package test-armhf test-package clean help
+.PHONY: run test build build-tests settings bench fuzz lint package test-armhf test-package clean help
 
 help:
 	@echo "make run    the daemon with a simulated camera, real video and a client"
 	@echo "make test   build and run all tests (PRESET=asan or tsan: with sanitizers)"
+	@echo "make settings  after a change of a setting: what is written from the rows, anew"
 	@echo "make bench  measure the relay against a bare loop"
 	@echo "make fuzz   build with clang and fuzz the daemon's entrances (FUZZ_SECONDS=60)"
 	@echo "make lint   formatting and static analysis"
@@ -34,6 +35,12 @@ run: build
 
 test: build-tests
 	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(TEST_JOBS)
+
+settings:
+	@scripts/install_dependencies.sh build
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release --target settings_list
+	@scripts/settings_pages.py renew build/release/settings_list
 
 bench: build-tests
 	@bench/run.sh

@@ -76,6 +76,26 @@ def load_hex(name: str) -> bytes:
     return bytes.fromhex((DATA / name).read_text())
 
 
+LATER_SETTINGS = load_json("later_settings.json")
+"""What settings add that are younger than the files and records of tests/data."""
+
+
+def without_later_settings(text: str, part: str) -> str:
+    """A settings file or a report (`part` says which) as it would be without them."""
+    for setting in LATER_SETTINGS:
+        assert text.count(setting[part]) == 1, f"{setting[part]!r} is not in {text}"
+        text = text.replace(setting[part], "")
+    return text
+
+
+def load_record(name: str, part: str = "bytes") -> bytes:
+    record = bytearray(load_hex(name))
+    for setting in LATER_SETTINGS:
+        value = bytes.fromhex(setting[part])
+        record[setting["offset"]:setting["offset"] + len(value)] = value
+    return bytes(record)
+
+
 def mask_record(record: bytes) -> bytes:
     """A configuration record without the bytes that the running box keeps changing."""
     masked = bytearray(record)

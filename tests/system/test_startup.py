@@ -8,7 +8,7 @@ import unittest
 from pathlib import Path
 
 from box import (DATA, SHARED_MEMORY_DIRECTORY, STATUS_BLOCK, App, Box, Receiver, app_protocol,
-                 frames, load_hex, mask_record, wait_until)
+                 frames, load_hex, load_record, mask_record, wait_until)
 
 HUD_MEM = SHARED_MEMORY_DIRECTORY / "hud_mem"
 CONFIG_MEM = SHARED_MEMORY_DIRECTORY / "config_mem"
@@ -26,9 +26,9 @@ class Start(unittest.TestCase):
     def start(self, settings: str | bytes | None = "") -> Box:
         return self.enterContext(Box(settings))
 
-    def assert_record(self, box: Box, name: str) -> None:
+    def assert_record(self, box: Box, name: str, part: str = "bytes") -> None:
         wait_until(lambda: box.mirror["clock"], "the first mirror copy")
-        self.assertEqual(mask_record(box.mirror.raw[:]), mask_record(load_hex(name)))
+        self.assertEqual(mask_record(box.mirror.raw[:]), mask_record(load_record(name, part)))
 
     def test_identity_and_start_order(self) -> None:
         box = self.start()
@@ -52,9 +52,10 @@ class Start(unittest.TestCase):
             self.assertEqual(len(told), 1, f"line {unusable}")
 
     def test_no_file_and_empty_file(self) -> None:
-        for settings, name in ((None, "nofile"), ("", "empty_text")):
+        for settings, name, part in ((None, "nofile", "bytes_without_file"),
+                                     ("", "empty_text", "bytes")):
             with self.subTest(name), Box(settings) as box:
-                self.assert_record(box, f"{name}.record.hex")
+                self.assert_record(box, f"{name}.record.hex", part)
                 self.assertEqual(box.status["channel_function"], [0] * 32)
 
     def test_overlay_options_one_by_one(self) -> None:

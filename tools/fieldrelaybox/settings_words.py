@@ -1,9 +1,14 @@
-"""The settings that an app can change, the values they take, and where the report shows them."""
+"""The settings that an app can change, the values they take, and where the report shows them.
+
+They are read from settings.json, which is made from the rows of the box itself.
+"""
 
 from __future__ import annotations
 
 import json
 from dataclasses import dataclass
+from pathlib import Path
+from typing import Any
 
 TRUE, FALSE = ("1", "true", "on", "yes"), ("0", "false", "off", "no")
 INTERFACES = {"none": "0", "wifi0": "1", "wlan0": "2"}
@@ -61,67 +66,41 @@ class Value:
         return "|".join(self.words) if 0 < len(self.words) < 6 else self.title.upper()
 
 
-def _on_off(member: str) -> tuple[Value, ...]:
-    return (Value("on|off", "on|off", member),)
+def _limit_of(kind: str, row: dict[str, Any]) -> str:
+    return f"text {row['capacity'] - 1}" if kind.endswith("text") else kind
 
 
-def _number(member: str, title: str = "number") -> tuple[Value, ...]:
-    return (Value(title, "number", member),)
+def _value(row: dict[str, Any], parameter: dict[str, Any]) -> Value:
+    """How the client asks for this value: `row` is the setting that it goes to."""
+    kind = "on|off" if row["kind"] == "switch" else row["kind"]
+    words = parameter.get("words", ())
+    if kind.endswith("text"):
+        words = tuple(choice["value"] for choice in row.get("choices", ()))
+    return Value(parameter.get("word", kind), _limit_of(kind, row), row.get("report", ""),
+                 tuple(words))
 
 
-def _text(limit: int, member: str, title: str) -> tuple[Value, ...]:
-    return (Value(title, f"text {limit}", member),)
+def load_rows() -> list[dict[str, Any]]:
+    """Every setting that an app can change, as the box knows it."""
+    lists = json.loads(Path(__file__).with_name("settings.json").read_text())
+    return [*lists["settings"], *lists["unsaved"]]
 
 
-SETTINGS: dict[str, tuple[Value, ...]] = {
-    "rcin_enabled": _on_off("rcin_en"),
-    "rcin_mode": (Value("RC1-mode", "", "rcin_mode", ("pwm", "ppm")),
-                  Value("RC2-mode", "", "rcin2_mode", ("sbus", "ppm"))),
-    "rcin_map": _text(511, "rcin_map", "function,function,..."),
-    "rcin_speed": (*_number("rcin_pan", "pan"), *_number("rcin_tilt", "tilt"),
-                   *_number("", "roll")),
-    "rcin_pan": _number("rcin_pan"),
-    "rcin_tilt": _number("rcin_tilt"),
-    "rcin_dutch": _number(""),
-    "rcin_pan_inv": _number("rcin_paninv"),
-    "rcin_tilt_inv": _number("rcin_tiltinv"),
-    "rcin_exp": _on_off("rcin_exp"),
-    "display_enabled": _on_off("disp_en"),
-    "udp_enabled": _on_off("udp_en"),
-    "tcp_enabled": _on_off("tcp_en"),
-    "mpegts_enabled": _on_off("mpegts_en"),
-    "rtsp_enabled": _on_off("rtsp_en"),
-    "rtmp_enabled": _on_off("rtmp_en"),
-    "hud_enabled": _on_off("hud_en"),
-    "internal_camera_enabled": _on_off("ic_en"),
-    "internal_camera_fullscreen": _on_off("ic_fs"),
-    "fa_enabled": _on_off(""),
-    "osd_enabled": _on_off("osd_en"),
-    "hdmi_enabled": _on_off("hdmistate"),
-    "hdmimode": (Value("mode", "", "", HDMI_MODES), Value("at every start", "on|off")),
-    "osd_borders": (Value("width", "byte", "osdbrdw"), Value("height", "byte", "osdbrdh")),
-    "osd_offset": (Value("top", "byte", "osdtof"), Value("bottom", "byte", "osdbof")),
-    "osd_top_offset": (Value("pixels", "byte", "osdtof"),),
-    "osd_bottom_offset": (Value("pixels", "byte", "osdbof"),),
-    "video_bitrate": _number("vbitrate", "bit/s"),
-    "video_transcode_enabled": _on_off("vte"),
-    "video_resolution": (Value("resolution", "", "vw", ("320x240", "640x480", "1280x720")),),
-    "audio_bitrate": _number("abitrate", "bit/s"),
-    "audio_volume": _number("avol", "percent"),
-    "audio_enabled": _on_off("audio_en"),
-    "audio_autogain": _on_off("again"),
-    "rtmp_url": _text(255, "rtmp_url", "URL"),
-    "tcp_port": _number("tcp_port", "port"),
-    "mpegts_clients": _text(255, "mpegts_clients", "address:port,..."),
-    "udp_clients": _text(255, "udp_clients", "address:port,..."),
-    "server_connection": (
-        *_text(15, "s2", "host"), *_number("s3", "port"), *_text(15, "s4", "user"),
-        *_text(19, "s5", "password"), *_text(19, "s6", "device-id"), *_on_off("s1")),
-}
+def _read_parameters() -> dict[str, tuple[Value, ...]]:
+    """The values of each parameter in order. The first of two settings that share one stands for it."""
+    values: dict[str, dict[int, Value]] = {}
+    for row in load_rows():
+        for parameter in row["parameters"]:
+            place = values.setdefault(parameter["name"], {})
+            place.setdefault(parameter["value"], _value(row, parameter))
+    return {name: tuple(place for _, place in sorted(places.items()))
+            for name, places in values.items()}
 
-WIFI_MEMBERS = ("cam_iface", "cam_ssid", "cam_psk", "lan_iface", "lan_ssid", "lan_psk",
-                "ap_iface", "ap_ssid", "ap_psk", "ap_mode", "ap_channel", "ap_country")
+
+SETTINGS = _read_parameters()
+WIFI_MEMBERS = tuple(value.member for value in SETTINGS.pop("wifi"))
 """The report members that show the twelve values of the setting "wifi", in order."""
+SETTINGS["hdmimode"] = (Value("mode", "", "", HDMI_MODES), Value("at every start", "on|off"))
 
 UNCHANGED = "-"
 """Not a known interface code or band: the box leaves that one as it is."""

@@ -15,6 +15,8 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Any
 
+from .settings_words import load_rows
+
 SHARED_MEMORY_DIRECTORY = Path("/dev/shm")
 
 
@@ -121,58 +123,16 @@ STATUS_BLOCK = _layout("hud_mem", 1936, (
     (1888, "timelapse_duration", "H"),
 ))
 
+def _setting_rows() -> tuple[tuple[int, str, str], ...]:
+    def code(row: dict[str, Any]) -> str:
+        size = row["capacity"]
+        return f"{size}s" if row["kind"].endswith("text") else {1: "B", 4: "i"}[size]
+    return tuple((row["offset"], row["key"], code(row)) for row in load_rows())
+
+
 CONFIG_RECORD = _layout("config_mem", 3256, (
-    (0, "hdmi_enabled", "B"),
-    (1, "udp_enabled", "B"),
-    (2, "rtmp_enabled", "B"),
-    (3, "mpegts_enabled", "B"),
-    (4, "tcp_enabled", "B"),
-    (5, "rtsp_enabled", "B"),
-    (6, "video_transcode_enabled", "B"),
-    (8, "video_bitrate", "i"),
-    (12, "video_width", "i"),
-    (16, "video_height", "i"),
-    (20, "audio_enabled", "B"),
-    (24, "audio_bitrate", "i"),
-    (28, "audio_volume", "i"),
-    (32, "audio_autogain", "B"),
-    (33, "rc_input_enabled", "B"),
-    (34, "rc_input_mode", "6s"),
-    (40, "rc2_input_mode", "6s"),
-    (46, "rc_input_map", "512s"),
-    (560, "rc_input_speed_pan", "i"),
-    (564, "rc_input_speed_tilt", "i"),
-    (568, "roll_speed", "i"),
-    (572, "rc_input_inverse_pan", "i"),
-    (576, "rc_input_inverse_tilt", "i"),
-    (580, "rc_input_exp", "B"),
-    (581, "display_enabled", "B"),
-    (582, "osd_enabled", "B"),
-    (583, "hud_enabled", "B"),
-    (584, "internal_camera_enabled", "B"),
-    (585, "internal_camera_fullscreen", "B"),
-    (586, "focus_assistant_enabled", "B"),
-    (587, "osd_border_height", "B"),
-    (588, "osd_border_width", "B"),
-    (589, "osd_top_offset", "B"),
-    (590, "osd_bottom_offset", "B"),
-    (591, "rtmp_url", "256s"),
-    (848, "tcp_port", "i"),
-    (852, "mpegts_clients", "256s"),
-    (1108, "udp_clients", "256s"),
+    *_setting_rows(),
     (1364, "apstate", "B"),
-    (1365, "ap_iface", "10s"),
-    (1375, "ap_ssid", "256s"),
-    (1631, "ap_psk", "256s"),
-    (1888, "ap_mode", "i"),
-    (1892, "ap_channel", "i"),
-    (1896, "ap_country", "10s"),
-    (1906, "wifi_iface", "10s"),
-    (1916, "wifi_ssid", "256s"),
-    (2172, "wifi_psk", "256s"),
-    (2428, "camera_iface", "10s"),
-    (2438, "camera_ssid", "256s"),
-    (2694, "camera_psk", "256s"),
     (2952, "clock", "I"),
     (2956, "video_connected", "B"),
     (2957, "camera_disabled", "B"),
@@ -181,12 +141,6 @@ CONFIG_RECORD = _layout("config_mem", 3256, (
     (3129, "always_one", "B"),
     (3131, "camera_link_ssid", "40s"),
     (3172, "server_client_id", "I"),
-    (3176, "server_enabled", "B"),
-    (3177, "server_host", "16s"),
-    (3196, "server_port", "i"),
-    (3200, "server_user", "16s"),
-    (3216, "server_pass", "20s"),
-    (3236, "server_devid", "20s"),
 ))
 
 STATISTICS = _layout("fieldrelaybox_stats", 1736, (
