@@ -87,7 +87,7 @@ def load_rows() -> list[dict[str, Any]]:
 
 
 def _read_parameters() -> dict[str, tuple[Value, ...]]:
-    """The values of each parameter in order. The first of two settings that share one stands for it."""
+    """The values of each parameter in order. Of two settings for one value the first counts."""
     values: dict[str, dict[int, Value]] = {}
     for row in load_rows():
         for parameter in row["parameters"]:
