@@ -115,7 +115,7 @@ def roff(text: str) -> str:
 def man_entry(row: Row) -> str:
     value = {"byte": "number", "quoted text": "\\(dqtext\\(dq"}.get(row["kind"], row["kind"])
     text = meaning(row)
-    if row["kind"] == "byte":
+    if row["kind"] == "byte" and "highest" not in row:
         text += ", at most 255"
     if is_text(row) and "choices" not in row:
         text += f"; at most {row['capacity'] - 1} characters"

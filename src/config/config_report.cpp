@@ -44,11 +44,17 @@ constexpr auto make_table() {
 
 constexpr auto table = make_table();
 
-static_assert(std::adjacent_find(table.begin(), table.end(),
-                                 [](const ReportMember& a, const ReportMember& b) {
-                                     return a.place == b.place;
-                                 }) == table.end(),
-              "two members of the report at one place");
+constexpr bool no_member_stands_twice() {
+    for (const ReportMember& member : table) {
+        if (std::any_of(table.begin(), &member, [&](const ReportMember& other) {
+                return other.name == member.name || other.place == member.place;
+            }))
+            return false;
+    }
+    return true;
+}
+
+static_assert(no_member_stands_twice());
 
 std::string format_value(const ReportMember& member, const ConfigRecord& record) {
     if (member.format == ReportFormat::number)

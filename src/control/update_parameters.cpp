@@ -6,6 +6,7 @@
 #include "config/config_saving.h"
 #include "config/setting_updates.h"
 #include "config/settings.h"
+#include "config/settings_table.h"
 #include "control/hdmi_mode.h"
 #include "core/log.h"
 #include "media/udp_clients.h"
@@ -66,6 +67,18 @@ constexpr std::array hooks{
                    .follow_up = apply_server_connection},
     ParameterHooks{.name = "hdmimode", .instead = change_hdmi_mode},
 };
+
+constexpr bool has_settings(std::string_view name) {
+    return std::any_of(settings_table.begin(), settings_table.end(), [name](const Setting& row) {
+        return row.parameters[0].name == name || row.parameters[1].name == name;
+    });
+}
+
+static_assert(std::all_of(hooks.begin(), hooks.end(),
+                          [](const ParameterHooks& entry) {
+                              return entry.instead != nullptr || has_settings(entry.name);
+                          }),
+              "hooks for a parameter that no setting has");
 
 ParameterHooks find_hooks(std::string_view name) {
     const auto* found =
