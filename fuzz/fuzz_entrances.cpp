@@ -23,7 +23,9 @@
 #include "daemon/supervisor.h"
 #include "fuzz/stand_ins.h"
 #include "media/udp_clients.h"
+#include "rc/rc_commands.h"
 #include "rc/rc_loop.h"
+#include "rc/rc_step.h"
 
 #include <algorithm>
 #include <array>
