@@ -123,6 +123,7 @@ STATUS_BLOCK = _layout("hud_mem", 1936, (
     (1888, "timelapse_duration", "H"),
 ))
 
+
 def _setting_rows() -> tuple[tuple[int, str, str], ...]:
     def code(row: dict[str, Any]) -> str:
         size = row["capacity"]
@@ -130,8 +131,9 @@ def _setting_rows() -> tuple[tuple[int, str, str], ...]:
     return tuple((row["offset"], row["key"], code(row)) for row in load_rows())
 
 
-CONFIG_RECORD = _layout("config_mem", 3256, (
+CONFIG_RECORD = _layout("config_mem", 3256, tuple(sorted((
     *_setting_rows(),
+    (568, "roll_speed", "i"),
     (1364, "apstate", "B"),
     (2952, "clock", "I"),
     (2956, "video_connected", "B"),
@@ -141,7 +143,7 @@ CONFIG_RECORD = _layout("config_mem", 3256, (
     (3129, "always_one", "B"),
     (3131, "camera_link_ssid", "40s"),
     (3172, "server_client_id", "I"),
-))
+))))
 
 STATISTICS = _layout("fieldrelaybox_stats", 1736, (
     (0, "magic", "I"), (4, "version", "I"), (8, "size", "I"), (12, "process_id", "I"),
