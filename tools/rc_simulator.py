@@ -171,6 +171,7 @@ def parse_arguments() -> argparse.Namespace:
 def run(options: argparse.Namespace) -> None:
     sticks = RcSticks()
     try:
+        sticks.await_map()
         sticks.rest()
         if options.script:
             with (sys.stdin if options.script == "-" else open(options.script)) as script:

@@ -23,6 +23,7 @@ class Flight(BoxTestCase):
         self.rc = self.camera()
         self.rc.stop_clock()
         self.sticks = RcSticks(self.box.status)
+        self.sticks.await_map()
         self.sticks.rest()
         self.addCleanup(self.lose_rc)
         self.see_starting_positions()

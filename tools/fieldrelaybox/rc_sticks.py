@@ -6,16 +6,13 @@ import struct
 import time
 from typing import Callable
 
-from .shared_memory import STATUS_BLOCK, Region
+from .shared_memory import CONFIG_RECORD, STATUS_BLOCK, Region
 
 LOW, CENTRE, HIGH, ABSENT = 1000, 1500, 2000, 0
 RECEIVING, LOST = 6, 0
 CHANNELS = 32
 
-FUNCTIONS = ("pan", "tilt", "record", "record-shot", "menu", "ev", "zoom", "focus", "roll",
-             "focus-pan", "focus-tilt", "digital-zoom", "digital-zoom2", "iso", "shutter",
-             "aperture", "videomode", "custom-focus-assistant", "center", "intcamera", "osd",
-             "orient-lock")
+NO_FUNCTION = 255
 AXES = ("pan", "tilt", "roll", "zoom", "digital-zoom2", "focus-pan", "focus-tilt")
 """Functions that rest in the middle; the others rest low."""
 STEPS = {"ev": 19, "iso": 8, "shutter": 57, "aperture": 8}
@@ -43,15 +40,21 @@ class RcSticks:
         self._values: dict[int, int] = {}
         self._lost = False
 
+    def await_map(self, timeout: float = 5) -> None:
+        """Return when the box has told its channel map, as it does every 3 s, or has none."""
+        end = time.monotonic() + timeout
+        while not self.functions() and time.monotonic() < end:
+            time.sleep(0.05)
+
     def functions(self) -> dict[str, int]:
         """The channel number, from 1, of every function that has one."""
         table = self._block["channel_function"]
-        if not any(table):
-            return {}  # the box has not read its channel map yet
+        with Region(CONFIG_RECORD, read_only=True) as record:
+            names = record["rc_input_map"].split(",")  # empty until the box's first pass
         found: dict[str, int] = {}
-        for number, index in enumerate(table, 1):
-            if index < len(FUNCTIONS):
-                found.setdefault(FUNCTIONS[index], number)
+        for number, (name, function) in enumerate(zip(names, table), 1):
+            if name and function != NO_FUNCTION:
+                found.setdefault(name, number)
         return found
 
     def channel(self, name: str) -> int:
