@@ -5,12 +5,13 @@ JOBS ?= $(shell nproc)
 # System tests mostly wait for the daemon, so more of them run than there are processors.
 TEST_JOBS ?= $(shell expr $(JOBS) \* 3)
 
-.PHONY: run test build build-tests settings bench fuzz lint package test-armhf test-package clean help
+.PHONY: run test build build-tests settings bench fuzz mutants lint package test-armhf test-package clean help
 
 help:
 	@echo "make run    the daemon with a simulated camera, real video and a client"
 	@echo "make test   build and run all tests (PRESET=asan or tsan: with sanitizers)"
 	@echo "make settings  after a change of a setting: what is written from the rows, anew"
+	@echo "make mutants       plant faults and see that the tests catch each (ONLY=words: some of them)"
 	@echo "make bench  measure the relay against a bare loop"
 	@echo "make fuzz   build with clang and fuzz the daemon's entrances (FUZZ_SECONDS=60)"
 	@echo "make lint   formatting and static analysis"
@@ -50,6 +51,10 @@ fuzz:
 	@cmake --preset fuzz >/dev/null
 	@cmake --build --preset fuzz
 	@fuzz/run.sh build/fuzz/fuzz/fuzz_entrances
+
+mutants:
+	@scripts/install_dependencies.sh build test
+	@scripts/mutants.py $(ONLY)
 
 lint: build-tests
 	@scripts/install_dependencies.sh lint

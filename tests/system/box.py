@@ -258,22 +258,14 @@ class Box:
 
     def socket_at(self, port: int) -> socket.socket:
         """The daemon's own socket that is bound to the port."""
-        process = os.pidfd_open(self.process.pid)
-        try:
-            for name in os.listdir(f"/proc/{self.process.pid}/fd"):
-                descriptor = ctypes.CDLL(None, use_errno=True).syscall(
-                    PIDFD_GETFD, process, int(name), 0)
-                if descriptor < 0:
-                    raise OSError(ctypes.get_errno(), "pidfd_getfd")
-                if stat.S_ISSOCK(os.fstat(descriptor).st_mode):
-                    found = socket.socket(fileno=descriptor)
-                    if found.family == socket.AF_INET and found.getsockname()[1] == port:
-                        return found
-                    found.close()
-                else:
-                    os.close(descriptor)
-        finally:
-            os.close(process)
+        process, call = os.pidfd_open(self.process.pid), ctypes.CDLL(None).syscall
+        for place in Path(f"/proc/{self.process.pid}/fd").iterdir():
+            if os.readlink(place).startswith("socket:"):
+                found = socket.socket(fileno=call(PIDFD_GETFD, process, int(place.name), 0))
+                if found.getsockname()[1] == port:
+                    os.close(process)
+                    return found
+                found.close()
         raise AssertionError(f"no socket at port {port}")
 
     def threads(self) -> int:

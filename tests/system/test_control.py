@@ -1,6 +1,5 @@
 """The control server: registration, removal, silence, commands, test datagrams, periodic records."""
 
-import socket
 import time
 import unittest
 
@@ -90,31 +89,6 @@ class Registration(BoxTestCase):
         quiet.drain()
         faithful.message(lambda message: message.payload[:1] == b"\x0b")
         self.assertEqual(quiet.drain(), [])
-
-    def test_own_messages_are_ignored(self) -> None:
-        """A raw datagram that claims to come from the box's own port."""
-        start = len(self.box.log.lines)
-        with RawSender() as raw:
-            raw.send(app_protocol.register(False), 4242)
-            raw.send(app_protocol.register(False), 4243)
-            self.box.log.wait_for(f"client connected from {LOOPBACK}:4243  ", start)
-            raw.send(app_protocol.unregister(), 4243)
-        self.assertFalse([line for line in self.box.log.lines[start:] if ":4242" in line])
-
-
-class RawSender:
-    """Sends UDP datagrams from a port that another socket holds."""
-
-    def __enter__(self) -> "RawSender":
-        self.socket = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_UDP)
-        return self
-
-    def __exit__(self, *_: object) -> None:
-        self.socket.close()
-
-    def send(self, data: bytes, source: int) -> None:
-        header = b"".join(value.to_bytes(2, "big") for value in (source, 4242, 8 + len(data), 0))
-        self.socket.sendto(header + data, (LOOPBACK, 0))
 
 
 class TestDatagrams(BoxTestCase):

@@ -2,10 +2,9 @@
 
 import os
 import threading
-import time
 import unittest
 
-from box import (IP_FORWARD, App, BoxTestCase, Receiver, app_protocol, attitude_frame, send,
+from box import (IP_FORWARD, App, BoxTestCase, Receiver, app_protocol, send,
                  wait_until)
 
 VIDEO_IN, AUDIO_IN, TRANSCODED_IN = 5000, 4001, 3001
@@ -57,18 +56,6 @@ class FanOut(BoxTestCase):
             self.assertEqual(receiver.drain(), [])
         self.assertFalse([data for data in data_app.drain() if data[1] != app_protocol.RECORD])
 
-    def test_sequence_numbers_run_through_all_kinds(self) -> None:
-        app, numbers = self.app(), []
-        for _ in range(300):
-            for port in (VIDEO_IN, AUDIO_IN):
-                send(b"x" * 1300, port)
-                message = app.message()
-                numbers.append(message.sequence)
-                while message.kind == app_protocol.RECORD:
-                    message = app.message()
-                    numbers.append(message.sequence)
-        self.assertEqual(sorted(numbers), list(range(min(numbers), min(numbers) + len(numbers))))
-
     def test_local_player_follows_the_app(self) -> None:
         app, (player,) = self.app(), self.receivers(PLAYER)
         for on in (False, True, False):
@@ -79,38 +66,6 @@ class FanOut(BoxTestCase):
                 app.message(lambda message: message.payload == payload)
             got = [payload for payload in player.drain() if payload != b"end"]
             self.assertEqual(got, [b"one", b"two"] if on else [])
-
-    def test_streams_and_records_never_mix(self) -> None:
-        """Video, audio and attitude records at once; every message must be whole."""
-        app, camera, stop = self.app(), self.camera(), threading.Event()
-
-        def flood(port: int, mark: int, size: int) -> None:
-            while not stop.is_set():
-                send(bytes((mark,)) * size, port)
-                time.sleep(0.0005)
-        floods = [threading.Thread(target=flood, args=row) for row in (
-            (VIDEO_IN, 0x76, 9000), (AUDIO_IN, 0x61, 900), (TRANSCODED_IN, 0x74, 700))]
-        for thread in floods:
-            thread.start()
-        counts = {0x76: 0, 0x61: 0, 0x74: 0, "records": 0}
-        sizes = {0x76: (1, 9000), 0x61: (2, 900), 0x74: (1, 700)}
-        try:
-            while min(counts.values()) < 150 or max(counts.values()) < 1500:
-                camera.push(attitude_frame(1, 2, 3))
-                message = app.message()
-                mark = message.payload[0]
-                if message.kind == app_protocol.RECORD:
-                    known = app_protocol.decode_record(message.payload)
-                    self.assertNotEqual(known["record"], "unknown", message.payload)
-                    counts["records"] += 1
-                else:
-                    self.assertEqual((message.kind, len(message.payload)), sizes[mark])
-                    self.assertEqual(set(message.payload), {mark})
-                    counts[mark] += 1
-        finally:
-            stop.set()
-            for thread in floods:
-                thread.join()
 
 
 class Transcoding(BoxTestCase):

@@ -2,6 +2,7 @@
 #include "apps/app_clients.h"
 #include "apps/link_state_record.h"
 #include "apps/messages.h"
+#include "camera/commands/camera_commands.h"
 #include "camera/state/gimbal_attitude.h"
 #include "camera/state/telemetry_receiver.h"
 #include "config/config_file.h"
@@ -128,8 +129,11 @@ TEST_F(AppCommands, garbage_changes_nothing) {
           std::string(R"({"cmd":"reboot)"), std::string("{\"cmd\":\"re\0boot\"}", 17),
           std::string(R"({"cmd":"wlan","param":"scan"})"),
           std::string(R"({"cmd":"wlan","param":"scan","value":"0"})"),
-          std::string(R"({"cmd":"wlan","param":"scan","value":"1;reboot"})")})
+          std::string(R"({"cmd":"wlan","param":"scan","value":"1;reboot"})"),
+          std::string(R"({"cmd":"\ud800shot"})"), std::string("}{")}) {
         dispatch(garbage);
+        handle_camera_command(garbage.c_str(), garbage.size());
+    }
     EXPECT_EQ(record_bytes(), before);
     EXPECT_EQ(shell_recorder::take_commands(), Lines{});
     dispatch(R"({"cmd":"updateparam","name":"audio_volume","value":77})"); // no text: empty
@@ -140,35 +144,37 @@ TEST_F(AppCommands, restart_ends_the_process_at_once) {
     EXPECT_EXIT(dispatch(R"({"cmd":"restart"})"), testing::ExitedWithCode(3), "");
 }
 
-// The save under way ends; those that wait their turn do not begin.
+// The save under way ends, unless it hangs; those that wait their turn do not begin.
 TEST_F(AppCommands, restart_waits_for_one_save_only) {
     const auto change = [](const char* port) {
         dispatch(R"({"cmd":"updateparam","name":"tcp_port","value":")" + std::string(port) +
                  R"("})");
     };
-    const auto restart_among_savers = [&] {
+    const auto restart_among_savers = [&](bool hangs) {
         std::promise<void> saving;
-        std::promise<void> stopping;
+        std::promise<void> ending;
         shell_recorder::on_command = [&, saves = 0](const std::string& command) mutable {
             if (command != save_commands[0])
                 return;
             if (++saves > 1)
                 _exit(99);
             saving.set_value();
-            stopping.get_future().wait();
+            ending.get_future().wait();
         };
-        std::vector<std::thread> savers;
-        savers.emplace_back(change, "7001");
+        std::thread saver(change, "7001");
         saving.get_future().wait();
-        savers.emplace_back(change, "7002");
-        stop_saving(0); // gives up at once
-        savers.emplace_back(change, "7003");
-        stopping.set_value();
-        for (std::thread& saver : savers)
+        std::thread(change, "7002").detach();
+        test_clock::on_wait = [&] {
+            if (hangs || !saver.joinable())
+                return;
+            ending.set_value();
             saver.join();
+        };
         dispatch(R"({"cmd":"restart"})");
     };
-    EXPECT_EXIT(restart_among_savers(), testing::ExitedWithCode(3), "still under way");
+    EXPECT_EXIT(restart_among_savers(true), testing::ExitedWithCode(3), "way after 5000 ms");
+    EXPECT_EQ(saved_file().find("tcp_port=7001\r\n"), std::string::npos);
+    EXPECT_EXIT(restart_among_savers(false), testing::ExitedWithCode(3), "");
     EXPECT_NE(saved_file().find("tcp_port=7001\r\n"), std::string::npos);
 }
 
@@ -230,6 +236,8 @@ TEST_F(AppReplies, the_examples_of_the_documents_are_what_arrives) {
     expect_documented(registration);
     handle_app_datagram(from_hex(registration), other.address());
     EXPECT_EQ(other.take(), Lines{"42"});
+    handle_app_datagram(from_hex(registration), ipv4_address(loopback_address, control_port));
+    EXPECT_EQ(app_client_targets().count, 2U); // the box itself is no app
     post_status_bytes(RecordCode::version, {0, 20, 2});
     expect_documented(other.take().at(0).replace(8, 8, 8, '0')); // the first message is number 0
 

@@ -15,6 +15,7 @@
 #include "unit/test_clock.h"
 #include "unit/test_data.h"
 
+#include <csignal>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -55,6 +56,7 @@ class FreshStart : public testing::EmptyTestEventListener {
 
 // GoogleTest's own main() runs the tests and takes ownership.
 [[maybe_unused]] const bool appended = [] {
+    std::signal(SIGPIPE, SIG_IGN); // as the daemon does
     testing::UnitTest::GetInstance()->listeners().Append(new FreshStart);
     return true;
 }();

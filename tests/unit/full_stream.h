@@ -36,10 +36,6 @@ struct FullStream {
         close(sender);
         close(receiver);
     }
-    FullStream(const FullStream&) = delete;
-    FullStream& operator=(const FullStream&) = delete;
-    FullStream(FullStream&&) = delete;
-    FullStream& operator=(FullStream&&) = delete;
 
     ByteVector take(std::size_t size) const {
         ByteVector bytes(size);

@@ -26,45 +26,6 @@ struct RcCommandsTest : testing::Test {
     CameraReceiver camera;
 };
 
-// Command ids and payloads of one frame per action; the builders have tests of their own.
-TEST_F(RcCommandsTest, every_action_reaches_its_builder) {
-    CameraBuilderState& builders = camera_builder_state();
-    builders.app_gimbal_idle = 0;
-    camera_state().focus_range = 1000;
-    camera_state().autofocus = camera_state().photo_mode = true;
-    perform_rc_commands({{Action::gimbal_speed, 1000, -1000},
-                         {Action::gimbal_move, 1000, -1000},
-                         {Action::end_app_move},
-                         {Action::roll, -10},
-                         {Action::record, 0},
-                         {Action::shot},
-                         {Action::menu_active, 1},
-                         {Action::exposure_mode, 3},
-                         {Action::ev, 18},
-                         {Action::iso, 7},
-                         {Action::shutter, 56},
-                         {Action::aperture, 2},
-                         {Action::zoom_drive, -1},
-                         {Action::zoom_level, 40},
-                         {Action::zoom_relative, 2},
-                         {Action::zoom_step, -5},
-                         {Action::manual_focus, 505},
-                         {Action::focus_point, 250, 750}});
-    std::string sent;
-    std::string last;
-    for (const auto& frame : camera.take_frames()) {
-        const Bytes command(&frame[10], frame.size() - 12);
-        if (const std::string text = test_data::to_hex(command) + " "; text != last)
-            sent += last = text;
-    }
-    EXPECT_EQ(sent, "0ce803000018fc90 07f6 0104000000009100000095 0100000000009100000091 "
-                    "01300000000091000100a0 0100000000009100000091 1e0400 2e19 2a09 2801409f00 "
-                    "261801 b801480000 340900008c00 340900008e00 2400 95f901 300000803e0000403f ");
-    EXPECT_EQ(builders.app_gimbal_idle, 1);
-    EXPECT_EQ(builders.zoom_step, -5);
-    EXPECT_EQ(status_block().rc_menu_active, 1);
-}
-
 // Holds the threads that run shell commands until it is opened.
 std::atomic<bool> shell_open{false};
 

@@ -38,10 +38,6 @@ struct Relay : testing::Test {
         for (const int descriptor : outputs)
             close(descriptor);
     }
-    Relay(const Relay&) = delete;
-    Relay& operator=(const Relay&) = delete;
-    Relay(Relay&&) = delete;
-    Relay& operator=(Relay&&) = delete;
 
     std::vector<int> outputs;
 };
