@@ -132,7 +132,7 @@ TEST_F(AppCommands, garbage_changes_nothing) {
           std::string(R"({"cmd":"wlan","param":"scan","value":"1;reboot"})"),
           std::string(R"({"cmd":"\ud800shot"})"), std::string("}{")}) {
         dispatch(garbage);
-        handle_camera_command(garbage.c_str(), garbage.size());
+        dispatch_app_command(garbage.c_str(), garbage.size());
     }
     EXPECT_EQ(record_bytes(), before);
     EXPECT_EQ(shell_recorder::take_commands(), Lines{});
