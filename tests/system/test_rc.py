@@ -70,7 +70,7 @@ class Flight(BoxTestCase):
         self.expect(STOP, "zoom drive stop", "zoom drive stop, again")
         lost = len(self.rc.seen)
         self.sticks.centre()
-        self.sticks.set("iso", HIGH)
+        self.sticks.set("videomode", HIGH)  # which acts at once
         self.sticks.recover()
         self.see_starting_positions()
         names = {got.name for got in self.rc.seen[lost:]}

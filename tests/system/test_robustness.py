@@ -64,6 +64,16 @@ class Robustness(BoxTestCase):
         wait_until(lambda: self.box.status["app_client_count"] == 0, "the last of them is gone")
         self.assert_steady()
 
+    def test_commands_that_hang_are_bounded(self) -> None:
+        self.box.stand_ins.answer("iwlist", seconds=3)
+        start = len(self.box.log.lines)
+        for _ in range(MOST_WORKERS + 20):
+            send(app_protocol.command('{"cmd":"wlan","param":"scan","value":"2"}'), app_protocol.PORT)
+        self.box.fence()
+        self.assertEqual(self.box.threads(), self.before[0] + MOST_WORKERS)
+        self.box.log.wait_for(f"command dropped: {MOST_WORKERS} commands", start, whole=False)
+        wait_until(lambda: self.box.threads() == self.before[0], "all workers have ended")
+
     def flood(self) -> int:
         """Thousands of commands that take a moment each; the most threads seen on the way."""
         most = 0
