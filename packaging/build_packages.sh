@@ -12,8 +12,7 @@ native=$(dpkg --print-architecture)
 architectures=("$@")
 [ $# -gt 0 ] || architectures=("$native" armhf arm64)
 
-scripts/install_dependencies.sh build
-scripts/apt_install.sh build-essential debhelper dh-python dpkg-dev help2man lintian
+scripts/install_dependencies.sh build package
 
 if [ -n "$(git status --porcelain --untracked-files=no)" ]; then
     echo "build_packages.sh: changes that are not committed are not in the packages" >&2

@@ -1,7 +1,7 @@
 #!/bin/sh
 # install_dependencies.sh GROUP...: installs the Debian packages that the groups need and that are
 # missing.
-# Groups: build, test, run, video, fuzz, lint.
+# Groups: build, test, run, video, fuzz, lint, package, package-test.
 set -eu
 
 packages_of() {
@@ -12,6 +12,8 @@ packages_of() {
     video) echo "ffmpeg" ;;
     fuzz) echo "clang libclang-rt-dev llvm python3" ;;
     lint) echo "git clang-format clang-tidy cppcheck shellcheck" ;;
+    package) echo "build-essential debhelper dh-python dpkg-dev help2man lintian" ;;
+    package-test) echo "debootstrap systemd-container dpkg-dev" ;;
     *)
         echo "install_dependencies.sh: unknown group $1" >&2
         exit 2
