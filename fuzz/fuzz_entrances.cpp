@@ -11,6 +11,7 @@
 #include "config/config_file.h"
 #include "config/config_record.h"
 #include "config/config_saving.h"
+#include "config/config_start.h"
 #include "control/app_commands.h"
 #include "control/command_polling.h"
 #include "control/control_server.h"
