@@ -66,9 +66,9 @@ class Clock(BoxTestCase):
             told = datetime.datetime(year, *rest)
             self.assertLess(abs(datetime.datetime.now() - told), datetime.timedelta(seconds=5))
             camera.stop_clock()
-            camera.drain()
+            camera.take()
             self.box.await_pass()
-            self.assertEqual(camera.drain(), [])
+            self.assertEqual(camera.take(), [])
 
 
 if __name__ == "__main__":
