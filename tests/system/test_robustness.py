@@ -8,7 +8,7 @@ from box import (MEMORY_IS_ITS_OWN, PORTS, App, BoxTestCase, Camera, app_protoco
                  wait_until)
 
 GARBAGE_SECONDS = 2
-FLOOD = 5000
+FLOOD = 3000
 MOST_WORKERS = 64
 GROWTH_KILOBYTES = 4096
 
@@ -63,16 +63,6 @@ class Robustness(BoxTestCase):
         wait_until(lambda: self.box.status["app_client_count"] > 0, "garbage apps are counted")
         wait_until(lambda: self.box.status["app_client_count"] == 0, "the last of them is gone")
         self.assert_steady()
-
-    def test_commands_that_hang_are_bounded(self) -> None:
-        self.box.stand_ins.answer("iwlist", seconds=3)
-        start = len(self.box.log.lines)
-        for _ in range(MOST_WORKERS + 20):
-            send(app_protocol.command('{"cmd":"wlan","param":"scan","value":"2"}'), app_protocol.PORT)
-        self.box.fence()
-        self.assertEqual(self.box.threads(), self.before[0] + MOST_WORKERS)
-        self.box.log.wait_for(f"command dropped: {MOST_WORKERS} commands", start, whole=False)
-        wait_until(lambda: self.box.threads() == self.before[0], "all workers have ended")
 
     def flood(self) -> int:
         """Thousands of commands that take a moment each; the most threads seen on the way."""

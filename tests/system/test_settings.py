@@ -11,6 +11,7 @@ from box import (DATA, LATER_SETTINGS, App, Box, BoxTestCase, app_protocol, asse
                  load_json, load_record, mask_record, send, wait_until, without_later_settings)
 
 MASTER, COPY = Path("/boot/fieldrelaybox.conf"), Path("/run/fieldrelaybox.conf")
+MOST_WORKERS = 64
 SAVING = ["mount -o rw,remount /boot", "umount /boot", "mount /boot"]
 WIFI_MARKER = Path("/run/wlan.update")
 CIRCLE = [case for case in load_json("app_update_circle.json") if "via" not in case]
@@ -198,6 +199,7 @@ class Commands(BoxTestCase):
         camera.stop_clock()
 
     def test_wifi_scan(self) -> None:
+        before = len(self.box.stand_ins.runs("iwlist"))
         self.box.stand_ins.answer("iwlist", 0, 'Cell 01\n  ESSID:"one"\n  ESSID:""\n  ESSID:"2 3"\n')
         for value, name in (("1", "wifi0"), ("2", "wlan0")):
             start = len(self.box.log.lines)
@@ -210,7 +212,19 @@ class Commands(BoxTestCase):
             assert_documented(f"wlan, {name}", sent=scan, answer=app_protocol.build_message(got))
             self.assertEqual(self.log_since(start, 2)[:2],
                              [f"scan Wi-Fi on {name}", "scan results: one,,2 3"])
-        self.assertEqual(self.box.stand_ins.runs("iwlist"), ["iwlist wifi0 scan", "iwlist wlan0 scan"])
+        self.assertEqual(self.box.stand_ins.runs("iwlist")[before:],
+                         ["iwlist wifi0 scan", "iwlist wlan0 scan"])
+
+    def test_commands_that_hang_are_bounded(self) -> None:
+        self.box.stand_ins.answer("iwlist", seconds=3)
+        start = len(self.box.log.lines)
+        for _ in range(MOST_WORKERS + 20):
+            self.listener.command(cmd="wlan", param="scan", value="2")
+        self.box.fence()
+        self.assertEqual(self.box.threads(), self.idle_threads + MOST_WORKERS)
+        self.box.log.wait_for(f"command dropped: {MOST_WORKERS} commands", start, whole=False)
+        wait_until(lambda: self.box.threads() == self.idle_threads, "all workers have ended")
+        self.box.stand_ins.answer("iwlist")
 
     def test_a_name_never_reaches_the_shell_unchecked(self) -> None:
         self.listener.record(bytes.fromhex(RECORDS["code9"][1]["payload"]))  # asked before
