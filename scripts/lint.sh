@@ -1,6 +1,6 @@
 #!/bin/sh
-# lint.sh: formatting, clang-tidy, cppcheck and shellcheck over the whole tree, warnings as errors.
-# Needs a configured build/release.
+# lint.sh: includes, formatting, clang-tidy, cppcheck, shellcheck and Python over the whole tree,
+# warnings as errors. Needs a configured build/release.
 set -eu
 cd "$(dirname "$0")/.."
 

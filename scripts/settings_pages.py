@@ -121,7 +121,8 @@ def man_entry(row: Row) -> str:
         text += f"; at most {row['capacity'] - 1} characters"
     sentence = roff(text[0].upper() + text[1:]).rstrip(".") + "."
     if "default" in row or "default_words" in row:
-        sentence += f"\nDefault: {roff(default(row))}."
+        of_empty = " of an empty value" if "default_for_empty" in row else ""
+        sentence += f"\nDefault{of_empty}: {roff(default(row))}."
     return f".TP\n.BR {row['key']} =\\fI{value}\\fR\n{sentence}\n"
 
 

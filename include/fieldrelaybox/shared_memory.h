@@ -1,5 +1,5 @@
 /*
- * The two shared-memory regions of the Fieldrelaybox daemon, for C and C++ programs of the box.
+ * Two shared-memory regions of the Fieldrelaybox daemon, for C and C++ programs of the box.
  *
  * - /hud_mem, StatusBlock, 1936 bytes: identity, link, camera and RC state, written field by field.
  *

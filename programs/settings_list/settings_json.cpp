@@ -61,7 +61,7 @@ void add_parameter_words(cJSON* parameter, const Setting& setting) {
         setting.conversion != Conversion::resolution_height)
         return;
     cJSON* words = cJSON_AddArrayToObject(parameter, "words");
-    for (const Resolution& resolution : resolutions)
+    for (const TranscodedResolution& resolution : transcoded_resolutions)
         cJSON_AddItemToArray(words, cJSON_CreateString(std::string(resolution.name).c_str()));
 }
 

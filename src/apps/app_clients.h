@@ -11,7 +11,8 @@
 
 namespace fieldrelaybox {
 
-inline constexpr std::size_t app_client_capacity = FIELDRELAYBOX_STATISTICS_PEERS;
+inline constexpr std::size_t app_client_capacity = 10;
+static_assert(app_client_capacity <= FIELDRELAYBOX_STATISTICS_PEERS); // each has its counts
 inline constexpr std::int32_t app_client_time_limit_ms = 5000;
 
 // Returns 1 when a new entry was made (the app gets the one-byte reply), 0 when an entry was

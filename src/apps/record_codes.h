@@ -26,7 +26,7 @@ enum class RecordCode : std::uint8_t {
     histogram = 7,
     // i16 gimbal status, two i16 zeros
     gimbal_status = 8,
-    // u8 quality, u8 best quality, u8 signal, u16 MHz, 20 characters network name, 0
+    // u8 quality, u8 best quality, u8 signal, u16 MHz, network name (19 characters at most), zeros
     wifi_link = 9,
     // three i16: gimbal attitude a, b, c as the gimbal counts
     raw_attitude = 10,

@@ -1,5 +1,7 @@
 #include "config/config_report.h"
 
+#include "config/record_fields.h"
+
 #include "config/interface_codes.h"
 #include "config/settings_table.h"
 
@@ -9,6 +11,19 @@
 namespace fieldrelaybox {
 
 namespace {
+
+enum class ReportFormat : std::uint8_t {
+    number,
+    text,           // as stored, not escaped
+    interface_code, // 0, 1 or 2 in quotes, see interface_codes.h
+};
+
+struct ReportMember {
+    std::string_view name;
+    ReportFormat format;
+    RecordField field;
+    int place; // in the order of the report
+};
 
 // Members that are no settings.
 constexpr std::array states{
@@ -69,10 +84,6 @@ std::string format_value(const ReportMember& member, const ConfigRecord& record)
 }
 
 } // namespace
-
-std::span<const ReportMember> report_members() {
-    return table;
-}
 
 std::string build_configuration_report(const ConfigRecord& record, std::string_view interfaces) {
     std::string report{'{'};

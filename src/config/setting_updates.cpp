@@ -11,9 +11,9 @@ namespace fieldrelaybox {
 
 namespace {
 
-const Resolution& find_resolution(std::string_view name) {
-    return *std::find_if(resolutions.begin(), resolutions.end() - 1,
-                         [name](const Resolution& entry) { return entry.name == name; });
+const TranscodedResolution& find_resolution(std::string_view name) {
+    return *std::find_if(transcoded_resolutions.begin(), transcoded_resolutions.end() - 1,
+                         [name](const TranscodedResolution& entry) { return entry.name == name; });
 }
 
 std::optional<std::int32_t> find_band(std::string_view value) {

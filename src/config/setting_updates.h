@@ -7,14 +7,14 @@
 
 namespace fieldrelaybox {
 
-struct Resolution {
+struct TranscodedResolution {
     std::string_view name;
     std::int32_t width;
     std::int32_t height;
 };
 
 // Of the transcoded video. The last one stands for every other name.
-inline constexpr std::array<Resolution, 3> resolutions{
+inline constexpr std::array<TranscodedResolution, 3> transcoded_resolutions{
     {{"320x240", 320, 240}, {"640x480", 640, 480}, {"1280x720", 1280, 720}}};
 
 // Stores what the row makes of an app's value, and mirrors it. To be saved: see change_settings.

@@ -51,26 +51,37 @@ constexpr bool can_stand_together(const Setting& a, const Setting& b) {
                         [&](const ParameterValue& one) { return same_value(a, b, one); });
 }
 
+inline constexpr std::array all_rows = join_settings(settings_table, unsaved_settings);
+
 constexpr bool no_name_stands_twice() {
-    for (const Setting& setting : settings_table) {
-        if (!std::all_of(settings_table.begin(), &setting,
+    for (const Setting& setting : all_rows) {
+        if (!std::all_of(all_rows.begin(), &setting,
                          [&](const Setting& other) { return can_stand_together(other, setting); }))
             return false;
     }
     return true;
 }
 
-constexpr bool is_complete(const Setting& row) {
-    const ParameterValue& first = row.parameters[0];
-    return !row.comment.empty() && !row.label.empty() && !row.help.empty() &&
-           row.report.place != 0 && !first.name.empty() && first.value >= 1 && first.value <= 12 &&
+constexpr bool is_parameter(const ParameterValue& parameter) {
+    return !parameter.name.empty() && parameter.value >= 1 && parameter.value <= 12;
+}
+
+constexpr bool is_usable(const Setting& row) {
+    return !row.label.empty() && !row.help.empty() && is_parameter(row.parameters[0]) &&
+           (row.parameters[1].name.empty() || is_parameter(row.parameters[1])) &&
            (row.field.type == FieldType::text) == is_text(row.kind) &&
            (row.field.type == FieldType::integer) == (row.kind == SettingKind::integer);
 }
 
+constexpr bool stands_in_file(const Setting& row) {
+    return !row.comment.empty() && (row.report.place > 0 || row.report.place == not_reported.place);
+}
+
 static_assert(no_name_stands_twice(),
               "a key, a report member or its place, or a parameter's value stands twice");
-static_assert(std::all_of(settings_table.begin(), settings_table.end(), is_complete),
-              "a row lacks words, a parameter or a report member, or its kind is not its field's");
+static_assert(std::all_of(all_rows.begin(), all_rows.end(), is_usable),
+              "a row lacks words or a parameter, or its kind is not its field's");
+static_assert(std::all_of(settings_table.begin(), settings_table.end(), stands_in_file),
+              "a row lacks its comment in the file or its place in the report");
 
 } // namespace fieldrelaybox

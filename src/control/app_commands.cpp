@@ -16,7 +16,6 @@
 #include "core/word_table.h"
 
 #include <array>
-#include <cstdio>
 #include <string>
 #include <unistd.h>
 

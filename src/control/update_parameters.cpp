@@ -69,7 +69,7 @@ constexpr std::array hooks{
 };
 
 constexpr bool has_settings(std::string_view name) {
-    return std::any_of(settings_table.begin(), settings_table.end(), [name](const Setting& row) {
+    return std::any_of(all_rows.begin(), all_rows.end(), [name](const Setting& row) {
         return row.parameters[0].name == name || row.parameters[1].name == name;
     });
 }

@@ -75,22 +75,22 @@ void count_unsent(OutputCount& output) {
     count(errno == EAGAIN ? output.blocked : output.failed);
 }
 
-void take_place(PeerCount& place, const sockaddr_in& address) {
+void take_place(PeerCount& peer, const sockaddr_in& address) {
     const std::uint32_t host = address.sin_addr.s_addr;
     const std::uint16_t port = ntohs(address.sin_port);
-    if (load(place.address) != host || load(place.port) != port) {
+    if (load(peer.address) != host || load(peer.port) != port) {
         for (std::uint64_t* counter :
-             {&place.received.datagrams, &place.received.bytes, &place.sent.datagrams,
-              &place.sent.bytes, &place.sent.blocked, &place.sent.failed})
+             {&peer.received.datagrams, &peer.received.bytes, &peer.sent.datagrams,
+              &peer.sent.bytes, &peer.sent.blocked, &peer.sent.failed})
             store<std::uint64_t>(*counter, 0);
-        store(place.address, host);
-        store(place.port, port);
+        store(peer.address, host);
+        store(peer.port, port);
     }
-    store<std::uint16_t>(place.present, 1);
+    store<std::uint16_t>(peer.present, 1);
 }
 
-void leave_place(PeerCount& place) {
-    store<std::uint16_t>(place.present, 0);
+void leave_place(PeerCount& peer) {
+    store<std::uint16_t>(peer.present, 0);
 }
 
 } // namespace fieldrelaybox

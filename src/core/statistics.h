@@ -42,9 +42,9 @@ inline void count_sent(OutputCount& output, ssize_t result) {
 
 // The place now belongs to the peer at address: it goes on counting for the one it had before, and
 // starts at zero for any other.
-void take_place(PeerCount& place, const sockaddr_in& address);
+void take_place(PeerCount& peer, const sockaddr_in& address);
 
 // The place's peer is gone; its counts stay until another one takes the place.
-void leave_place(PeerCount& place);
+void leave_place(PeerCount& peer);
 
 } // namespace fieldrelaybox

@@ -1,7 +1,6 @@
 #include "core/text.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <limits>

@@ -6,14 +6,15 @@
 
 #include <atomic>
 #include <exception>
+#include <optional>
 #include <pthread.h>
 #include <thread>
 #include <utility>
 
 namespace fieldrelaybox {
 
-// Those started here that have not ended. Who takes away what a thread uses waits for its end
-// first.
+// Those started here whose body has not ended, with all that it held. Tests wait for it before they
+// take away what a thread uses.
 inline std::atomic<int> running_threads{0};
 
 // Runs body in a detached thread called name (at most 15 characters). No exception leaves the
@@ -22,13 +23,14 @@ inline std::atomic<int> running_threads{0};
 template<class Body> bool start_thread(const char* name, Body body) {
     running_threads.fetch_add(1);
     try {
-        std::thread([name, body = std::move(body)]() mutable {
+        std::thread([name, body = std::optional<Body>(std::move(body))]() mutable {
             pthread_setname_np(pthread_self(), name);
             try {
-                body();
+                (*body)();
             } catch (const std::exception& error) {
                 log_error("thread %s ended: %s", name, error.what());
             }
+            body.reset();
             running_threads.fetch_sub(1);
         }).detach();
     } catch (const std::exception& error) {

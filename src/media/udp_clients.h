@@ -11,7 +11,8 @@
 
 namespace fieldrelaybox {
 
-inline constexpr std::size_t udp_client_capacity = FIELDRELAYBOX_STATISTICS_PEERS;
+inline constexpr std::size_t udp_client_capacity = 10;
+static_assert(udp_client_capacity <= FIELDRELAYBOX_STATISTICS_PEERS); // each has its counts
 
 struct UdpClients {
     struct Entry {

@@ -4,6 +4,7 @@
 #include "camera/state/camera_state.h"
 #include "config/channel_functions.h"
 #include "core/clock.h"
+#include "fieldrelaybox/shared_memory.h"
 
 #include <array>
 #include <cstdint>
@@ -11,7 +12,7 @@
 
 namespace fieldrelaybox {
 
-inline constexpr std::size_t rc_channel_count = 32;
+inline constexpr std::size_t rc_channel_count = FIELDRELAYBOX_RC_CHANNELS;
 
 // Speeds of the three axes, percent.
 struct AxisPercents {

@@ -41,10 +41,11 @@ class RcSticks:
         self._lost = False
 
     def await_map(self, timeout: float = 5) -> None:
-        """Return when the box has told its channel map, as it does every 3 s, or has none."""
+        """Return when the box has told its channel map, as it does every 3 s."""
         end = time.monotonic() + timeout
-        while not self.functions() and time.monotonic() < end:
-            time.sleep(0.05)
+        with Region(CONFIG_RECORD, read_only=True) as record:
+            while not record["clock"] and time.monotonic() < end:
+                time.sleep(0.05)
 
     def functions(self) -> dict[str, int]:
         """The channel number, from 1, of every function that has one."""

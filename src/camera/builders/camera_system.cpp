@@ -17,7 +17,7 @@ constexpr auto wifi_mode_frame =
 constexpr auto wifi_restart_frame =
     make_frame_of({.receiver = device::wifi, .set = 0x07, .id = 0x15});
 
-// The watchdog's and an app's setting of the clock do not overtake each other.
+// The supervisor's and an app's setting of the clock do not overtake each other.
 std::mutex clock_mutex;
 
 } // namespace

@@ -3,8 +3,6 @@
 
 #include "core/clock.h"
 
-#include <cstdint>
-
 namespace fieldrelaybox {
 
 // Sets the camera's clock; nothing while it is not connected.

@@ -7,7 +7,6 @@
 #include "core/word_table.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace fieldrelaybox {
 

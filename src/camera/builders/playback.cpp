@@ -6,6 +6,7 @@
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/shared_access.h"
+#include "core/statistics.h"
 #include "core/status_block.h"
 #include "core/word_table.h"
 
@@ -138,6 +139,7 @@ void playback_command(const char* word) {
         return;
     SequenceTurn& turn = sequence_turn();
     if (!turn.lock_unless_crowded()) {
+        count(statistics().commands_dropped);
         log_limited_warning(log_limits().playback_dropped, millisecond_clock(),
                             "playback command dropped: %d commands wait for their turn",
                             SequenceTurn::waiting_capacity);

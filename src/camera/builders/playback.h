@@ -4,7 +4,7 @@
 namespace fieldrelaybox {
 
 // Presses the button of a playback word; unknown words are logged and send nothing. Takes up to
-// 4.2 s, and waits for other commands that sleep between their frames, unless eight wait already:
+// 4.2 s, and waits for other commands that sleep between their frames, unless twelve wait already:
 // then the command is dropped, which is logged once per second.
 void playback_command(const char* word);
 

@@ -1,8 +1,6 @@
 // Photo and video: work mode, recording, shots.
 #pragma once
 
-#include <string_view>
-
 namespace fieldrelaybox {
 
 // Video or photo mode. Returns whether the frame was sent.

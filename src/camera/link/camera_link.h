@@ -18,7 +18,7 @@ struct CameraLink {
     std::atomic<std::uint32_t> last_datagram_ms{0}; // meaningful only while connected
     std::uint16_t source_port =
         0; // of the camera, 0 until the first contact; telemetry thread only
-    std::atomic<bool> clock_sync{true}; // the watchdog sets the camera's clock from the local clock
+    std::atomic<bool> clock_sync{true}; // the supervisor sets the camera's clock
 };
 
 CameraLink& camera_link();

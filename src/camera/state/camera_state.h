@@ -73,11 +73,11 @@ struct alignas(8) GimbalPair { // aligned to be one lock-free atomic
     friend bool operator==(const GimbalPair&, const GimbalPair&) = default;
 };
 
-// What the builders remember. "App commands" are the threads of
+// What the builders remember. "App commands" are the threads that run
 // dispatch_app_command.
 struct CameraBuilderState {
     // The last speed asked for, and whether there was one. Written by gimbal_speed,
-    // gimbal_move_for_app (app commands) and remote_control, read by the same and by the control
+    // gimbal_move_for_app (app commands) and remote_control, read by the same and by the RC
     // loop, which carries the move on.
     std::atomic<GimbalPair> last_gimbal_pair{};
     std::atomic<bool> gimbal_pair_known{false};

@@ -6,7 +6,6 @@
 #include "core/status_block.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace fieldrelaybox {
