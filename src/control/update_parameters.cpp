@@ -56,6 +56,9 @@ void apply_udp_clients() {
     parse_udp_clients(load_text(config_record().udp_clients));
 }
 
+// Its hook takes the place of a change of settings.
+constexpr std::string_view name_without_settings = "hdmimode";
+
 constexpr std::array hooks{
     ParameterHooks{.name = "rcin_mode", .follow_up = log_rc_modes},
     ParameterHooks{.name = "rcin_map", .follow_up = apply_channel_map},
@@ -65,7 +68,7 @@ constexpr std::array hooks{
     ParameterHooks{.name = "server_connection",
                    .prepare = server_settings_changing,
                    .follow_up = apply_server_connection},
-    ParameterHooks{.name = "hdmimode", .instead = change_hdmi_mode},
+    ParameterHooks{.name = name_without_settings, .instead = change_hdmi_mode},
 };
 
 constexpr bool has_settings(std::string_view name) {
@@ -76,7 +79,8 @@ constexpr bool has_settings(std::string_view name) {
 
 static_assert(std::all_of(hooks.begin(), hooks.end(),
                           [](const ParameterHooks& entry) {
-                              return entry.instead != nullptr || has_settings(entry.name);
+                              return entry.name == name_without_settings ||
+                                     has_settings(entry.name);
                           }),
               "hooks for a parameter that no setting has");
 
