@@ -176,7 +176,7 @@ class Flight(BoxTestCase):
         self.sticks.set("pan", CENTRE)
 
     def test_a_flipped_setting_is_saved_while_the_gimbal_moves_on(self) -> None:
-        self.box.stand_ins.answer("mount", seconds=0.7)
+        self.box.stand_ins.answer("mount", seconds=2)
         self.move("pan", HIGH, FULL)
         for name in ("osd", "intcamera", "custom-focus-assistant"):
             self.sticks.set(name, HIGH)
@@ -186,7 +186,7 @@ class Flight(BoxTestCase):
             self.expect(FULL)
             times.append(time.monotonic())
         self.assertGreater(len(times), 30)
-        self.assertLess(max(b - a for a, b in zip(times, times[1:])), 0.5)
+        self.assertLess(max(b - a for a, b in zip(times, times[1:])), 1.5)  # no mount waited for
         self.assertEqual(self.box.stand_ins.runs("killall"), ["killall -q raspivid"])
         flags = ("osd_enabled", "internal_camera_enabled", "focus_assistant_enabled")
         self.assertEqual([self.box.status[flag] for flag in flags], [0, 1, 1])
