@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 # System tests mostly wait for the daemon, so more of them run than there are processors.
 TEST_JOBS ?= $(shell expr $(JOBS) \* 3)
 
-.PHONY: run test build build-tests settings bench fuzz mutants lint package test-armhf test-package clean help
+.PHONY: run test build build-tests settings bench build-fuzz fuzz mutants lint package test-armhf test-package clean help
 
 help:
 	@echo "make run    the daemon with a simulated camera, real video and a client"
@@ -46,10 +46,12 @@ settings:
 bench: build-tests
 	@bench/run.sh
 
-fuzz:
+build-fuzz:
 	@scripts/install_dependencies.sh build fuzz
 	@cmake --preset fuzz >/dev/null
 	@cmake --build --preset fuzz
+
+fuzz: build-fuzz
 	@fuzz/run.sh build/fuzz/fuzz/fuzz_entrances
 
 mutants:

@@ -16,7 +16,7 @@ fuzz/make_corpus.py "$work"
 
 # The daemon's own output goes nowhere; the fuzzer's is kept.
 fuzz() {
-    "$program" -close_fd_mask=3 -max_len=4096 -timeout=10 -artifact_prefix=build/fuzz/found/ "$@" \
+    "$program" -close_fd_mask=3 -max_len=4096 -timeout=25 -artifact_prefix=build/fuzz/found/ "$@" \
         "$work/corpus" "$work/seeds"
 }
 
