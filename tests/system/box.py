@@ -54,7 +54,7 @@ PIDFD_GETFD = 438  # the same on every kind of processor
 FENCE = b"[77"
 """A test datagram that is printed, and is too short to be sent to the camera."""
 UNTOLD = ("[stand-in]", "test command", "command cut", "config request",
-          "client connected")
+          "client connected", f"client {LOOPBACK}:")
 IP_FORWARD = Path("/proc/sys/net/ipv4/ip_forward")
 RECORD_BYTES_THAT_LIVE = ((1364, 1), (2952, 5), (2958, 1), (3131, 40), (3172, 4))
 

@@ -3,7 +3,6 @@
 import json
 import re
 import threading
-import time
 import unittest
 from pathlib import Path
 
@@ -149,10 +148,8 @@ class Commands(BoxTestCase):
             for name in own:
                 app.command(cmd="updateparam", name=name, value=str(number))
                 app.command(cmd="updateparam", name="audio_volume", value=f"{len(own)}{number}")
-        end, number = time.monotonic() + 2, 1000
         with App() as second:
-            while time.monotonic() < end:
-                number += 1
+            for number in range(1001, 1009):
                 threads = [threading.Thread(target=change, args=(app, own, number))
                            for app, own in zip((self.listener, second), names)]
                 for thread in threads:
@@ -166,7 +163,6 @@ class Commands(BoxTestCase):
                 self.assertEqual(lost, [], f"round {number}")
                 last_run = self.box.stand_ins.runs("audio-volume.sh")[-1].split()[1]
                 self.assertIn(f"\naudio_volume={last_run}\n", text, f"round {number}")
-        self.assertGreater(number, 1002)
 
     def test_command_field_of_the_status_block(self) -> None:
         command = '{"cmd":"updateparam","name":"tcp_port","value":"8555"}'
