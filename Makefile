@@ -58,8 +58,8 @@ mutants:
 	@scripts/install_dependencies.sh build test
 	@scripts/mutants.py $(ONLY)
 
-lint: build-tests
-	@scripts/install_dependencies.sh lint
+lint:
+	@scripts/install_dependencies.sh build lint
 	@scripts/lint.sh
 
 package:
