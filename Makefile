@@ -66,7 +66,7 @@ package:
 	@packaging/build_packages.sh
 
 test-armhf:
-	@packaging/test_armhf.sh
+	@packaging/test_armhf.sh --also-arm64
 
 test-package:
 	@packaging/test_package.sh

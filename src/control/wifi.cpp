@@ -12,7 +12,7 @@ namespace fieldrelaybox {
 
 namespace {
 
-constexpr std::size_t longest_line = 1022;
+constexpr std::size_t longest_tool_line = 1022;
 
 // Runs "before interface_name after" and hands out its lines.
 void ask_tool(std::string_view before, const std::string& interface_name, std::string_view after,
@@ -21,7 +21,7 @@ void ask_tool(std::string_view before, const std::string& interface_name, std::s
         return;
     const std::string command =
         std::string(before) + ' ' + interface_name + ' ' + std::string(after);
-    query_shell_command(command.c_str(), longest_line, tool_time_limit_ms, on_line);
+    query_shell_command(command.c_str(), longest_tool_line, tool_time_limit_ms, on_line);
 }
 
 // Appends entry behind a comma if the whole of it fits.

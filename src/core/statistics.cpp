@@ -16,7 +16,7 @@ namespace fieldrelaybox {
 namespace {
 
 constexpr const char* region_name = FIELDRELAYBOX_STATISTICS_NAME;
-constexpr mode_t region_mode = 0644;
+constexpr mode_t statistics_mode = 0644;
 
 Statistics private_record{};
 Statistics* record = &private_record;
@@ -25,7 +25,7 @@ Statistics* record = &private_record;
 // record in this one. Room that is not reserved could be missing at the first access, which would
 // end the daemon. Returns an error number or 0.
 int make_room(int descriptor) {
-    if (descriptor < 0 || fchmod(descriptor, region_mode) != 0) // whatever the umask is
+    if (descriptor < 0 || fchmod(descriptor, statistics_mode) != 0) // whatever the umask is
         return errno;
     return posix_fallocate(descriptor, 0, sizeof(Statistics));
 }
@@ -34,7 +34,7 @@ int make_room(int descriptor) {
 Statistics* make_region() {
     shm_unlink(region_name);
     const int descriptor =
-        shm_open(region_name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, region_mode);
+        shm_open(region_name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, statistics_mode);
     void* address = MAP_FAILED;
     if (const int error = make_room(descriptor); error != 0)
         errno = error;

@@ -29,7 +29,7 @@ struct ShotButton {
     std::uint8_t check; // the last payload byte
 };
 
-constexpr ButtonFrame panorama_frame = button_frame({.bits = 0xF0, .count = 0xFF});
+constexpr ButtonFrame panorama_button = button_frame({.bits = 0xF0, .count = 0xFF});
 
 constexpr std::array<ShotButton, 16> shot_buttons{{
     {{0, 0}, button_frame({.bits = 0x30, .count = 1}), 0xA0},
@@ -42,10 +42,10 @@ constexpr std::array<ShotButton, 16> shot_buttons{{
     {{1, 4}, button_frame({.bits = 0xB0, .count = 5}), 0x24},
     {{2, 0}, button_frame({.bits = 0xD0, .count = 10, .kind = 0xFF}), 0xB4},
     {{2, 1}, button_frame({.bits = 0xD0, .count = 30, .kind = 0xFF}), 0xA0},
-    {{3, 0}, panorama_frame, 0x9E},
-    {{3, 1}, panorama_frame, 0x9E},
-    {{3, 2}, panorama_frame, 0x9E},
-    {{3, 3}, panorama_frame, 0x9E},
+    {{3, 0}, panorama_button, 0x9E},
+    {{3, 1}, panorama_button, 0x9E},
+    {{3, 2}, panorama_button, 0x9E},
+    {{3, 3}, panorama_button, 0x9E},
     {{3, 4}, button_frame({.bits = 0xF0, .count = 3}), 0x62},
     {timelapse_kind, button_frame({.bits = 0xD0, .count = 50, .kind = 0xFF}), 0x8C},
 }};

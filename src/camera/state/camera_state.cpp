@@ -6,14 +6,14 @@
 namespace fieldrelaybox {
 
 namespace {
-CameraState state;
+CameraState live_state;
 CameraBuilderState builder_state;
 
 // What the camera was doing: its settings stay as last reported.
 void clear_live_camera_state() {
-    state.video_mode = false;
-    state.photo_mode = false;
-    state.interval_shooting = false;
+    live_state.video_mode = false;
+    live_state.photo_mode = false;
+    live_state.interval_shooting = false;
     StatusBlock& block = status_block();
     store<std::uint32_t>(block.camera_flags, 0);
     store<std::uint8_t>(block.recording, 0);
@@ -27,7 +27,7 @@ void clear_live_camera_state() {
 } // namespace
 
 CameraState& camera_state() {
-    return state;
+    return live_state;
 }
 
 void clear_live_link_bytes() {
