@@ -113,6 +113,7 @@ class Counts(BoxTestCase):
         super().setUpClass()
 
     def setUp(self) -> None:
+        self.note_idle_threads()
         self.sent: Counter[str] = Counter()
         self.app, self.camera, self.stranger = (self.receiver(0) for _ in range(3))
         self.got: dict[Receiver, list[bytes]] = {it: [] for it in (self.app, self.server, self.camera)}
@@ -221,7 +222,9 @@ class Counts(BoxTestCase):
     def overload(self) -> None:
         """As many commands as can run, and then more until the log tells how many were left out."""
         scan = '{"cmd":"wlan","param":"scan","value":"2"}'
-        self.box.stand_ins.answer("iwlist", seconds=6)
+        self.box.stand_ins.answer("iwlist", seconds=9)
+        self.await_counts("commands_taken")
+        wait_until(lambda: self.box.threads() == self.idle_threads, "the commands before have ended")
         for _ in range(64):
             self.command(scan, "commands_taken")
         self.await_counts("commands_taken")
