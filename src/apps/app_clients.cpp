@@ -31,9 +31,7 @@ bool is_free(const AppClient& client) {
 }
 
 bool is_from(const AppClient& client, const Endpoint& sender) {
-    return !is_free(client) &&
-           client.endpoint.address.sin_addr.s_addr == sender.address.sin_addr.s_addr &&
-           client.endpoint.port == sender.port;
+    return !is_free(client) && is_same_address(client.endpoint.address, sender.address);
 }
 
 // table_mutex is held.
@@ -157,8 +155,7 @@ void count_from_app(const sockaddr_in& sender, std::size_t bytes) {
     const AppClientTargets& targets = app_client_targets();
     for (std::size_t i = 0; i < targets.count; ++i) {
         const AppClientTarget& app = targets.entries[i];
-        if (app.address.sin_addr.s_addr == sender.sin_addr.s_addr &&
-            app.address.sin_port == sender.sin_port)
+        if (is_same_address(app.address, sender))
             count_received(statistics().apps[app.place].received, bytes);
     }
 }

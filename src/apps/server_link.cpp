@@ -80,8 +80,7 @@ std::optional<sockaddr_in> usable_address() {
 }
 
 bool is_same(const std::optional<sockaddr_in>& server, const sockaddr_in& address) {
-    return server && server->sin_addr.s_addr == address.sin_addr.s_addr &&
-           server->sin_port == address.sin_port;
+    return server && is_same_address(*server, address);
 }
 
 // Never waits: a full queue towards the server must not hold up the media of all others.

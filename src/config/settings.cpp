@@ -29,16 +29,6 @@ bool is_unset(const Setting& setting, const ConfigRecord& record) {
                                  : number_in(record, setting.field) == 0;
 }
 
-void add_parts(std::string_view name, std::span<const Setting> rows,
-               std::vector<ParameterPart>& parts) {
-    for (const Setting& setting : rows) {
-        for (const ParameterValue& parameter : setting.parameters) {
-            if (parameter.value > 0 && parameter.name == name)
-                parts.push_back({&setting, parameter.value});
-        }
-    }
-}
-
 } // namespace
 
 std::span<const Setting> settings() {
@@ -53,8 +43,12 @@ const Setting* find_setting(std::string_view key) {
 
 std::vector<ParameterPart> settings_of_parameter(std::string_view name) {
     std::vector<ParameterPart> parts;
-    add_parts(name, settings_table, parts);
-    add_parts(name, unsaved_settings, parts);
+    for (const Setting& setting : all_rows) {
+        for (const ParameterValue& parameter : setting.parameters) {
+            if (parameter.value > 0 && parameter.name == name)
+                parts.push_back({&setting, parameter.value});
+        }
+    }
     std::stable_sort(
         parts.begin(), parts.end(),
         [](const ParameterPart& a, const ParameterPart& b) { return a.value < b.value; });

@@ -16,6 +16,7 @@
 #include "core/word_table.h"
 
 #include <array>
+#include <cstdio>
 #include <string>
 #include <unistd.h>
 

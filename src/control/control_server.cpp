@@ -89,8 +89,7 @@ void move_gimbal(Bytes arguments) {
 }
 
 bool is_own_message(const sockaddr_in& sender) {
-    const sockaddr_in own = ipv4_address(loopback_address, control_port);
-    return sender.sin_addr.s_addr == own.sin_addr.s_addr && sender.sin_port == own.sin_port;
+    return is_same_address(sender, ipv4_address(loopback_address, control_port));
 }
 
 void perform_control_message(Bytes payload, const Endpoint& sender) {

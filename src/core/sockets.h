@@ -24,6 +24,11 @@ constexpr std::uint32_t loopback_address = INADDR_LOOPBACK; // host order
 // address: host order.
 sockaddr_in ipv4_address(std::uint32_t address, std::uint16_t port);
 
+// Whether address and port are the same.
+inline bool is_same_address(const sockaddr_in& a, const sockaddr_in& b) {
+    return a.sin_addr.s_addr == b.sin_addr.s_addr && a.sin_port == b.sin_port;
+}
+
 Endpoint endpoint_of(const sockaddr_in& address);
 
 // Parses a dotted IPv4 address ("192.0.2.1") into network order; false for anything else.
