@@ -40,8 +40,9 @@ build_for() {
         cd "$work/$architecture/fieldrelaybox"
         umask 022
         jobs=$(nproc)
-        # Debug symbol packages are not for the box.
+        # Debug symbol packages are not for the box, so nothing is compiled for them either.
         export DEB_BUILD_OPTIONS="nocheck noautodbgsym terse parallel=$jobs"
+        export DEB_CFLAGS_STRIP=-g DEB_CXXFLAGS_STRIP=-g
         dpkg-buildpackage --build=$kind --unsigned-changes --unsigned-buildinfo "${options[@]}"
     ) >"$work/$architecture.log" 2>&1 || {
         tail -n 30 "$work/$architecture.log" >&2
