@@ -10,6 +10,7 @@
 #include "config/channel_functions.h"
 #include "config/config_file.h"
 #include "config/config_record.h"
+#include "config/boot_partition.h"
 #include "config/config_saving.h"
 #include "config/config_start.h"
 #include "control/app_commands.h"

@@ -21,7 +21,7 @@
 enum {
     FIELDRELAYBOX_STATISTICS_MAGIC = 0x54535246, /* "FRST" in memory */
     FIELDRELAYBOX_STATISTICS_VERSION = 1,
-    FIELDRELAYBOX_STATISTICS_SIZE = 1736,
+    FIELDRELAYBOX_STATISTICS_SIZE = 1752,
     FIELDRELAYBOX_STATISTICS_PEERS = 10
 };
 
@@ -89,6 +89,9 @@ typedef struct Statistics {
     uint64_t saves_failed;
     PeerCount apps[10];        /* by place in the table of apps */
     PeerCount udp_clients[10]; /* by place in the setting udp_clients; video and audio together */
+    uint64_t settings_unsaved; /* 1 while the configuration file lacks a change, since its last save
+                                  failed; else 0 */
+    uint64_t log_lines_lost;   /* nobody read standard error */
 } Statistics;
 
 FIELDRELAYBOX_LAYOUT(InputCount, datagrams, 0);
@@ -147,6 +150,8 @@ FIELDRELAYBOX_LAYOUT(Statistics, saves_done, 600);
 FIELDRELAYBOX_LAYOUT(Statistics, saves_failed, 608);
 FIELDRELAYBOX_LAYOUT(Statistics, apps, 616);
 FIELDRELAYBOX_LAYOUT(Statistics, udp_clients, 1176);
+FIELDRELAYBOX_LAYOUT(Statistics, settings_unsaved, 1736);
+FIELDRELAYBOX_LAYOUT(Statistics, log_lines_lost, 1744);
 FIELDRELAYBOX_SIZE(Statistics, FIELDRELAYBOX_STATISTICS_SIZE);
 
 #endif

@@ -1,20 +1,16 @@
 #include "config/config_saving.h"
 
+#include "config/boot_partition.h"
 #include "config/config_file.h"
 #include "config/config_record.h"
 #include "config/settings.h"
 #include "core/clock.h"
 #include "core/log.h"
-#include "core/shell.h"
+#include "core/shared_access.h"
 #include "core/statistics.h"
 
 #include <atomic>
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
 #include <mutex>
-#include <string>
-#include <unistd.h>
 
 namespace fieldrelaybox {
 
@@ -22,15 +18,6 @@ namespace {
 
 std::mutex save_mutex; // one change-and-save at a time
 std::atomic<bool> saving_stopped{false};
-
-bool write_whole(int file, const std::string& text) {
-    const ssize_t written = write(file, text.data(), text.size());
-    if (written == static_cast<ssize_t>(text.size()))
-        return fsync(file) == 0;
-    if (written >= 0)
-        errno = ENOSPC;
-    return false;
-}
 
 void warn_of_long_lines(const ConfigRecord& record) {
     for (const Setting& setting : settings()) {
@@ -43,26 +30,12 @@ void warn_of_long_lines(const ConfigRecord& record) {
 
 // save_mutex is held.
 void save_live_record() {
-    run_shell_command("mount -o rw,remount /boot", boot_command_time_limit_ms);
     ConfigRecord record{};
     copy_config_record(record);
     warn_of_long_lines(record);
-    const std::string text = format_config_file(record);
-    const int file = open(config_file_path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (file < 0) {
-        log_error("cannot open %s: %s", config_file_path, std::strerror(errno));
-        count(statistics().saves_failed);
-        return;
-    }
-    const bool whole = write_whole(file, text);
-    if (!whole)
-        log_error("cannot write %s: %s", config_file_path, std::strerror(errno));
-    count(whole ? statistics().saves_done : statistics().saves_failed);
-    close(file);
-    run_shell_command("umount /boot", boot_command_time_limit_ms);
-    run_shell_command("mount /boot", boot_command_time_limit_ms);
-    run_shell_command(R"(cat /boot/fieldrelaybox.conf | sed 's/\r$//' > /run/fieldrelaybox.conf)",
-                      boot_command_time_limit_ms);
+    const bool saved = write_settings_to_boot(format_config_file(record));
+    count(saved ? statistics().saves_done : statistics().saves_failed);
+    store<std::uint64_t>(statistics().settings_unsaved, saved ? 0 : 1);
 }
 
 } // namespace

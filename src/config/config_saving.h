@@ -6,15 +6,8 @@
 
 namespace fieldrelaybox {
 
-// The master file on the boot partition. Only tests put it elsewhere.
-inline const char* config_file_path = "/boot/fieldrelaybox.conf";
-
-// Writes config_file_path from the live record and refreshes "/run/fieldrelaybox.conf".
-// Failures are logged; a file that cannot be opened leaves everything as it was.
+// Writes the live record to the boot partition. A failure is logged and counted.
 void save_config_file();
-
-// For each shell command at the boot partition: one that hangs must not hold up all later saves.
-inline constexpr int boot_command_time_limit_ms = 10'000;
 
 // Applies change to the live record and saves the file as one step: concurrent calls wait for each
 // other, so no two of them mix their changes, file writes or mounts. after_save runs before the

@@ -4,6 +4,7 @@
 #include "camera/commands/camera_commands.h"
 #include "config/config_record.h"
 #include "config/config_report.h"
+#include "config/boot_partition.h"
 #include "config/config_saving.h"
 #include "config/interface_codes.h"
 #include "control/update_parameters.h"

@@ -213,7 +213,7 @@ class Counts(BoxTestCase):
         BOOT_FILE.mkdir()
         self.addCleanup(BOOT_FILE.rmdir)
         self.command(update_command("video_transcode_enabled", ["0"]), "commands_taken",
-                     "saves_failed")
+                     "saves_failed", "settings_unsaved")
         self.command('{"cmd":"camera","param":"disable"}', "commands_taken")
         wait_until(lambda: self.box.status["camera_disabled"], "the camera is disabled")
         self.push("ignored", attitude_frame(1, 2, 3))

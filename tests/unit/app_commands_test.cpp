@@ -7,6 +7,7 @@
 #include "camera/state/telemetry_receiver.h"
 #include "config/config_file.h"
 #include "config/config_record.h"
+#include "config/boot_partition.h"
 #include "config/config_saving.h"
 #include "config/config_start.h"
 #include "control/app_commands.h"

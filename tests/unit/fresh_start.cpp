@@ -6,6 +6,7 @@
 #include "camera/link/camera_link.h"
 #include "camera/state/camera_state.h"
 #include "config/config_record.h"
+#include "config/boot_partition.h"
 #include "config/config_saving.h"
 #include "core/log.h"
 #include "core/status_block.h"

@@ -46,7 +46,9 @@ EVENTS = (
     ("commands", (
         ("taken", "commands_taken"), ("unknown", "commands_unknown"), ("cut", "commands_cut"),
         ("merged", "commands_merged"), ("dropped", "commands_dropped"))),
-    ("settings", (("saved", "saves_done"), ("not saved", "saves_failed"))),
+    ("settings", (("saved", "saves_done"), ("not saved", "saves_failed"),
+                  ("still to be saved", "settings_unsaved"))),
+    ("log", (("lines lost", "log_lines_lost"),)),
 )
 
 

@@ -145,7 +145,7 @@ CONFIG_RECORD = _layout("config_mem", 3256, tuple(sorted((
     (3172, "server_client_id", "I"),
 ))))
 
-STATISTICS = _layout("fieldrelaybox_stats", 1736, (
+STATISTICS = _layout("fieldrelaybox_stats", 1752, (
     (0, "magic", "I"), (4, "version", "I"), (8, "size", "I"), (12, "process_id", "I"),
     (16, "started", "q"), (24, "video_in", INPUT_COUNT), (40, "audio_in", INPUT_COUNT),
     (56, "transcoded_in", INPUT_COUNT), (72, "control_in", INPUT_COUNT),
@@ -162,7 +162,8 @@ STATISTICS = _layout("fieldrelaybox_stats", 1736, (
     (560, "commands_taken", "Q"), (568, "commands_unknown", "Q"), (576, "commands_cut", "Q"),
     (584, "commands_merged", "Q"), (592, "commands_dropped", "Q"), (600, "saves_done", "Q"),
     (608, "saves_failed", "Q"), (616, "apps", PEER_COUNT, 10),
-    (1176, "udp_clients", PEER_COUNT, 10),
+    (1176, "udp_clients", PEER_COUNT, 10), (1736, "settings_unsaved", "Q"),
+    (1744, "log_lines_lost", "Q"),
 ))
 STATISTICS_MAGIC, STATISTICS_VERSION = 0x54535246, 1
 
