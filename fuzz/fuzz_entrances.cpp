@@ -14,6 +14,7 @@
 #include "config/config_saving.h"
 #include "config/config_start.h"
 #include "control/app_commands.h"
+#include "control/command_queue.h"
 #include "control/command_polling.h"
 #include "control/control_server.h"
 #include "control/server_client.h"
@@ -93,6 +94,7 @@ void receive_control(Bytes bytes, std::uint16_t port) {
         run_command(bytes.subspan(message_header_size), port);
     else
         handle_app_datagram(bytes, ipv4_address(loopback_address, port));
+    perform_queued_commands();
 }
 
 void receive_from_camera(Bytes bytes, std::uint16_t port) {

@@ -151,6 +151,12 @@ const AppClientTargets& app_client_targets() {
     return targets;
 }
 
+bool is_registered_app(std::uint64_t key) {
+    const AppClientTargets& targets = app_client_targets();
+    return std::any_of(targets.entries.begin(), targets.entries.begin() + targets.count,
+                       [key](const AppClientTarget& app) { return app_key(app.address) == key; });
+}
+
 void count_from_app(const sockaddr_in& sender, std::size_t bytes) {
     const AppClientTargets& targets = app_client_targets();
     for (std::size_t i = 0; i < targets.count; ++i) {

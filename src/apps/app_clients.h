@@ -45,6 +45,13 @@ struct AppClientTargets {
 // when the table or the server settings changed. Valid until the thread's next call.
 const AppClientTargets& app_client_targets();
 
+// Address and port as one number; 0 for none.
+constexpr std::uint64_t app_key(const sockaddr_in& app) {
+    return std::uint64_t{app.sin_addr.s_addr} << 16 | app.sin_port;
+}
+
+bool is_registered_app(std::uint64_t key);
+
 // Counts one datagram of this many bytes for the app it came from, if that is registered.
 void count_from_app(const sockaddr_in& sender, std::size_t bytes);
 

@@ -5,19 +5,32 @@
 #include "config/config_record.h"
 #include "config/settings.h"
 #include "core/clock.h"
+#include "core/lanes.h"
 #include "core/log.h"
 #include "core/shared_access.h"
 #include "core/statistics.h"
 
-#include <atomic>
+#include <memory>
 #include <mutex>
+#include <utility>
+#include <vector>
 
 namespace fieldrelaybox {
 
 namespace {
 
-std::mutex save_mutex; // one change-and-save at a time
-std::atomic<bool> saving_stopped{false};
+std::mutex record_mutex; // short: no save copies half a change
+
+struct Saving {
+    std::mutex mutex{}; // short, guards the rest
+    SaveTicket requested = 0;
+    SaveTicket saved = 0; // up to here
+    bool under_way = false;
+    bool stopped = false;
+    std::vector<SettingsCommands> commands{}; // of the requests that no save has taken up
+};
+
+Saving saving;
 
 void warn_of_long_lines(const ConfigRecord& record) {
     for (const Setting& setting : settings()) {
@@ -28,45 +41,105 @@ void warn_of_long_lines(const ConfigRecord& record) {
     }
 }
 
-// save_mutex is held.
-void save_live_record() {
+void copy_whole_record(ConfigRecord& copy) {
+    const std::lock_guard lock(record_mutex);
+    copy_config_record(copy);
+}
+
+// Returns false when the process is about to end: then nothing begins any more.
+bool begin() {
+    const std::lock_guard lock(saving.mutex);
+    saving.under_way = !saving.stopped;
+    return saving.under_way;
+}
+
+void end() {
+    const std::lock_guard lock(saving.mutex);
+    saving.under_way = false;
+}
+
+// What the next save contains, and what is to run after it.
+SaveTicket take_requests(std::vector<SettingsCommands>& commands) {
+    const std::lock_guard lock(saving.mutex);
+    commands = std::exchange(saving.commands, {});
+    return saving.requested;
+}
+
+void save_newest() {
+    std::vector<SettingsCommands> commands;
+    const SaveTicket ticket = take_requests(commands);
+    save_config_file();
+    for (SettingsCommands& each : commands)
+        start_settings_commands(std::move(each));
+    const std::lock_guard lock(saving.mutex);
+    saving.saved = ticket;
+}
+
+// Returns false at the time limit.
+bool await(int time_limit_ms, const std::function<bool()>& is_done) {
+    constexpr int pause_ms = 10;
+    const auto done = [&] {
+        const std::lock_guard lock(saving.mutex);
+        return is_done();
+    };
+    for (int waited = 0; !done(); waited += pause_ms) {
+        if (waited >= time_limit_ms) {
+            log_warning("a save is still under way after %d ms", time_limit_ms);
+            return false;
+        }
+        sleep_us(std::int64_t{pause_ms} * 1000);
+    }
+    return true;
+}
+
+} // namespace
+
+void save_config_file() {
     ConfigRecord record{};
-    copy_config_record(record);
+    copy_whole_record(record);
     warn_of_long_lines(record);
     const bool saved = write_settings_to_boot(format_config_file(record));
     count(saved ? statistics().saves_done : statistics().saves_failed);
     store<std::uint64_t>(statistics().settings_unsaved, saved ? 0 : 1);
 }
 
-} // namespace
-
-void save_config_file() {
-    run_between_saves(save_live_record);
+void change_settings(const std::function<void()>& change) {
+    const std::lock_guard lock(record_mutex);
+    change();
 }
 
-void change_settings(const std::function<void()>& change, const std::function<void()>& after_save) {
-    run_between_saves([&] {
-        change();
-        save_live_record();
-        after_save();
+void request_save(SettingsCommands commands) {
+    {
+        const std::lock_guard lock(saving.mutex);
+        ++saving.requested;
+        saving.commands.push_back(std::move(commands));
+    }
+    run_between_saves("save", save_newest);
+}
+
+SaveTicket last_save_request() {
+    const std::lock_guard lock(saving.mutex);
+    return saving.requested;
+}
+
+bool await_save(SaveTicket ticket, int time_limit_ms) {
+    return await(time_limit_ms, [ticket] { return saving.saved >= ticket; });
+}
+
+bool finish_saving(SaveTicket ticket, int time_limit_ms) {
+    return await(time_limit_ms, [ticket] {
+        saving.stopped |= saving.saved >= ticket;
+        return saving.stopped && !saving.under_way;
     });
 }
 
-void run_between_saves(const std::function<void()>& body) {
-    const std::lock_guard lock(save_mutex);
-    if (!saving_stopped)
-        body();
-}
-
-void stop_saving(int time_limit_ms) {
-    constexpr int pause_ms = 10;
-    saving_stopped = true; // those that wait for the lock give it up at once
-    for (int waited = 0; waited < time_limit_ms; waited += pause_ms) {
-        if (save_mutex.try_lock())
-            return; // and never unlocked
-        sleep_us(std::int64_t{pause_ms} * 1000);
-    }
-    log_warning("a save is still under way after %d ms", time_limit_ms);
+void run_between_saves(const char* kind, std::function<void()> body) {
+    add_job("saving", {kind, [body = std::move(body)] {
+                           if (!begin())
+                               return;
+                           const std::shared_ptr<void> ending(nullptr, [](void*) { end(); });
+                           body();
+                       }});
 }
 
 } // namespace fieldrelaybox

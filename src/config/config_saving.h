@@ -1,27 +1,40 @@
-// Keeping the settings: the configuration file is written back to the boot partition whenever a
-// setting changes.
+// Keeping the settings: whoever changed one asks for a save, which writes the configuration file of
+// the boot partition in a lane of its own. Nobody waits for it but what ends the box.
 #pragma once
 
+#include "config/settings_commands.h"
+
+#include <cstdint>
 #include <functional>
 
 namespace fieldrelaybox {
 
-// Writes the live record to the boot partition. A failure is logged and counted.
+// Writes the live record to the boot partition, now. A failure is logged and counted.
 void save_config_file();
 
-// Applies change to the live record and saves the file as one step: concurrent calls wait for each
-// other, so no two of them mix their changes, file writes or mounts. after_save runs before the
-// next one may begin; it must not wait for anything.
-void change_settings(
-    const std::function<void()>& change, const std::function<void()>& after_save = [] {});
+// Runs change, which sets fields of the live record and their mirrors: whole to every save, and not
+// beside another change. It must not wait for anything.
+void change_settings(const std::function<void()>& change);
 
-// Runs body while no save is under way, for other work on the boot partition. Its commands need a
-// time limit.
-void run_between_saves(const std::function<void()>& body);
+// Has the live record saved as it is now or newer: all that wait for the saver share one save. The
+// commands run after it, whether it succeeded or not, since the settings are in force. Never waits.
+void request_save(SettingsCommands commands = {});
 
-// Lets no save begin any more and waits for the one under way, so that the process can end without
-// leaving half a file. Of those that come later or wait their turn, none changes anything. Gives up
-// after time_limit_ms, since a mount can hang.
-void stop_saving(int time_limit_ms);
+// Tells one request from another: later ones are greater.
+using SaveTicket = std::uint64_t;
+
+// That of the last request so far.
+SaveTicket last_save_request();
+
+// Waits until everything that was requested up to ticket has been saved. Returns false, logged,
+// when that takes more than time_limit_ms, since a mount can hang.
+bool await_save(SaveTicket ticket, int time_limit_ms);
+
+// The same, and no save begins any more: the process is about to end.
+bool finish_saving(SaveTicket ticket, int time_limit_ms);
+
+// Has body run between two saves, for other work on the boot partition. Its commands need a time
+// limit. A waiting body of the same kind gives way.
+void run_between_saves(const char* kind, std::function<void()> body);
 
 } // namespace fieldrelaybox

@@ -73,6 +73,7 @@ void flip_setting(const Setting& setting) {
 void add_commands(const Setting& setting, const std::string& value, SettingsCommands& commands) {
     commands.restarts_rc_input |= setting.restarts_rc_input;
     for (const std::string_view text : setting.commands) {
+        commands.kind += text;
         std::string command(text);
         if (const std::size_t place = command.find("%d"); place != std::string::npos)
             command.replace(place, 2, std::to_string(convert_number(setting, value).value_or(0)));

@@ -1,8 +1,7 @@
-// The shell commands that make a changed setting take effect. They run outside the lock of the
-// settings, since a script may take long, but in the order in which the settings were saved.
+// The shell commands that make a changed setting take effect. Each program has a lane of its own,
+// so that a script that hangs holds up nothing but itself.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,18 +12,12 @@ namespace fieldrelaybox {
 inline constexpr int settings_command_time_limit_ms = 30'000;
 
 struct SettingsCommands {
-    std::vector<std::string> texts;
-    bool restarts_rc_input; // the RC state byte is cleared after the commands
+    std::vector<std::string> texts; // run one after the other, in the lane of the first's program
+    std::string kind;               // what still waits of the same kind gives way to these
+    bool restarts_rc_input = false; // the RC state byte is cleared after the commands
 };
 
-// Puts commands behind those of earlier saves. Never waits for a command.
-void queue_settings_commands(SettingsCommands commands);
-
-// Runs what is queued. On return everything that the caller had queued has run, be it here or in
-// another thread.
-void run_settings_commands();
-
-// Runs body between two such commands. Its own need the same time limit.
-void run_between_settings_commands(const std::function<void()>& body);
+// Has the commands run. Never waits for one.
+void start_settings_commands(SettingsCommands commands);
 
 } // namespace fieldrelaybox

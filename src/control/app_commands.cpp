@@ -2,31 +2,35 @@
 
 #include "apps/messages.h"
 #include "camera/commands/camera_commands.h"
+#include "config/boot_partition.h"
 #include "config/config_record.h"
 #include "config/config_report.h"
-#include "config/boot_partition.h"
 #include "config/config_saving.h"
 #include "config/interface_codes.h"
+#include "control/process_end.h"
 #include "control/update_parameters.h"
 #include "control/wifi.h"
+#include "core/lanes.h"
 #include "core/log.h"
 #include "core/shell.h"
 #include "core/statistics.h"
 #include "core/status_block.h"
 #include "core/text.h"
+#include "core/threads.h"
 #include "core/word_table.h"
 
 #include <array>
-#include <cstdio>
+#include <functional>
+#include <mutex>
+#include <set>
 #include <string>
-#include <unistd.h>
+#include <utility>
 
 namespace fieldrelaybox {
 
 namespace {
 
 constexpr int restart_status = 3; // the start script starts the daemon again
-constexpr int restart_patience_ms = 5000;
 constexpr std::size_t longest_scan_reply = 60'000;
 
 void post_text(const std::string& text) {
@@ -41,33 +45,68 @@ void report_configuration(const AppRequest& /*request*/) {
     post_text(build_configuration_report(record, interface_list()));
 }
 
+// The interfaces that are being scanned. The answer goes to every app, and so serves whoever asks
+// meanwhile.
+std::mutex scans_mutex; // short, guards scans
+std::set<std::string> scans;
+
+bool begin_scan(const std::string& name) {
+    const std::lock_guard lock(scans_mutex);
+    return scans.insert(name).second;
+}
+
+void end_scan(const std::string& name) {
+    const std::lock_guard lock(scans_mutex);
+    scans.erase(name);
+}
+
+void answer_scan(const std::string& name, const std::string& code) {
+    const std::string head = R"({"cmd":"wlanscan","param":")" + code + R"(","value":")";
+    const std::string tail = R"("})";
+    std::string results;
+    run_guarded("scan", [&] {
+        results = scan_networks(name, longest_scan_reply - head.size() - tail.size());
+    });
+    log_line("scan results: %s", results.c_str());
+    end_scan(name); // before the answer, which who asks from now on may miss
+    post_text(head + results + tail);
+}
+
 void scan_wifi(const AppRequest& request) {
     const std::string& code = request.values[0];
     const auto interface_name = interface_of_code(code);
     if (request.param != "scan" || !interface_name || interface_name->empty())
         return;
     const std::string name(*interface_name);
+    if (!begin_scan(name)) {
+        count(statistics().commands_merged);
+        return;
+    }
     log_line("scan Wi-Fi on %s", name.c_str());
-    const std::string head = R"({"cmd":"wlanscan","param":")" + code + R"(","value":")";
-    const std::string tail = R"("})";
-    const std::string results = scan_networks(name, longest_scan_reply - head.size() - tail.size());
-    log_line("scan results: %s", results.c_str());
-    post_text(head + results + tail);
+    add_job("scan " + name, {"", [name, code] { answer_scan(name, code); }});
+}
+
+// What ends the box waits until everything that was asked for before it is saved.
+void run_when_saved(const char* lane, std::function<void(SaveTicket)> body) {
+    add_job(lane, {lane, [body = std::move(body), ticket = last_save_request()] { body(ticket); }});
 }
 
 void reboot_box(const AppRequest& /*request*/) {
-    run_shell_command("reboot");
+    run_when_saved("reboot", [](SaveTicket ticket) {
+        await_save(ticket, save_patience_ms);
+        run_shell_command("reboot");
+    });
 }
 
-// Other threads keep running to the last instruction, so no destructor may run under them.
 void restart_daemon(const AppRequest& /*request*/) {
-    stop_saving(restart_patience_ms);
-    std::fflush(nullptr);
-    _exit(restart_status);
+    run_when_saved("restart", [](SaveTicket ticket) { end_process(restart_status, ticket); });
 }
 
 void shut_down_box(const AppRequest& /*request*/) {
-    run_shell_command("shutdown");
+    run_when_saved("shutdown", [](SaveTicket ticket) {
+        await_save(ticket, save_patience_ms);
+        run_shell_command("shutdown");
+    });
 }
 
 // The RC input process calibrates anew when it starts without its calibration file.
@@ -75,13 +114,13 @@ void recalibrate_rc_input() {
     const auto run = [](const char* command) {
         run_shell_command(command, boot_command_time_limit_ms);
     };
-    run_between_saves([run] {
+    run_between_saves("recalibrate", [run] {
         run("mount -o rw,remount /boot");
         run("rm -f /boot/rcin.cal");
         run("umount /boot");
         run("mount /boot");
+        start_settings_commands({.texts = {"killall -q rcin"}, .kind = "killall -q rcin"});
     });
-    run("killall -q rcin");
 }
 
 void control_rc_input(const AppRequest& request) {
@@ -145,9 +184,9 @@ std::span<const AppCommand> app_commands() {
     return commands;
 }
 
-void dispatch_app_command(const char* text, std::size_t length) {
+void dispatch_app_command(const char* text, std::size_t length, const sockaddr_in& sender) {
     count(statistics().commands_taken);
-    const std::optional<AppRequest> request = parse_app_request(text, length);
+    const std::optional<AppRequest> request = parse_app_request(text, length, sender);
     const AppCommand* found = request ? find_word(commands, request->command) : nullptr;
     if (found != nullptr)
         found->handle(*request);

@@ -3,6 +3,7 @@
 #include "apps/messages.h"
 #include "config/config_record.h"
 #include "control/app_commands.h"
+#include "control/command_queue.h"
 #include "core/clock.h"
 #include "core/status_block.h"
 #include "core/threads.h"
@@ -37,19 +38,18 @@ void clear_command_field() {
     std::atomic_ref(field[0]).store('\0', std::memory_order_release);
 }
 
-// In a thread of its own, one at a time: a command may wait for a script, while the RC channels are
-// reported on. Given back however the command ends.
-void start_command() {
-    static std::atomic<bool> is_serving{false};
-    if (load(status_block().command_field[0]) == '\0' || is_serving.exchange(true))
+// In its turn behind the commands of the apps. The field is cleared afterwards, which tells its
+// writer that there is room for the next.
+void queue_field_command() {
+    static std::atomic<bool> is_queued{false};
+    if (load(status_block().command_field[0]) == '\0' || is_queued.exchange(true))
         return;
-    const std::shared_ptr<void> turn(nullptr, [](void*) { is_serving = false; });
-    if (!start_thread("field", [turn] { serve_command_field(); }))
-        serve_command_field();
+    const std::shared_ptr<void> turn(nullptr, [](void*) { is_queued = false; });
+    queue_command([turn] { serve_command_field(); });
 }
 
 void poll(std::uint32_t& last_report) {
-    start_command();
+    queue_field_command();
     report_rc_channels(millisecond_clock(), last_report);
     sleep_us(polling_interval_us);
 }
@@ -62,7 +62,7 @@ void serve_command_field() {
         return;
     const std::size_t length = std::strlen(text.data());
     // A command that fails must not stay in the field, to fail for ever.
-    run_guarded("command field", [&] { dispatch_app_command(text.data(), length); });
+    run_guarded("command field", [&] { dispatch_app_command(text.data(), length, sockaddr_in{}); });
     clear_command_field();
 }
 

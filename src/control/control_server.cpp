@@ -4,6 +4,7 @@
 #include "apps/messages.h"
 #include "camera/commands/remote_control.h"
 #include "control/app_commands.h"
+#include "control/command_queue.h"
 #include "control/test_datagram.h"
 #include "core/clock.h"
 #include "core/log.h"
@@ -13,12 +14,11 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <sys/socket.h>
+#include <vector>
 
 namespace fieldrelaybox {
 
@@ -30,7 +30,6 @@ constexpr int socket_time_limit_ms = 100;
 constexpr std::int64_t pause_after_failure_us = 5'000;
 constexpr std::size_t datagram_capacity = 131'200;
 constexpr std::size_t longest_command = 255;
-constexpr int command_worker_limit = 64;
 
 // Control codes, byte 12 of a datagram.
 enum class ControlCode : std::uint8_t {
@@ -41,10 +40,8 @@ enum class ControlCode : std::uint8_t {
     json_command = '{',
 };
 
-std::atomic<int> command_workers{0};
-
-// Each command is a private copy in a worker of its own; a flood of them is bounded.
-void start_command(Bytes payload) {
+// A private copy: the datagram's buffer is needed for the next one.
+void queue_app_command(Bytes payload, const sockaddr_in& sender) {
     const auto* characters = reinterpret_cast<const char*>(payload.data());
     const std::size_t length = strnlen(characters, payload.size());
     if (length > longest_command) {
@@ -52,21 +49,9 @@ void start_command(Bytes payload) {
         log_limited_warning(log_limits().command_cut, millisecond_clock(),
                             "command cut to %zu characters", longest_command);
     }
-    // Given back however the command ends, and also when there is no memory for the slot.
-    const int workers_before = command_workers.fetch_add(1);
-    const std::shared_ptr<void> slot(nullptr, [](void*) { command_workers.fetch_sub(1); });
-    if (workers_before >= command_worker_limit) {
-        count(statistics().commands_dropped);
-        log_limited_warning(log_limits().command_dropped, millisecond_clock(),
-                            "command dropped: %d commands are still running", command_worker_limit);
-        return;
-    }
-    std::string text(characters, std::min(length, longest_command));
-    const bool begun = start_thread("command", [text = std::move(text), slot] {
-        dispatch_app_command(text.c_str(), text.size());
+    queue_command([text = std::string(characters, std::min(length, longest_command)), sender] {
+        dispatch_app_command(text.c_str(), text.size(), sender);
     });
-    if (!begun)
-        count(statistics().commands_dropped);
 }
 
 void register_app(Bytes arguments, const Endpoint& sender) {
@@ -82,10 +67,16 @@ void remove_app(const Endpoint& sender) {
 }
 
 // Missing arguments read as zero.
-void move_gimbal(Bytes arguments) {
+void queue_remote_control(Bytes arguments, const sockaddr_in& sender) {
     std::array<std::uint8_t, 5> bytes{};
     std::copy_n(arguments.begin(), std::min(arguments.size(), bytes.size()), bytes.begin());
-    remote_control(bytes[0], get_i16le(&bytes[1]), get_i16le(&bytes[3]));
+    queue_command([bytes, sender] {
+        remote_control(bytes[0], get_i16le(&bytes[1]), get_i16le(&bytes[3]), sender);
+    });
+}
+
+void queue_local_video(Bytes arguments) {
+    queue_command([on = !arguments.empty() && arguments[0] != 0] { set_local_video(on); });
 }
 
 bool is_own_message(const sockaddr_in& sender) {
@@ -104,13 +95,13 @@ void perform_control_message(Bytes payload, const Endpoint& sender) {
         remove_app(sender);
         break;
     case ControlCode::local_video:
-        set_local_video(!arguments.empty() && arguments[0] != 0);
+        queue_local_video(arguments);
         break;
     case ControlCode::remote_control:
-        move_gimbal(arguments);
+        queue_remote_control(arguments, sender.address);
         break;
     case ControlCode::json_command:
-        start_command(payload);
+        queue_app_command(payload, sender.address);
         break;
     }
 }
@@ -136,16 +127,17 @@ bool init_device_discovery() {
         std::_Exit(bind_failure_status);
     }
     set_message_socket(socket);
-    return start_thread("control", [socket] {
-        static std::array<std::uint8_t, datagram_capacity> buffer;
-        while (true)
-            run_guarded("control", [&] { server_step(socket, buffer); });
-    });
+    return start_command_thread() && start_thread("control", [socket] {
+               static std::array<std::uint8_t, datagram_capacity> buffer;
+               while (true)
+                   run_guarded("control", [&] { server_step(socket, buffer); });
+           });
 }
 
 void handle_app_datagram(Bytes datagram, const sockaddr_in& sender) {
     if (!datagram.empty() && datagram[0] == '[') {
-        handle_test_datagram(datagram);
+        queue_command(
+            [copy = std::vector(datagram.begin(), datagram.end())] { handle_test_datagram(copy); });
         return;
     }
     if (datagram.size() < message_header_size || datagram[0] != 'B' || is_own_message(sender))

@@ -3,6 +3,7 @@
 #include "config/hdmi_modes.h"
 #include "config/settings_commands.h"
 #include "core/clock.h"
+#include "core/lanes.h"
 #include "core/log.h"
 #include "core/shell.h"
 #include "core/text.h"
@@ -37,6 +38,16 @@ void use_mode(HdmiGroup group, int number, bool at_boot) {
         run("./scripts/hdmi-mode.sh " + script_group + ' ' + number_text);
 }
 
+void use(HdmiGroup group, int number, bool at_boot) {
+    if (number < 1)
+        use_default_mode(at_boot);
+    else
+        use_mode(group, number, at_boot);
+    sleep_us(settling_time_us);
+    run("killall -q hud");
+    run("killall -q display");
+}
+
 } // namespace
 
 void change_hdmi_mode(const AppRequest& request) {
@@ -44,15 +55,9 @@ void change_hdmi_mode(const AppRequest& request) {
     int number = 0;
     look_up_hdmi_mode(request.values[0], group, number);
     const bool at_boot = is_true(request.values[1]);
-    run_between_settings_commands([&] {
-        if (number < 1)
-            use_default_mode(at_boot);
-        else
-            use_mode(group, number, at_boot);
-        sleep_us(settling_time_us);
-        run("killall -q hud");
-        run("killall -q display");
-    });
+    // A boot default is not given up for a mode that is none.
+    const char* const kind = at_boot ? "mode at boot" : "mode";
+    add_job("tvservice", {kind, [=] { use(group, number, at_boot); }});
 }
 
 } // namespace fieldrelaybox

@@ -7,7 +7,7 @@
 namespace fieldrelaybox {
 
 // "value" is a mode name, "value2" says whether to make it the boot default. An unknown name means
-// the default mode. Takes more than a second.
+// the default mode. Runs in a lane of its own; of the modes that wait there the last counts.
 void change_hdmi_mode(const AppRequest& request);
 
 } // namespace fieldrelaybox

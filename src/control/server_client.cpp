@@ -29,7 +29,7 @@ void take_answer(Bytes datagram, const sockaddr_in& sender) {
         cJSON_Delete);
     if (object == nullptr || text_member(object.get(), "cmd") != "authok")
         return;
-    const std::int32_t id = parse_decimal(text_member(object.get(), "id").c_str());
+    const std::int32_t id = parse_decimal(text_member(object.get(), "id").value_or("").c_str());
     if (take_server_client_id(static_cast<std::uint32_t>(id), sender))
         log_line("client id %d", id);
 }

@@ -100,8 +100,10 @@ const std::string& value_of(const ParameterPart& part, const AppRequest& request
 void apply(const Parts& parts, const ParameterHooks& extra, const AppRequest& request) {
     if (extra.prepare != nullptr)
         extra.prepare();
-    for (const ParameterPart& part : parts)
-        update_setting(*part.setting, value_of(part, request));
+    change_settings([&] {
+        for (const ParameterPart& part : parts)
+            update_setting(*part.setting, value_of(part, request));
+    });
     if (extra.follow_up != nullptr)
         extra.follow_up();
 }
@@ -112,9 +114,8 @@ void change_and_save(const Parts& parts, const ParameterHooks& extra, const AppR
     SettingsCommands commands{};
     for (const ParameterPart& part : parts)
         add_commands(*part.setting, value_of(part, request), commands);
-    change_settings([&] { apply(parts, extra, request); },
-                    [&] { queue_settings_commands(std::move(commands)); });
-    run_settings_commands();
+    apply(parts, extra, request);
+    request_save(std::move(commands));
 }
 
 } // namespace

@@ -29,8 +29,8 @@ struct ParameterHooks {
 
 std::span<const ParameterHooks> parameter_hooks();
 
-// Applies the request's parameter: change, mirror, save, then the commands. Commands of several
-// requests run one after the other in the order of their saves. Unknown names change nothing.
+// Applies the request's parameter at once: change and mirror. The save, and the commands after it,
+// run in lanes of theirs. Unknown names change nothing.
 void update_parameter(const AppRequest& request);
 
 } // namespace fieldrelaybox

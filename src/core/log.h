@@ -27,7 +27,6 @@ struct LogLimit {
 struct LogLimits {
     LogLimit command_cut;
     LogLimit command_dropped;
-    LogLimit playback_dropped;
 };
 
 LogLimits& log_limits();

@@ -34,7 +34,11 @@ pid_t start_shell(const char* command, int output_fd, bool own_group) {
     sigemptyset(&defaults);
     sigaddset(&defaults, SIGPIPE);
     posix_spawnattr_setsigdefault(&attributes, &defaults);
-    int flags = POSIX_SPAWN_SETSIGDEF;
+    sigset_t none;
+    sigemptyset(&none);
+    posix_spawnattr_setsigmask(&attributes,
+                               &none); // the daemon's threads leave some to one of them
+    int flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
     if (output_fd >= 0)
         posix_spawn_file_actions_adddup2(&actions, output_fd, STDOUT_FILENO);
     if (own_group) {

@@ -4,6 +4,7 @@
 #include "config/config_start.h"
 #include "config/setting_updates.h"
 #include "control/control_server.h"
+#include "control/process_end.h"
 #include "control/server_client.h"
 #include "core/log.h"
 #include "core/shell.h"
@@ -53,7 +54,7 @@ void start_services() {
 int run_daemon() {
     std::signal(SIGPIPE, SIG_IGN); // a log reader that goes away must not end the daemon
     std::signal(SIGCHLD, SIG_DFL); // inherited as ignored, it would hide what commands return
-    if (!open_status_block())
+    if (!start_waiting_for_signals() || !open_status_block())
         return 1;
     stamp_identity();
     open_statistics(); // before anything is counted

@@ -8,6 +8,7 @@
 #include "config/config_record.h"
 #include "control/wifi.h"
 #include "core/clock.h"
+#include "core/lanes.h"
 #include "core/shell.h"
 #include "core/status_block.h"
 #include "core/threads.h"
@@ -91,6 +92,7 @@ void run_supervisor_pass(Supervisor& supervisor) {
     data_watchdog(millisecond_clock());
     sync_camera_clock();
     sweep_app_clients(millisecond_clock());
+    resume_lanes();
     server_keepalive();
     if (supervisor.pass_count % passes_between_probes == 0)
         probe_internet();

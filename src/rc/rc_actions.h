@@ -1,6 +1,5 @@
 // What the RC loop can want done: each action with the meaning of its numbers a and b, and how the
-// command builders carry it out. Performers return at once: what takes long runs in a thread of its
-// own (rc_jobs.h).
+// command builders carry it out. Performers return at once: what takes long runs in a lane.
 #pragma once
 
 #include "camera/builders/exposure.h"
@@ -14,7 +13,7 @@
 #include "core/enum_table.h"
 #include "core/shared_access.h"
 #include "core/status_block.h"
-#include "rc/rc_jobs.h"
+#include "rc/setting_flips.h"
 
 #include <array>
 #include <cstddef>
@@ -80,17 +79,14 @@ inline constexpr std::array<ActionRow, rc_action_count> rc_actions{{
      [](std::int32_t, std::int32_t) { camera_builder_state().app_gimbal_idle = 1; }},
     {RcAction::roll, "roll",
      [](std::int32_t step, std::int32_t) { roll_horizont(static_cast<std::int8_t>(step)); }},
-    {RcAction::recentre, "recentre",
-     [](std::int32_t, std::int32_t) { start_gimbal_job(GimbalJob::recentre); }},
+    {RcAction::recentre, "recentre", [](std::int32_t, std::int32_t) { gimbal_reset(false); }},
     {RcAction::orientation, "lock",
-     [](std::int32_t lock, std::int32_t) {
-         start_gimbal_job(lock != 0 ? GimbalJob::lock_orientation : GimbalJob::unlock_orientation);
-     }},
+     [](std::int32_t lock, std::int32_t) { gimbal_reset(lock != 0); }},
     {RcAction::record, "record", [](std::int32_t start, std::int32_t) { record(start != 0); }},
     {RcAction::shot, "shot", [](std::int32_t, std::int32_t) { shot(); }},
     {RcAction::flip_setting, "flip",
      [](std::int32_t setting, std::int32_t) {
-         start_setting_flip(static_cast<FlippedSetting>(setting));
+         flip_and_save(static_cast<FlippedSetting>(setting));
      }},
     {RcAction::menu_active, "menu",
      [](std::int32_t active, std::int32_t) {
@@ -111,7 +107,7 @@ inline constexpr std::array<ActionRow, rc_action_count> rc_actions{{
     {RcAction::zoom_relative, "change",
      [](std::int32_t change, std::int32_t) { set_zoom_relative(change); }},
     {RcAction::zoom_step, "zoomstep",
-     [](std::int32_t step, std::int32_t) { camera_builder_state().zoom_step = step; }},
+     [](std::int32_t step, std::int32_t) { set_zoom_step(step, {}); }},
     {RcAction::manual_focus, "focus",
      [](std::int32_t tenths, std::int32_t) { focus_manually(tenths); }},
     {RcAction::focus_point, "point",

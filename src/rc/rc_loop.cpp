@@ -1,6 +1,7 @@
 #include "rc/rc_loop.h"
 
 #include "apps/app_clients.h"
+#include "camera/builders/zoom.h"
 #include "camera/link/camera_link.h"
 #include "config/config_record.h"
 #include "core/clock.h"
@@ -64,14 +65,14 @@ RcInputs read_rc_inputs(std::uint32_t now) {
     inputs.gimbal_hold = state.gimbal_hold;
     inputs.position_commanded = state.position_commanded;
     inputs.last_position_command_ms = state.last_position_command_ms;
-    inputs.zoom_step = state.zoom_step;
+    inputs.zoom_step = current_zoom_step();
     inputs.focus_range_known = camera_state().focus_range != 0;
     return inputs;
 }
 
-// No step takes long: the builders that sleep and the saving of settings run in threads of their
-// own, and sending a frame waits at most 100 ms, when the camera is out of reach. The steps that a
-// delay made the thread miss are left out.
+// No step takes long: buttons that are held and the saving of settings run in lanes, and sending a
+// frame waits at most 100 ms, when the camera is out of reach. The steps that a delay made the
+// thread miss are left out.
 void start_rc_loop() {
     start_thread("rc-loop", [] {
         RcState state;

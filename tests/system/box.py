@@ -185,6 +185,7 @@ class Box:
 
     def __init__(self, settings: str | bytes | None = "") -> None:
         self._home = tempfile.TemporaryDirectory(prefix="box.", dir="/run")
+        self.idle_threads = 0
         self.directory = Path(self._home.name)
         self.stand_ins = StandIns(self.directory / "stand-ins")
         for name in ("bin/wlanstatus", "scripts/hdmi-change.sh", "scripts/hdmi-mode.sh",
@@ -470,7 +471,8 @@ class BoxTestCase(unittest.TestCase):
     def note_idle_threads(self) -> None:
         """For finish_commands; call it before the first command."""
         wait_until(lambda: self.box.mirror["clock"], "the first pass: every thread is there")
-        self.idle_threads = self.box.threads()
+        self.box.idle_threads = self.box.idle_threads or self.box.threads()
+        self.idle_threads = self.box.idle_threads
 
     def finish_commands(self) -> None:
         """Return when everything sent so far was taken and every command has ended."""

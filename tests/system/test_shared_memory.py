@@ -220,19 +220,20 @@ class Counts(BoxTestCase):
         self.await_counts("saves_failed")
 
     def overload(self) -> None:
-        """As many commands as can run, and then more until the log tells how many were left out."""
-        scan = '{"cmd":"wlan","param":"scan","value":"2"}'
-        self.box.stand_ins.answer("iwlist", seconds=9)
-        self.await_counts("commands_taken")
-        wait_until(lambda: self.box.threads() == self.idle_threads, "the commands before have ended")
-        for _ in range(64):
-            self.command(scan, "commands_taken")
-        self.await_counts("commands_taken")
-        told = re.compile(r"command dropped: 64 commands are still running \((\d+) more left out\)")
+        """Scans that share an answer; and buttons until the log tells how many were left out."""
+        scan, button = ('{"cmd":"wlan","param":"scan","value":"2"}',
+                        '{"cmd":"playback","param":"back"}')
+        self.box.stand_ins.answer("iwlist", seconds=2)
+        for merged in ([], ["commands_merged"], ["commands_merged"]):
+            self.command(scan, "commands_taken", *merged)
+        for _ in range(13):
+            self.command(button, "commands_taken")
+            self.await_counts("commands_taken")
+        told = re.compile(r"buttons: command dropped, 12 others wait .* \((\d+) more left out\)")
 
         def left_out() -> list[int]:
-            self.command(scan, "commands_dropped")
-            self.await_counts("commands_dropped")
+            self.command(button, "commands_taken", "commands_dropped")
+            self.await_counts("commands_")
             return [int(found[1]) for line in self.box.log.lines if (found := told.fullmatch(line))]
         [count] = wait_until(left_out, "a line that tells how many were left out")
         self.assertLess(0, count)

@@ -5,9 +5,9 @@
 #include "camera/commands/camera_commands.h"
 #include "camera/state/gimbal_attitude.h"
 #include "camera/state/telemetry_receiver.h"
+#include "config/boot_partition.h"
 #include "config/config_file.h"
 #include "config/config_record.h"
-#include "config/boot_partition.h"
 #include "config/config_saving.h"
 #include "config/config_start.h"
 #include "control/app_commands.h"
@@ -17,6 +17,7 @@
 #include "core/log.h"
 #include "core/status_block.h"
 #include "core/text.h"
+#include "core/threads.h"
 #include "daemon/supervisor.h"
 #include "media/udp_clients.h"
 #include "unit/shell_recorder.h"
@@ -37,8 +38,11 @@ const Lines save_commands{
     "mount -o rw,remount /boot", "umount /boot", "mount /boot",
     R"(cat /boot/fieldrelaybox.conf | sed 's/\r$//' > /run/fieldrelaybox.conf)"};
 
+// Returns when the lanes have done the rest.
 void dispatch(const std::string& command) {
+    const int threads_before = running_threads;
     dispatch_app_command(command.c_str(), command.size());
+    EXPECT_TRUE(await([threads_before] { return running_threads == threads_before; }));
 }
 
 // A box that was started with every_key.conf and saves to a file of the test's own.
@@ -133,50 +137,57 @@ TEST_F(AppCommands, garbage_changes_nothing) {
           std::string(R"({"cmd":"wlan","param":"scan","value":"1;reboot"})"),
           std::string(R"({"cmd":"\ud800shot"})"), std::string("}{")}) {
         dispatch(garbage);
-        dispatch_app_command(garbage.c_str(), garbage.size());
     }
     EXPECT_EQ(record_bytes(), before);
     EXPECT_EQ(shell_recorder::take_commands(), Lines{});
-    dispatch(R"({"cmd":"updateparam","name":"audio_volume","value":77})"); // no text: empty
-    EXPECT_EQ(config_record().audio_volume, 0);
 }
 
-TEST_F(AppCommands, restart_ends_the_process_at_once) {
-    EXPECT_EXIT(dispatch(R"({"cmd":"restart"})"), testing::ExitedWithCode(3), "");
+TEST_F(AppCommands, numbers_count_like_their_texts_and_other_types_are_refused) {
+    dispatch(R"({"cmd":"updateparam","name":"audio_volume","value":77})");
+    dispatch(R"({"cmd":"updateparam","name":"wifi","value10":2.4,"value11":-1e1})");
+    EXPECT_EQ(config_record().audio_volume, 77);
+    EXPECT_EQ(config_record().ap_mode, 2);
+    EXPECT_EQ(config_record().ap_channel, -10);
+    testing::internal::CaptureStderr();
+    for (const char* value : {"true", "null", "[1]", "{}"})
+        dispatch(R"({"cmd":"updateparam","name":"audio_volume","value2":)" + std::string(value) +
+                 "}");
+    EXPECT_EQ(config_record().audio_volume, 77);
+    const std::string told = "command refused: \"value2\" is neither a text nor a number\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), told + told + told + told);
 }
 
-// The save under way ends, unless it hangs; those that wait their turn do not begin.
-TEST_F(AppCommands, restart_waits_for_one_save_only) {
-    const auto change = [](const char* port) {
-        dispatch(R"({"cmd":"updateparam","name":"tcp_port","value":")" + std::string(port) +
-                 R"("})");
-    };
-    const auto restart_among_savers = [&](bool hangs) {
-        std::promise<void> saving;
+// --- Saves ---
+
+void change_port(const char* port) {
+    const std::string command =
+        R"({"cmd":"updateparam","name":"tcp_port","value":")" + std::string(port) + R"("})";
+    dispatch_app_command(command.c_str(), command.size());
+}
+
+// Whatever was asked for before is saved, unless a mount hangs; what comes later is not begun.
+TEST_F(AppCommands, restart_waits_for_saves_of_what_came_before) {
+    const auto restart_while_saving = [](bool hangs) {
         std::promise<void> ending;
-        shell_recorder::on_command = [&, saves = 0](const std::string& command) mutable {
-            if (command != save_commands[0])
-                return;
-            if (++saves > 1)
-                _exit(99);
-            saving.set_value();
-            ending.get_future().wait();
+        shell_recorder::on_command =
+            [&, ended = ending.get_future().share()](const std::string& command) {
+                if (command == save_commands[0])
+                    ended.wait();
+            };
+        change_port("7001");
+        test_clock::on_wait = [&, waits = 0]() mutable {
+            if (!hangs && ++waits == 2)
+                ending.set_value();
+            std::this_thread::sleep_for(std::chrono::milliseconds(hangs ? 0 : 1));
         };
-        std::thread saver(change, "7001");
-        saving.get_future().wait();
-        std::thread(change, "7002").detach();
-        test_clock::on_wait = [&] {
-            if (hangs || !saver.joinable())
-                return;
-            ending.set_value();
-            saver.join();
-        };
-        dispatch(R"({"cmd":"restart"})");
+        change_port("7002");
+        dispatch_app_command(R"({"cmd":"restart"})", 17);
+        std::this_thread::sleep_for(std::chrono::minutes(1)); // it ends before
     };
-    EXPECT_EXIT(restart_among_savers(true), testing::ExitedWithCode(3), "way after 5000 ms");
-    EXPECT_EQ(saved_file().find("tcp_port=7001\r\n"), std::string::npos);
-    EXPECT_EXIT(restart_among_savers(false), testing::ExitedWithCode(3), "");
-    EXPECT_NE(saved_file().find("tcp_port=7001\r\n"), std::string::npos);
+    EXPECT_EXIT(restart_while_saving(true), testing::ExitedWithCode(3), "way after 5000 ms");
+    EXPECT_EQ(saved_file().find("tcp_port=700"), std::string::npos);
+    EXPECT_EXIT(restart_while_saving(false), testing::ExitedWithCode(3), "");
+    EXPECT_NE(saved_file().find("tcp_port=7002\r\n"), std::string::npos);
 }
 
 // --- What the apps and the sibling programs see ---

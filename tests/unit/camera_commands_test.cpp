@@ -1,20 +1,22 @@
 // What the command data cannot show: commands of several threads at once, hostile texts, and values
 // that no command gives the builders.
+#include "camera/builders/button_frames.h"
 #include "camera/builders/exposure.h"
 #include "camera/builders/focus.h"
 #include "camera/builders/gimbal.h"
 #include "camera/builders/image_settings.h"
-#include "camera/builders/sequence_turn.h"
 #include "camera/builders/shooting.h"
 #include "camera/builders/zoom.h"
 #include "camera/link/stored_frame.h"
 #include "camera/state/camera_state.h"
 #include "config/config_record.h"
 #include "control/app_commands.h"
+#include "core/lanes.h"
 #include "unit/camera_receiver.h"
 #include "unit/full_stream.h"
 
 #include <atomic>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -29,64 +31,61 @@ struct CameraCommands : testing::Test {
     CameraReceiver camera; // which checks the sequence numbers
 };
 
-TEST_F(CameraCommands, BlockingSequencesTakeTurns) {
-    camera_builder_state().gimbal_hold = true; // no speed frame first
-    std::thread next([] { handle(R"({"cmd":"playback","param":"next"})"); });
-    std::thread reset([] { gimbal_reset(false); });
-    next.join();
-    reset.join();
-
-    std::string order; // p: playback, r: reset
-    for (const auto& frame : camera.take_frames())
-        order += frame[4] == 0x09 ? 'p' : 'r';
-    const std::string playback(12, 'p');
-    const std::string recentre(4, 'r');
-    EXPECT_TRUE(order == playback + recentre || order == recentre + playback) << order;
-}
-
-// Would stand still for ever if one of these waited.
-TEST_F(CameraCommands, OtherCommandsDoNotWaitForASequence) {
-    camera_builder_state().gimbal_hold = true;
-    const std::lock_guard sequence(sequence_turn());
-    set_iso(100);
-    gimbal_reset(true);
-    record(false);
-    EXPECT_EQ(camera.take_frames().size(), 5U);
-}
-
-// Would stand still for ever if the playback command waited or the turn were given out of order.
-TEST_F(CameraCommands, AFewWaitForTheirTurnAndAreServedInOrder) {
-    SequenceTurn& turn = sequence_turn();
-    constexpr int refused_count = 4;
-    std::atomic<int> served{0};
-    std::atomic<int> refused{0};
-    turn.lock();
-    std::vector<std::jthread> commands;
-    for (int i = 0; i < SequenceTurn::waiting_capacity + refused_count; ++i) {
-        commands.emplace_back([&turn, &served, &refused] {
-            if (!turn.lock_unless_crowded()) {
-                ++refused;
-                return;
-            }
-            ++served;
-            turn.unlock();
-        });
+// Keeps the buttons busy until it goes.
+struct HeldButtons {
+    HeldButtons() {
+        std::promise<void> begun;
+        add_job(button_lane, {"", [&begun, ended = end_.get_future().share()] {
+                                  begun.set_value();
+                                  ended.wait();
+                              }});
+        begun.get_future().wait();
     }
-    while (refused < refused_count) // then the others wait
-        std::this_thread::yield();
-    testing::internal::CaptureStderr();
-    handle(R"({"cmd":"playback","param":"next"})");
-    handle(R"({"cmd":"playback","param":"back"})");
-    const std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(log, "playback command: next\n"
-                   "playback command dropped: 12 commands wait for their turn\n"
-                   "playback command: back\n");
-    EXPECT_EQ(camera.take_frames().size(), 0U);
-    EXPECT_EQ(served, 0);
-    turn.unlock();
-    turn.lock(); // after all who came before
-    EXPECT_EQ(served, SequenceTurn::waiting_capacity);
-    turn.unlock();
+    ~HeldButtons() { end_.set_value(); }
+    std::promise<void> end_;
+};
+
+TEST_F(CameraCommands, ButtonsThatTakeLongWaitForEachOtherAndNobodyForThem) {
+    camera_builder_state().gimbal_hold = true; // no speed frame first
+    {
+        const HeldButtons held;
+        handle(R"({"cmd":"playback","param":"next"})");
+        gimbal_reset(false);
+        set_iso(100);
+        gimbal_reset(true);
+        record(false);
+        EXPECT_EQ(camera.take_frames().size(), 5U);
+    }
+    std::string order; // p: playback, r: recentring
+    EXPECT_TRUE(test_data::await([&] {
+        for (const auto& frame : camera.take_frames())
+            order += frame[4] == 0x09 ? 'p' : 'r';
+        return order.size() >= 16;
+    }));
+    EXPECT_EQ(order, std::string(12, 'p') + std::string(4, 'r'));
+}
+
+TEST_F(CameraCommands, RecentresThatWaitBecomeOneAndButtonsAreBounded) {
+    camera_builder_state().gimbal_hold = true;
+    std::string log;
+    {
+        const HeldButtons held;
+        for (std::size_t i = 1; i < lane_capacity; ++i) { // and one recentre
+            gimbal_reset(false);
+            gimbal_reset(false);
+            handle(R"({"cmd":"playback","param":"next"})");
+        }
+        testing::internal::CaptureStderr();
+        handle(R"({"cmd":"playback","param":"prev"})");
+        log = testing::internal::GetCapturedStderr();
+    }
+    EXPECT_EQ(log, "playback command: prev\n"
+                   "buttons: command dropped, 12 others wait for their turn\n");
+    std::size_t frames = 0;
+    EXPECT_TRUE(test_data::await([&] {
+        frames += camera.take_frames().size();
+        return frames == 4 + (lane_capacity - 1) * 12;
+    })) << frames;
 }
 
 // Another thread writes there, under a lock that is not ours.
@@ -191,7 +190,7 @@ TEST_F(CameraCommands, SendWhatNoCommandAsksFor) {
 TEST_F(CameraCommands, OnlyAWholePositionCommandCounts) {
     for (const char* text : {R"({"cmd":"position","param":"move"})",
                              R"({"cmd":"position","param":"move","value1":"1"})",
-                             R"({"cmd":"position","param":"move","value1":1,"value2":2})"})
+                             R"({"cmd":"position","param":"move","value1":"1","value2":""})"})
         handle(text);
     EXPECT_FALSE(camera_builder_state().position_commanded);
     handle(R"({"cmd":"position","param":"move","value1":"0","value2":"0"})");

@@ -1,21 +1,20 @@
 // What the RC loop reads, and what becomes of its commands.
 #include "camera/builders/gimbal.h"
-#include "camera/builders/sequence_turn.h"
 #include "camera/link/stored_frame.h"
 #include "config/config_record.h"
 #include "core/status_block.h"
+#include "core/threads.h"
 #include "rc/rc_commands.h"
-#include "rc/rc_jobs.h"
 #include "rc/rc_loop.h"
 #include "rc/rc_step.h"
+#include "rc/setting_flips.h"
 #include "unit/camera_receiver.h"
 #include "unit/shell_recorder.h"
 
 #include <algorithm>
-#include <atomic>
+#include <future>
 #include <limits>
-#include <mutex>
-#include <thread>
+#include <utility>
 
 namespace fieldrelaybox {
 namespace {
@@ -26,54 +25,38 @@ struct RcCommandsTest : testing::Test {
     CameraReceiver camera;
 };
 
-// Holds the threads that run shell commands until it is opened.
-std::atomic<bool> shell_open{false};
-
-TEST_F(RcCommandsTest, settings_are_flipped_and_saved_without_holding_the_loop) {
+// At once, also while a save hangs; and one more save serves all that came meanwhile.
+TEST_F(RcCommandsTest, settings_are_flipped_at_once_and_saved_together) {
+    const int before = running_threads;
     ConfigRecord& record = config_record();
     StatusBlock& block = status_block();
     record.osd_enabled = block.osd_enabled = 1;
     const RcCommand osd{Action::flip_setting, static_cast<int>(FlippedSetting::osd)};
     const RcCommand internal{Action::flip_setting,
                              static_cast<int>(FlippedSetting::internal_camera)};
-    shell_recorder::on_command = [](const std::string&) { // the first save hangs in its mount
-        while (!shell_open)
-            std::this_thread::yield();
-    };
-    shell_open = false;
+    std::promise<void> hanging;
+    std::promise<void> mounted;
+    shell_recorder::on_command =
+        [&, first = true, ended = mounted.get_future().share()](const std::string&) mutable {
+            if (std::exchange(first, false))
+                hanging.set_value();
+            ended.wait();
+        };
     perform_rc_commands({osd});
-    while (load(block.osd_enabled) != 0)
-        std::this_thread::yield();
+    hanging.get_future().wait();
+    EXPECT_EQ(load(block.osd_enabled), 0);
     perform_rc_commands({internal, osd, osd, osd, internal, internal});
-    EXPECT_EQ(load(record.internal_camera_enabled), 0); // waits its turn
-    shell_open = true;
+    EXPECT_EQ(load(record.osd_enabled) + load(block.osd_enabled), 2);
+    EXPECT_EQ(load(record.internal_camera_enabled) + load(block.internal_camera_enabled), 2);
+    mounted.set_value();
     std::vector<std::string> commands;
     EXPECT_TRUE(test_data::await([&commands] {
         for (std::string& command : shell_recorder::take_commands())
             commands.push_back(std::move(command));
         return !commands.empty() && commands.back() == "killall -q raspivid";
     }));
-    EXPECT_EQ(load(record.osd_enabled) + load(block.osd_enabled), 2);
-    EXPECT_EQ(load(record.internal_camera_enabled) + load(block.internal_camera_enabled), 2);
     EXPECT_EQ(std::count(commands.begin(), commands.end(), "mount -o rw,remount /boot"), 2);
-}
-
-TEST_F(RcCommandsTest, gimbal_jobs_keep_their_order_and_are_bounded) {
-    camera_builder_state().gimbal_hold = true;
-    const RcCommand lock{Action::orientation, 1};
-    {
-        const std::lock_guard other_command(sequence_turn()); // recentring waits for it
-        perform_rc_commands({lock, {Action::recentre}, lock});
-        perform_rc_commands(std::vector(20, lock));
-    }
-    std::string order; // by the pressed button
-    EXPECT_TRUE(test_data::await([&] {
-        for (const auto& frame : camera.take_frames())
-            order += frame[15] == 0x0A ? 'c' : frame[15] == 0x02 ? 'l' : '-';
-        return order.size() >= 5 + waiting_job_capacity - 2;
-    }));
-    EXPECT_EQ(order.substr(0, 6), "lc-c-l");
-    EXPECT_LE(std::count(order.begin(), order.end(), 'l'), 2 * waiting_job_capacity);
+    EXPECT_TRUE(test_data::await([before] { return running_threads == before; }));
 }
 
 TEST_F(RcCommandsTest, app_focus_point_and_roll_speed_are_inputs) {

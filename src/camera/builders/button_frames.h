@@ -61,6 +61,9 @@ static_assert(button_check_of(record_start_frame) == 0x9D);
 static_assert(button_check_of(record_stop_frame) == 0x95);
 static_assert(button_check_of(interval_stop_frame) == 0x81);
 
+// The lane of buttons that are held or pressed twice, so that the frames of two do not mix.
+inline constexpr const char* button_lane = "buttons";
+
 // Sends the periodic A button frame.
 void periodic_frame();
 

@@ -1,11 +1,11 @@
 #include "camera/builders/gimbal.h"
 
 #include "camera/builders/button_frames.h"
-#include "camera/builders/sequence_turn.h"
 #include "camera/link/stored_frame.h"
 #include "camera/state/camera_state.h"
 #include "config/config_record.h"
 #include "core/clock.h"
+#include "core/lanes.h"
 #include "core/numbers.h"
 
 #include <mutex>
@@ -61,6 +61,13 @@ void send_angle(int a, int b) {
 
 bool press_reset_button() {
     return send_stored_frame(reset_press_frame) && send_stored_frame(reset_release_frame);
+}
+
+void press_reset_button_twice() {
+    if (!press_reset_button())
+        return;
+    sleep_us(reset_pause_us);
+    press_reset_button();
 }
 
 bool stop_unless_held() {
@@ -144,11 +151,9 @@ void gimbal_reset(bool quick) {
             send_stored_frame(periodic_b_frame);
         return;
     }
-    const std::lock_guard turn(sequence_turn());
-    if (!stop_unless_held() || !press_reset_button())
-        return;
-    sleep_us(reset_pause_us);
-    press_reset_button();
+    // Moves stop at once; those that come while the buttons wait for their turn are newer.
+    if (stop_unless_held())
+        add_job(button_lane, {"recentre", press_reset_button_twice});
 }
 
 } // namespace fieldrelaybox

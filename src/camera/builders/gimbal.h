@@ -28,8 +28,8 @@ void gimbal_set_app_position(int a, int b);
 // on.
 void gimbal_move_for_app(int a, int b);
 
-// Quick: locks the orientation. Otherwise recentres, which takes 0.1 s, and waits for other
-// commands that sleep between their frames.
+// Stops the gimbal. Quick: locks the orientation. Otherwise recentres by two presses of a button,
+// 0.1 s apart, after the buttons that are being pressed; recentres that wait there become one.
 void gimbal_reset(bool quick);
 
 } // namespace fieldrelaybox

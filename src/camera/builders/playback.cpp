@@ -1,17 +1,16 @@
 #include "camera/builders/playback.h"
 
 #include "camera/builders/button_frames.h"
-#include "camera/builders/sequence_turn.h"
 #include "camera/link/stored_frame.h"
 #include "core/clock.h"
+#include "core/lanes.h"
 #include "core/log.h"
 #include "core/shared_access.h"
-#include "core/statistics.h"
 #include "core/status_block.h"
 #include "core/word_table.h"
 
 #include <algorithm>
-#include <mutex>
+#include <string>
 
 namespace fieldrelaybox {
 
@@ -137,16 +136,7 @@ void playback_command(const char* word) {
     log_line("playback command: %s", word);
     if (!is_playback_word(word))
         return;
-    SequenceTurn& turn = sequence_turn();
-    if (!turn.lock_unless_crowded()) {
-        count(statistics().commands_dropped);
-        log_limited_warning(log_limits().playback_dropped, millisecond_clock(),
-                            "playback command dropped: %d commands wait for their turn",
-                            SequenceTurn::waiting_capacity);
-        return;
-    }
-    const std::lock_guard held(turn, std::adopt_lock);
-    press_button_of(word);
+    add_job(button_lane, {"", [text = std::string(word)] { press_button_of(text); }});
 }
 
 } // namespace fieldrelaybox

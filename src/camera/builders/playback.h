@@ -3,9 +3,9 @@
 
 namespace fieldrelaybox {
 
-// Presses the button of a playback word; unknown words are logged and send nothing. Takes up to
-// 4.2 s, and waits for other commands that sleep between their frames, unless twelve wait already:
-// then the command is dropped, which is logged once per second.
+// Presses the button of a playback word, behind the buttons that are being pressed; unknown words
+// are logged and send nothing. A press takes up to 4.2 s. While twelve wait further ones are
+// dropped.
 void playback_command(const char* word);
 
 } // namespace fieldrelaybox

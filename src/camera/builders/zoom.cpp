@@ -1,5 +1,6 @@
 #include "camera/builders/zoom.h"
 
+#include "apps/app_clients.h"
 #include "camera/link/stored_frame.h"
 #include "camera/state/camera_state.h"
 #include "core/numbers.h"
@@ -47,6 +48,23 @@ void set_zoom(int level) {
 void set_zoom_relative(int change) {
     const std::lock_guard lock(zoom_mutex);
     send_zoom_level(limit_zoom_level(std::int64_t{current_zoom_level()} + change));
+}
+
+// Whose it is first: the RC loop reads the step first.
+void set_zoom_step(int step, const sockaddr_in& app) {
+    CameraBuilderState& state = camera_builder_state();
+    const std::uint64_t key = app_key(app);
+    state.zoom_step_app = is_registered_app(key) ? key : 0;
+    state.zoom_step = step;
+}
+
+int current_zoom_step() {
+    CameraBuilderState& state = camera_builder_state();
+    int step = state.zoom_step;
+    const std::uint64_t app = state.zoom_step_app;
+    if (step != 0 && app != 0 && !is_registered_app(app))
+        state.zoom_step.compare_exchange_strong(step, 0);
+    return state.zoom_step;
 }
 
 int current_zoom_level() {

@@ -5,7 +5,6 @@
 #include "camera/builders/gimbal_settings.h"
 #include "camera/builders/zoom.h"
 #include "camera/commands/command_words.h"
-#include "camera/state/camera_state.h"
 #include "core/log.h"
 
 namespace fieldrelaybox {
@@ -51,8 +50,7 @@ void handle_position(const AppRequest& request) {
 void handle_zoom(const AppRequest& request) {
     static constexpr std::array<AppCommand, 3> params{{
         {"-1", [](const AppRequest& zoom) { set_zoom_relative(integer(zoom.value1)); }},
-        {"-2",
-         [](const AppRequest& zoom) { camera_builder_state().zoom_step = integer(zoom.value1); }},
+        {"-2", [](const AppRequest& zoom) { set_zoom_step(integer(zoom.value1), zoom.sender); }},
         {"-3", [](const AppRequest& zoom) { zoom_drive(integer(zoom.value1)); }},
     }};
     if (const AppCommand* row = find_word(params, request.param))

@@ -36,6 +36,7 @@ void clear_live_link_bytes() {
                                &block.camera_flag_1881, &block.camera_flag_1882})
         store<std::uint8_t>(*byte, 0);
     clear_live_camera_state();
+    builder_state.zoom_step = 0;
 }
 
 CameraBuilderState& camera_builder_state() {

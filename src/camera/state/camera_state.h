@@ -61,8 +61,8 @@ struct CameraState {
 CameraState& camera_state();
 
 // Clears the status-block bytes that describe a live link and forgets what the camera was doing,
-// here and in the status block: mode, recording, shooting, battery. Its settings stay as last
-// reported. Called at start and when the link ends or finds another camera.
+// here and in the status block: mode, recording, shooting, battery; the zoom step ends. Its
+// settings stay as last reported. Called at start and when the link ends or finds another camera.
 void clear_live_link_bytes();
 
 inline constexpr std::int32_t no_zoom_level = -1;
@@ -73,8 +73,8 @@ struct alignas(8) GimbalPair { // aligned to be one lock-free atomic
     friend bool operator==(const GimbalPair&, const GimbalPair&) = default;
 };
 
-// What the builders remember. "App commands" are the threads that run
-// dispatch_app_command.
+// What the builders remember. "App commands" are the thread that
+// performs them, one after the other.
 struct CameraBuilderState {
     // The last speed asked for, and whether there was one. Written by gimbal_speed,
     // gimbal_move_for_app (app commands) and remote_control, read by the same and by the RC
@@ -101,9 +101,11 @@ struct CameraBuilderState {
     // current_zoom_level by app commands, remote_control and the RC loop.
     std::atomic<std::int32_t> zoom_level{no_zoom_level};
 
-    // Written by app commands and remote_control, read by the RC loop, which moves the zoom
-    // level by it; 0 stops.
+    // Set by set_zoom_step, read through current_zoom_step by the RC loop, which moves the zoom
+    // level by it; 0 stops. Ends with the link. The app that set it, as app_key tells: 0 for RC,
+    // for siblings and for apps that are not registered.
     std::atomic<std::int32_t> zoom_step{0};
+    std::atomic<std::uint64_t> zoom_step_app{0};
 
     // When the RC loop last changed the focus type for a focus knob; only that thread uses it.
     Interval focus_type_changes;

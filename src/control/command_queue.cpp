@@ -1,0 +1,73 @@
+#include "control/command_queue.h"
+
+#include "core/clock.h"
+#include "core/log.h"
+#include "core/statistics.h"
+#include "core/threads.h"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <utility>
+
+namespace fieldrelaybox {
+
+namespace {
+
+using Command = std::function<void()>;
+
+std::mutex mutex; // short, guards queue
+std::condition_variable arrival;
+std::deque<Command> queue;
+
+// mutex is held.
+void drop_oldest() {
+    queue.pop_front();
+    count(statistics().commands_dropped);
+    log_limited_warning(log_limits().command_dropped, millisecond_clock(),
+                        "command dropped: %zu newer ones wait", command_queue_capacity);
+}
+
+Command take_oldest(std::unique_lock<std::mutex>& lock) {
+    Command next = std::move(queue.front());
+    queue.pop_front();
+    lock.unlock();
+    return next;
+}
+
+void perform_next() {
+    std::unique_lock lock(mutex);
+    arrival.wait(lock, [] { return !queue.empty(); });
+    take_oldest(lock)();
+}
+
+bool is_waiting() {
+    const std::lock_guard lock(mutex);
+    return !queue.empty();
+}
+
+} // namespace
+
+void queue_command(std::function<void()> perform) {
+    {
+        const std::lock_guard lock(mutex);
+        if (queue.size() == command_queue_capacity)
+            drop_oldest();
+        queue.push_back(std::move(perform));
+    }
+    arrival.notify_one();
+}
+
+void perform_queued_commands() {
+    while (is_waiting())
+        run_guarded("commands", perform_next);
+}
+
+bool start_command_thread() {
+    return start_thread("commands", [] {
+        while (true)
+            run_guarded("commands", perform_next);
+    });
+}
+
+} // namespace fieldrelaybox

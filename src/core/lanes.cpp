@@ -1,0 +1,98 @@
+#include "core/lanes.h"
+
+#include "core/clock.h"
+#include "core/log.h"
+#include "core/statistics.h"
+#include "core/threads.h"
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace fieldrelaybox {
+
+namespace {
+
+struct Lane {
+    std::deque<LaneJob> waiting;
+    bool has_thread = false;
+    LogLimit drops;
+};
+
+std::mutex mutex; // short, guards everything in lanes; a lane once there stays
+std::map<std::string, Lane> lanes;
+
+thread_local const Lane* lane_of_this_thread = nullptr;
+
+// The lane's thread ends when there is nothing.
+std::optional<LaneJob> take_job(Lane& lane) {
+    const std::lock_guard lock(mutex);
+    lane.has_thread = !lane.waiting.empty();
+    if (!lane.has_thread)
+        return std::nullopt;
+    std::optional<LaneJob> next = std::move(lane.waiting.front());
+    lane.waiting.pop_front();
+    return next;
+}
+
+void run_jobs(const char* name, Lane& lane) {
+    lane_of_this_thread = &lane;
+    while (const std::optional<LaneJob> job = take_job(lane))
+        run_guarded(name, job->run);
+}
+
+// mutex is held. Without a thread the jobs wait for resume_lanes.
+void start_lane(const std::string& name, Lane& lane) {
+    if (!lane.has_thread && !lane.waiting.empty())
+        lane.has_thread =
+            start_thread(name.c_str(), [&name, &lane] { run_jobs(name.c_str(), lane); });
+}
+
+// mutex is held. What is asked for now is newer than what waits.
+void remove_kind(Lane& lane, const std::string& kind) {
+    const auto same = [&kind](const LaneJob& job) { return !kind.empty() && job.kind == kind; };
+    count(statistics().commands_merged, std::erase_if(lane.waiting, same));
+}
+
+} // namespace
+
+bool add_job(const std::string& lane_name, LaneJob job) {
+    const std::lock_guard lock(mutex);
+    const auto place = lanes.try_emplace(lane_name).first;
+    Lane& lane = place->second;
+    remove_kind(lane, job.kind);
+    if (lane.waiting.size() == lane_capacity) {
+        count(statistics().commands_dropped);
+        log_limited_warning(lane.drops, millisecond_clock(),
+                            "%s: command dropped, %zu others wait for their turn",
+                            lane_name.c_str(), lane_capacity);
+        return false;
+    }
+    lane.waiting.push_back(std::move(job));
+    start_lane(place->first, lane);
+    return true;
+}
+
+void resume_lanes() {
+    const std::lock_guard lock(mutex);
+    for (auto& [name, lane] : lanes)
+        start_lane(name, lane);
+}
+
+bool await_lanes(int time_limit_ms) {
+    constexpr int pause_ms = 10;
+    const auto idle = [] {
+        const std::lock_guard lock(mutex);
+        return std::ranges::none_of(lanes, [](const auto& entry) {
+            return entry.second.has_thread && &entry.second != lane_of_this_thread;
+        });
+    };
+    for (int waited = 0; waited < time_limit_ms && !idle(); waited += pause_ms)
+        sleep_us(std::int64_t{pause_ms} * 1000);
+    return idle();
+}
+
+} // namespace fieldrelaybox

@@ -1,0 +1,30 @@
+#include "rc/setting_flips.h"
+
+#include "config/config_saving.h"
+#include "config/setting_updates.h"
+#include "config/settings_table.h"
+
+#include <array>
+#include <string>
+#include <utility>
+
+namespace fieldrelaybox {
+
+namespace {
+
+// In the order of FlippedSetting.
+constexpr std::array flipped_settings{&setting_row("focus_assistant_enabled"),
+                                      &setting_row("internal_camera_enabled"),
+                                      &setting_row("osd_enabled")};
+
+} // namespace
+
+void flip_and_save(FlippedSetting flipped) {
+    const Setting& setting = *flipped_settings[static_cast<std::size_t>(flipped)];
+    change_settings([&setting] { flip_setting(setting); });
+    SettingsCommands commands;
+    add_commands(setting, std::to_string(load_number(setting.field)), commands);
+    request_save(std::move(commands));
+}
+
+} // namespace fieldrelaybox
