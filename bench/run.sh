@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Measures the relay of the real daemon against a bare receive-and-send loop (README.md).
 #
-#     bench/run.sh [SCENARIO...]      all scenarios without arguments
+#     bench/run.sh [SCENARIO...]      all scenarios without arguments, and then the commands
+#     bench/run.sh --commands         what a slow card costs the commands
 #
 # ROUNDS=N     rounds per scenario and pace (100)
 # PRESET=NAME  of which build (release)
@@ -28,15 +29,20 @@ measure() {
     exit $status
 }
 
+if [ "${1:-}" = --commands ]; then
+    FIELDRELAYBOX_DAEMON=$build/fieldrelaybox exec "$here/../tools/sandbox.sh" python3 -B "$here/commands.py"
+fi
+
 if [ "${1:-}" = --inside ]; then
     measure "$2"
 fi
 
+worst=0
 if [ $# -eq 0 ]; then
+    "$here/run.sh" --commands || worst=$?
     # shellcheck disable=SC2046 # a list of names
     set -- $("$build/bench/relay_bench" names)
 fi
-worst=0
 for scenario in "$@"; do
     ROUNDS=$rounds "$here/../tools/sandbox.sh" "$here/run.sh" --inside "$scenario"
     status=$?

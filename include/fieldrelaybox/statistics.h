@@ -84,7 +84,7 @@ typedef struct Statistics {
     uint64_t commands_unknown;    /* of these, without a word that is known */
     uint64_t commands_cut;        /* of these or the dropped, cut to the longest */
     uint64_t commands_merged;     /* left to a later one like it */
-    uint64_t commands_dropped;    /* not begun: too many at once, or no thread */
+    uint64_t commands_dropped;    /* not done: too many waited */
     uint64_t saves_done;          /* of the settings, to the configuration file */
     uint64_t saves_failed;
     PeerCount apps[10];        /* by place in the table of apps */

@@ -168,18 +168,21 @@ void change_port(const char* port) {
 // Whatever was asked for before is saved, unless a mount hangs; what comes later is not begun.
 TEST_F(AppCommands, restart_waits_for_saves_of_what_came_before) {
     const auto restart_while_saving = [](bool hangs) {
+        std::promise<void> saving;
         std::promise<void> ending;
         shell_recorder::on_command =
-            [&, ended = ending.get_future().share()](const std::string& command) {
-                if (command == save_commands[0])
-                    ended.wait();
+            [&, first = true, ended = ending.get_future().share()](const std::string&) mutable {
+                if (std::exchange(first, false))
+                    saving.set_value();
+                ended.wait();
             };
-        change_port("7001");
         test_clock::on_wait = [&, waits = 0]() mutable {
             if (!hangs && ++waits == 2)
                 ending.set_value();
             std::this_thread::sleep_for(std::chrono::milliseconds(hangs ? 0 : 1));
         };
+        change_port("7001");
+        saving.get_future().wait();
         change_port("7002");
         dispatch_app_command(R"({"cmd":"restart"})", 17);
         std::this_thread::sleep_for(std::chrono::minutes(1)); // it ends before
