@@ -7,10 +7,10 @@
 #include "camera/link/camera_link.h"
 #include "camera/state/camera_state.h"
 #include "camera/state/telemetry_receiver.h"
+#include "config/boot_partition.h"
 #include "config/channel_functions.h"
 #include "config/config_file.h"
 #include "config/config_record.h"
-#include "config/boot_partition.h"
 #include "config/config_saving.h"
 #include "config/config_start.h"
 #include "control/app_commands.h"
@@ -50,6 +50,7 @@ constexpr std::uint32_t server_address = 0xC0000201; // the default of the setti
 
 std::string settings_path;
 std::string saved_path;
+std::string run_path;
 
 std::string text_of(Bytes bytes) {
     return {bytes.begin(), bytes.end()};
@@ -189,6 +190,8 @@ void use_private_directory() {
     settings_path = directory + "/settings.conf";
     saved_path = directory + "/saved.conf";
     config_file_path = saved_path.c_str();
+    run_path = directory + "/run.conf";
+    run_copy_path = run_path.c_str();
 }
 
 } // namespace

@@ -126,6 +126,7 @@ fieldrelaybox-client set --host 127.0.0.1 udp_clients 127.0.0.1:7001 || fail "no
 wait_until grep -q '^udp_clients=127.0.0.1:7001' /boot/firmware/fieldrelaybox.conf
 [ -L /boot/fieldrelaybox.conf ] || fail "saving replaced the link"
 mv /boot/firmware/fieldrelaybox.conf /medium/kept
+rm /boot/firmware/fieldrelaybox.conf.bak
 rm /run/fieldrelaybox.conf
 systemctl restart fieldrelaybox.service
 wait_until setting_is "${camera_ssid[@]}" ""

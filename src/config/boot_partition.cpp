@@ -1,44 +1,135 @@
 #include "config/boot_partition.h"
 
+#include "config/whole_files.h"
 #include "core/log.h"
+#include "core/mount_points.h"
 #include "core/shell.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
-#include <unistd.h>
+#include <filesystem>
 
 namespace fieldrelaybox {
 
 namespace {
 
-bool write_whole(int file, const std::string& text) {
-    const ssize_t written = write(file, text.data(), text.size());
-    if (written == static_cast<ssize_t>(text.size()))
-        return fsync(file) == 0;
-    if (written >= 0)
-        errno = ENOSPC;
-    return false;
+namespace fs = std::filesystem;
+
+std::string left_unmounted; // a mount point that a save could not mount again
+Failure told_failure;       // of the last save
+
+// Also through a link whose target is not there, such as one to a partition that is away.
+fs::path follow_links(fs::path path) {
+    constexpr int most_links = 8;
+    std::error_code error;
+    for (int links = 0; links < most_links && fs::is_symlink(path, error); ++links)
+        path = path.parent_path() / fs::read_symlink(path, error);
+    return fs::weakly_canonical(path.parent_path(), error) / path.filename();
+}
+
+std::string master_file() {
+    return follow_links(config_file_path).string();
+}
+
+// The deepest mount point of file that is there or was promised.
+std::string mount_point_of(const std::string& file) {
+    std::string deepest = deepest_mount_point(mounted_table, file);
+    for (const std::string& point : {deepest_mount_point(system_table, file), left_unmounted}) {
+        if (point.size() > deepest.size() && file.starts_with(point + '/'))
+            deepest = point;
+    }
+    return deepest.size() > 1 ? deepest : "/boot";
+}
+
+// A partition that is away hides the directory in which the master would be lost.
+bool must_be_mounted(const std::string& point) {
+    return !is_mounted(point) &&
+           (point == left_unmounted || deepest_mount_point(system_table, point) == point);
+}
+
+int run_at(const std::string& command, const std::string& point) {
+    return run_shell_command((command + ' ' + point).c_str(), boot_command_time_limit_ms);
+}
+
+// A remount that fails shows when the files are opened.
+Failure make_writable(const std::string& point) {
+    if (must_be_mounted(point)) {
+        run_at("mount", point);
+        if (must_be_mounted(point))
+            return "cannot mount " + point;
+    }
+    run_at("mount -o rw,remount", point);
+    return {};
+}
+
+// One after the other, and first the one that is not the only whole one.
+Failure write_to_card(const std::string& master, const std::string& text) {
+    const std::string second = master + ".bak";
+    const bool only_second_is_whole =
+        !holds_whole_settings(read_file(master)) && holds_whole_settings(read_file(second));
+    const Failure failure = only_second_is_whole ? "" : write_file_or_none(second, text);
+    return failure.empty() ? write_file(master, text) : failure;
+}
+
+// What is busy stays mounted, and a directory of the root file system was not mounted before.
+Failure mount_anew(const std::string& point) {
+    const bool was_mounted = is_mounted(point);
+    const bool unmounted = run_at("umount", point) == 0;
+    const bool failed = run_at("mount", point) != 0 && unmounted;
+    const bool away = was_mounted && (failed || !is_mounted(point));
+    left_unmounted = away ? point : "";
+    return away ? "cannot mount " + point : "";
+}
+
+Failure read_back(const std::string& master, const std::string& text) {
+    return read_file(master) == text ? "" : master + " is not as it was written";
+}
+
+std::string with_unix_line_ends(std::string text) {
+    for (std::size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos;)
+        text.erase(at, 1);
+    return text;
+}
+
+Failure refresh_run_copy(const std::string& text) {
+    const std::string fresh = std::string(run_copy_path) + ".new";
+    const Failure failure = write_file_or_none(fresh, with_unix_line_ends(text));
+    return failure.empty() ? rename_file(fresh, run_copy_path) : failure;
+}
+
+Failure save(const std::string& text) {
+    const std::string point = boot_mount_point();
+    Failure failure = make_writable(point);
+    const std::string master = master_file(); // a link on the partition is seen only now
+    if (failure.empty())
+        failure = write_to_card(master, text);
+    if (failure.empty())
+        failure = mount_anew(point);
+    if (failure.empty())
+        failure = read_back(master, text);
+    if (failure.empty())
+        failure = refresh_run_copy(text);
+    return failure;
+}
+
+void tell(const Failure& failure) {
+    if (failure == told_failure)
+        return;
+    told_failure = failure;
+    if (failure.empty())
+        log_line("settings are saved again");
+    else
+        log_error("%s", failure.c_str());
 }
 
 } // namespace
 
+std::string boot_mount_point() {
+    return mount_point_of(master_file());
+}
+
 bool write_settings_to_boot(const std::string& text) {
-    run_shell_command("mount -o rw,remount /boot", boot_command_time_limit_ms);
-    const int file = open(config_file_path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (file < 0) {
-        log_error("cannot open %s: %s", config_file_path, std::strerror(errno));
-        return false;
-    }
-    const bool whole = write_whole(file, text);
-    if (!whole)
-        log_error("cannot write %s: %s", config_file_path, std::strerror(errno));
-    close(file);
-    run_shell_command("umount /boot", boot_command_time_limit_ms);
-    run_shell_command("mount /boot", boot_command_time_limit_ms);
-    run_shell_command(R"(cat /boot/fieldrelaybox.conf | sed 's/\r$//' > /run/fieldrelaybox.conf)",
-                      boot_command_time_limit_ms);
-    return whole;
+    const Failure failure = save(text);
+    tell(failure);
+    return failure.empty();
 }
 
 } // namespace fieldrelaybox

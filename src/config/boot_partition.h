@@ -1,19 +1,28 @@
 // The boot partition, where the settings live as a file: remounted to be written, and mounted anew
-// afterwards.
+// afterwards. It is FAT, and its power can go at any moment: so there is a second file beside it,
+// and one of the two is whole at all times.
 #pragma once
 
 #include <string>
 
 namespace fieldrelaybox {
 
-// The master file on the boot partition. Only tests put it elsewhere.
+// The master file on the boot partition, which may be a link, and the copy with Unix line ends that
+// the next start reads. Only tests put them elsewhere.
 inline const char* config_file_path = "/boot/fieldrelaybox.conf";
+inline const char* run_copy_path = "/run/fieldrelaybox.conf";
 
 // For each shell command at the boot partition: one that hangs must not hold up all later saves.
 inline constexpr int boot_command_time_limit_ms = 10'000;
 
-// Writes text to config_file_path and refreshes "/run/fieldrelaybox.conf". Returns false, logged,
-// when the file does not hold the whole text; one that cannot be opened stays as it was.
+// Where the file system of the master file is mounted, or should be; safe in a shell command.
+// "/boot" when the file lies in no file system of its own. Called between saves.
+std::string boot_mount_point();
+
+// Writes text to the file beside config_file_path (".bak"), then to that itself, mounts the
+// partition anew, and refreshes run_copy_path. The first step that fails is the last: what was
+// whole before it stays so. Returns false then; logged, but not again while the reason stays the
+// same. Called by one thread at a time.
 bool write_settings_to_boot(const std::string& text);
 
 } // namespace fieldrelaybox

@@ -3,7 +3,6 @@
 #include "config/boot_partition.h"
 #include "config/config_file.h"
 #include "config/config_record.h"
-#include "config/settings.h"
 #include "core/clock.h"
 #include "core/lanes.h"
 #include "core/log.h"
@@ -31,15 +30,6 @@ struct Saving {
 };
 
 Saving saving;
-
-void warn_of_long_lines(const ConfigRecord& record) {
-    for (const Setting& setting : settings()) {
-        if (format_setting(setting, record).size() > longest_config_line)
-            log_warning(
-                "setting %.*s is too long to be read back whole from the configuration file",
-                static_cast<int>(setting.key.size()), setting.key.data());
-    }
-}
 
 void copy_whole_record(ConfigRecord& copy) {
     const std::lock_guard lock(record_mutex);
@@ -97,7 +87,6 @@ bool await(int time_limit_ms, const std::function<bool()>& is_done) {
 void save_config_file() {
     ConfigRecord record{};
     copy_whole_record(record);
-    warn_of_long_lines(record);
     const bool saved = write_settings_to_boot(format_config_file(record));
     count(saved ? statistics().saves_done : statistics().saves_failed);
     store<std::uint64_t>(statistics().settings_unsaved, saved ? 0 : 1);

@@ -1,6 +1,9 @@
 #include "config/setting_updates.h"
 
+#include "config/config_file.h"
 #include "config/interface_codes.h"
+#include "config/settings.h"
+#include "core/log.h"
 #include "core/status_block.h"
 #include "core/text.h"
 
@@ -50,10 +53,31 @@ void store_switch_and_mirror(const Setting& setting, std::int32_t number) {
         store(status_block().*setting.mirror, static_cast<std::uint8_t>(number));
 }
 
+// A line feed would end the setting's line of the file. A carriage return stays, as it always has.
+std::string without_control_characters(std::string text) {
+    std::erase_if(text, [](unsigned char c) { return (c < ' ' && c != '\r') || c == 0x7F; });
+    return text;
+}
+
+void warn(const Setting& setting, const char* what) {
+    log_warning("setting %.*s %s", static_cast<int>(setting.key.size()), setting.key.data(), what);
+}
+
+void warn_of_what_is_lost(const Setting& setting) {
+    ConfigRecord record{};
+    copy_config_record(record);
+    const std::string_view text = text_in(record, setting.field);
+    if (text.find('"') != std::string_view::npos)
+        warn(setting, "holds a double quote, which the configuration file or report cannot hold");
+    if (format_setting(setting, record).size() > longest_config_line)
+        warn(setting, "is too long to be read back whole from the configuration file");
+}
+
 void update_text(const Setting& setting, const std::string& value) {
-    if (setting.conversion != Conversion::interface_code)
-        store_text(setting.field, value);
-    else if (const auto interface_name = interface_of_code(value))
+    if (setting.conversion != Conversion::interface_code) {
+        store_text(setting.field, without_control_characters(value));
+        warn_of_what_is_lost(setting);
+    } else if (const auto interface_name = interface_of_code(value))
         store_text(setting.field, *interface_name);
 }
 

@@ -83,5 +83,7 @@ static_assert(std::all_of(all_rows.begin(), all_rows.end(), is_usable),
               "a row lacks words or a parameter, or its kind is not its field's");
 static_assert(std::all_of(settings_table.begin(), settings_table.end(), stands_in_file),
               "a row lacks its comment in the file or its place in the report");
+static_assert(settings_table.back().key == "server_devid",
+              "a saved file is whole when it holds this line: nothing comes after it");
 
 } // namespace fieldrelaybox

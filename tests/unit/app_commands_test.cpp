@@ -34,9 +34,7 @@ using Lines = std::vector<std::string>;
 
 namespace {
 
-const Lines save_commands{
-    "mount -o rw,remount /boot", "umount /boot", "mount /boot",
-    R"(cat /boot/fieldrelaybox.conf | sed 's/\r$//' > /run/fieldrelaybox.conf)"};
+const Lines save_commands{"mount -o rw,remount /boot", "umount /boot", "mount /boot"};
 
 // Returns when the lanes have done the rest.
 void dispatch(const std::string& command) {

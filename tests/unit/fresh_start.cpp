@@ -27,6 +27,7 @@ using namespace fieldrelaybox;
 class FreshStart : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo& /*test*/) override {
         config_file_path = saved_file_.c_str();
+        run_copy_path = run_copy_.c_str();
         config_record() = ConfigRecord{};
         status_block() = StatusBlock{};
         std::construct_at(&camera_state());
@@ -48,10 +49,12 @@ class FreshStart : public testing::EmptyTestEventListener {
     }
     void OnTestEnd(const testing::TestInfo& /*test*/) override {
         EXPECT_TRUE(test_data::await([this] { return running_threads == threads_before_; }));
-        std::filesystem::remove(saved_file_);
+        for (const std::string& file : {saved_file_, saved_file_ + ".bak", run_copy_})
+            std::filesystem::remove(file);
     }
 
     const std::string saved_file_ = test_data::temporary_path("saved.conf");
+    const std::string run_copy_ = test_data::temporary_path("run.conf");
     int threads_before_ = 0;
 };
 
