@@ -116,7 +116,7 @@ step "start with the settings on /boot/firmware, and with none at all"
 umount /boot
 install -d /boot/firmware
 sed "s/of the test/of the firmware/" /medium/fieldrelaybox.conf >/boot/firmware/fieldrelaybox.conf
-rm /medium/fieldrelaybox.conf
+rm /medium/fieldrelaybox.conf /medium/fieldrelaybox.conf.bak
 sed -i '/ \/boot /d' /etc/fstab
 systemctl daemon-reload
 systemctl restart fieldrelaybox.service
