@@ -22,7 +22,8 @@ fs::path follow_links(fs::path path) {
     std::error_code error;
     for (int links = 0; links < most_links && fs::is_symlink(path, error); ++links)
         path = path.parent_path() / fs::read_symlink(path, error);
-    return fs::weakly_canonical(path.parent_path(), error) / path.filename();
+    const fs::path directory = fs::weakly_canonical(path.parent_path(), error);
+    return directory.empty() ? path : directory / path.filename();
 }
 
 std::string master_file() {
