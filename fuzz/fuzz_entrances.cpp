@@ -14,8 +14,8 @@
 #include "config/config_saving.h"
 #include "config/config_start.h"
 #include "control/app_commands.h"
-#include "control/command_queue.h"
 #include "control/command_polling.h"
+#include "control/command_queue.h"
 #include "control/control_server.h"
 #include "control/server_client.h"
 #include "control/wifi.h"
@@ -72,7 +72,7 @@ void load_settings(Bytes bytes, std::uint16_t /*port*/) {
 
 // The one word that is left to the tests: it ends the process.
 bool is_tame(const std::string& text) {
-    const auto request = parse_app_request(text.c_str(), text.size());
+    const auto request = parse_app_request(text.c_str(), text.size(), {});
     return !request || request->command != "restart";
 }
 
