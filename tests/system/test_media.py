@@ -57,13 +57,13 @@ class FanOut(BoxTestCase):
         self.assertFalse([data for data in data_app.drain() if data[1] != app_protocol.RECORD])
 
     def test_local_player_follows_the_app(self) -> None:
-        app, (player,) = self.app(), self.receivers(PLAYER)
+        app, (player, last) = self.app(), self.receivers(PLAYER, VIDEO_OUT[-1])
         for on in (False, True, False):
             app.send(app_protocol.local_video(on))
             self.box.fence()
             for payload in (b"one", b"two", b"end"):  # at "end", the others are done
                 send(payload, VIDEO_IN)
-                app.message(lambda message: message.payload == payload)
+                self.assertEqual(last.receive(), payload)
             got = [payload for payload in player.drain() if payload != b"end"]
             self.assertEqual(got, [b"one", b"two"] if on else [])
 
