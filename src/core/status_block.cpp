@@ -2,9 +2,11 @@
 
 #include "core/log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -30,49 +32,65 @@ Region open_region(const char* name) {
     return {shm_open(name, O_RDWR | O_CREAT | O_CLOEXEC, region_mode), true};
 }
 
-void* report_failure(const char* name) {
+void report_failure(const char* name) {
     log_error("cannot open shared memory %s: %s", name, std::strerror(errno));
-    return nullptr;
 }
 
-// Maps and closes the region; null on failure.
-void* map_region(const char* name, int descriptor, std::size_t size) {
+// The size of the region, or -1.
+off_t size_of(int descriptor) {
+    struct stat details {};
+    return fstat(descriptor, &details) == 0 ? details.st_size : -1;
+}
+
+// Maps the region. Room for what it holds is reserved first: where it is missing, an access would
+// end the daemon without a word. Null, with errno set, on failure.
+void* map_region(int descriptor, std::size_t size) {
+    const off_t held = std::min(size_of(descriptor), static_cast<off_t>(size));
+    if (const int error = posix_fallocate(descriptor, 0, held); error != 0) {
+        errno = error;
+        return nullptr;
+    }
     void* address = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-    if (address == MAP_FAILED)
-        address = report_failure(name);
-    close(descriptor);
-    return address;
+    return address == MAP_FAILED ? nullptr : address;
 }
 
 // A region shorter than one page's reach of the block would fault at the first access.
 bool is_too_small(int descriptor) {
-    struct stat details {};
     const long page = sysconf(_SC_PAGESIZE);
-    const auto last_page_start = (sizeof(StatusBlock) - 1) / static_cast<unsigned long>(page) *
-                                 static_cast<unsigned long>(page);
-    return fstat(descriptor, &details) == 0 &&
-           static_cast<unsigned long>(details.st_size) <= last_page_start;
+    const off_t last_page_start = static_cast<off_t>(sizeof(StatusBlock) - 1) / page * page;
+    return size_of(descriptor) <= last_page_start;
+}
+
+// Null, with errno set, on failure.
+void* map_status_block(const Region& region) {
+    const bool too_small = is_too_small(region.descriptor);
+    if (too_small && !region.created)
+        log_warning("shared memory %s is too small, growing it to %zu bytes",
+                    FIELDRELAYBOX_STATUS_NAME, sizeof(StatusBlock));
+    if (too_small && ftruncate(region.descriptor, sizeof(StatusBlock)) != 0)
+        return nullptr;
+    return map_region(region.descriptor, sizeof(StatusBlock));
 }
 
 } // namespace
 
-bool open_status_block() {
+// The descriptor stays open for the lock on it, which ends with the process, however that ends.
+// Children do not inherit it.
+Opening open_status_block() {
     const Region region = open_region(FIELDRELAYBOX_STATUS_NAME);
-    if (region.descriptor < 0)
-        return report_failure(FIELDRELAYBOX_STATUS_NAME) != nullptr;
-    const bool grow = !region.created && is_too_small(region.descriptor);
-    if (grow)
-        log_warning("shared memory %s is too small, growing it to %zu bytes",
-                    FIELDRELAYBOX_STATUS_NAME, sizeof(StatusBlock));
-    if ((region.created || grow) && ftruncate(region.descriptor, sizeof(StatusBlock)) != 0) {
-        close(region.descriptor);
-        return report_failure(FIELDRELAYBOX_STATUS_NAME) != nullptr;
+    const bool locked = region.descriptor >= 0 && flock(region.descriptor, LOCK_EX | LOCK_NB) == 0;
+    if (region.descriptor >= 0 && !locked && errno == EWOULDBLOCK) {
+        log_error("another fieldrelaybox is running: it has the shared memory %s",
+                  FIELDRELAYBOX_STATUS_NAME);
+        return Opening::in_use;
     }
-    void* address = map_region(FIELDRELAYBOX_STATUS_NAME, region.descriptor, sizeof(StatusBlock));
-    if (address == nullptr)
-        return false;
+    void* const address = locked ? map_status_block(region) : nullptr;
+    if (address == nullptr) {
+        report_failure(FIELDRELAYBOX_STATUS_NAME);
+        return Opening::failed;
+    }
     block = static_cast<StatusBlock*>(address);
-    return true;
+    return Opening::done;
 }
 
 StatusBlock& status_block() {
@@ -81,13 +99,14 @@ StatusBlock& status_block() {
 
 ConfigRecord* open_config_mirror() {
     const Region region = open_region(FIELDRELAYBOX_CONFIG_NAME);
-    if (region.descriptor < 0 || ftruncate(region.descriptor, sizeof(ConfigRecord)) != 0) {
-        if (region.descriptor >= 0)
-            close(region.descriptor);
-        return static_cast<ConfigRecord*>(report_failure(FIELDRELAYBOX_CONFIG_NAME));
-    }
-    return static_cast<ConfigRecord*>(
-        map_region(FIELDRELAYBOX_CONFIG_NAME, region.descriptor, sizeof(ConfigRecord)));
+    void* address = nullptr;
+    if (region.descriptor >= 0 && ftruncate(region.descriptor, sizeof(ConfigRecord)) == 0)
+        address = map_region(region.descriptor, sizeof(ConfigRecord));
+    if (address == nullptr)
+        report_failure(FIELDRELAYBOX_CONFIG_NAME);
+    if (region.descriptor >= 0)
+        close(region.descriptor);
+    return static_cast<ConfigRecord*>(address);
 }
 
 } // namespace fieldrelaybox

@@ -4,11 +4,16 @@
 
 #include "fieldrelaybox/shared_memory.h"
 
+#include <cstdint>
+
 namespace fieldrelaybox {
 
+enum class Opening : std::uint8_t { done, in_use, failed };
+
 // Opens or creates /hud_mem (mode 0600) and maps it for status_block(). An existing region keeps
-// its size unless it is too small to be used. Returns false, logged, when that is impossible.
-bool open_status_block();
+// its size unless it is too small to be used. The process that has it holds a lock on it until it
+// ends: "in use", with nothing touched, when another one does. Whatever is not done is logged.
+Opening open_status_block();
 
 // The mapped block. Before open_status_block it is a private block of zeros.
 StatusBlock& status_block();

@@ -6,6 +6,7 @@
 #include "control/control_server.h"
 #include "control/process_end.h"
 #include "control/server_client.h"
+#include "core/exit_status.h"
 #include "core/log.h"
 #include "core/shell.h"
 #include "core/statistics.h"
@@ -54,16 +55,18 @@ void start_services() {
 int run_daemon() {
     std::signal(SIGPIPE, SIG_IGN); // a log reader that goes away must not end the daemon
     std::signal(SIGCHLD, SIG_DFL); // inherited as ignored, it would hide what commands return
-    if (!start_waiting_for_signals() || !open_status_block())
-        return 1;
+    if (!start_waiting_for_signals())
+        return exit_unable;
+    if (const Opening opening = open_status_block(); opening != Opening::done)
+        return opening == Opening::in_use ? exit_already_running : exit_unable;
     stamp_identity();
     open_statistics(); // before anything is counted
     print_line("\033[1;37mFieldrelaybox %s\033[0m", version_text("v.").c_str());
     if (!init_config_record())
-        return 1;
+        return exit_unable;
     Supervisor supervisor{.pass_count = 0, .mirror = open_config_mirror()};
     if (supervisor.mirror == nullptr)
-        return 1;
+        return exit_unable;
     mirror_settings_at_start(); // overlays read these without opening the settings
     store_text(config_record().version, version_text(""));
     start_services();

@@ -4,7 +4,7 @@
 
 namespace fieldrelaybox {
 
-// Returns only when the shared memory cannot be prepared (exit status 1).
+// Returns only when the daemon cannot start: the exit status.
 int run_daemon();
 
 } // namespace fieldrelaybox
