@@ -26,7 +26,7 @@ make_base() {
     echo "Making the base system in $base"
     rm -rf "$base.new"
     debootstrap --variant=minbase \
-        --include=systemd,systemd-sysv,dbus,iproute2,iputils-ping,psmisc,wireless-tools,procps,python3,libcjson1,libinih1,libnl-genl-3-200 \
+        --include=systemd,systemd-sysv,dbus,iproute2,iputils-ping,psmisc,wireless-tools,procps,python3,libcjson1,libinih1,libnl-genl-3-200,libsystemd0 \
         "$suite" "$base.new" "$site" >"$base.log" || {
         tail "$base.log" >&2
         exit 1

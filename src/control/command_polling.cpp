@@ -83,7 +83,7 @@ void report_rc_channels(std::uint32_t now, std::uint32_t& last_report) {
 }
 
 void start_command_polling() {
-    start_thread("polling", [last_report = millisecond_clock()]() mutable {
+    start_service("polling", [last_report = millisecond_clock()]() mutable {
         while (true)
             run_guarded("polling", [&] { poll(last_report); });
     });

@@ -1,10 +1,12 @@
 #include "control/command_queue.h"
 
 #include "core/clock.h"
+#include "core/life_signs.h"
 #include "core/log.h"
 #include "core/statistics.h"
 #include "core/threads.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -15,6 +17,8 @@ namespace fieldrelaybox {
 namespace {
 
 using Command = std::function<void()>;
+
+constexpr std::chrono::seconds longest_wait{1}; // shows life that often
 
 std::mutex mutex; // short, guards queue
 std::condition_variable arrival;
@@ -36,9 +40,10 @@ Command take_oldest(std::unique_lock<std::mutex>& lock) {
 }
 
 void perform_next() {
+    show_life(Vital::commands);
     std::unique_lock lock(mutex);
-    arrival.wait(lock, [] { return !queue.empty(); });
-    take_oldest(lock)();
+    if (arrival.wait_for(lock, longest_wait, [] { return !queue.empty(); }))
+        take_oldest(lock)();
 }
 
 bool is_waiting() {
@@ -63,8 +68,8 @@ void perform_queued_commands() {
         run_guarded("commands", perform_next);
 }
 
-bool start_command_thread() {
-    return start_thread("commands", [] {
+void start_command_thread() {
+    start_service("commands", [] {
         while (true)
             run_guarded("commands", perform_next);
     });

@@ -19,7 +19,7 @@ void queue_command(std::function<void()> perform);
 // Performs what waits, in the calling thread. Used by tests; the daemon has a thread for it.
 void perform_queued_commands();
 
-// Starts the thread that performs commands from now on. Returns false, logged, when there is none.
-bool start_command_thread();
+// Starts the thread that performs commands from now on.
+void start_command_thread();
 
 } // namespace fieldrelaybox

@@ -7,6 +7,8 @@
 #include "control/command_queue.h"
 #include "control/test_datagram.h"
 #include "core/clock.h"
+#include "core/exit_status.h"
+#include "core/life_signs.h"
 #include "core/log.h"
 #include "core/statistics.h"
 #include "core/threads.h"
@@ -24,7 +26,6 @@ namespace fieldrelaybox {
 
 namespace {
 
-constexpr int bind_failure_status = 100;
 constexpr int socket_buffer_bytes = 10'000'000;
 constexpr int socket_time_limit_ms = 100;
 constexpr std::int64_t pause_after_failure_us = 5'000;
@@ -107,6 +108,7 @@ void perform_control_message(Bytes payload, const Endpoint& sender) {
 }
 
 void server_step(int socket, std::span<std::uint8_t> buffer) {
+    show_life(Vital::control);
     sockaddr_in sender{};
     const Bytes datagram = receive_from(socket, buffer, sender, statistics().control_in);
     if (datagram.empty())
@@ -117,21 +119,22 @@ void server_step(int socket, std::span<std::uint8_t> buffer) {
 
 } // namespace
 
-bool init_device_discovery() {
+void init_device_discovery() {
     log_line("Init device discovery");
     const int socket = open_udp_socket();
     set_socket_buffers(socket, socket_buffer_bytes, socket_buffer_bytes);
     set_socket_timeouts(socket, socket_time_limit_ms);
     if (!bind_socket(socket, INADDR_ANY, control_port)) {
         log_error("discovery bind failed");
-        std::_Exit(bind_failure_status);
+        std::_Exit(exit_already_running);
     }
     set_message_socket(socket);
-    return start_command_thread() && start_thread("control", [socket] {
-               static std::array<std::uint8_t, datagram_capacity> buffer;
-               while (true)
-                   run_guarded("control", [&] { server_step(socket, buffer); });
-           });
+    start_command_thread();
+    start_service("control", [socket] {
+        static std::array<std::uint8_t, datagram_capacity> buffer;
+        while (true)
+            run_guarded("control", [&] { server_step(socket, buffer); });
+    });
 }
 
 void handle_app_datagram(Bytes datagram, const sockaddr_in& sender) {

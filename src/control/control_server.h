@@ -10,9 +10,9 @@ namespace fieldrelaybox {
 
 inline constexpr std::uint16_t control_port = 4242;
 
-// Opens port 4242 and starts the server thread; returns whether it could be started. A port that is
-// taken ends the process with status 100.
-bool init_device_discovery();
+// Opens port 4242 and starts the server thread. A port that is taken ends the process with status
+// 100.
+void init_device_discovery();
 
 // Carries out one control message; payload starts at the control code. Shared by the server thread
 // and by the remote server client.

@@ -4,6 +4,7 @@
 #include "core/clock.h"
 #include "core/lanes.h"
 #include "core/log.h"
+#include "core/service_manager.h"
 #include "core/threads.h"
 
 #include <atomic>
@@ -47,15 +48,16 @@ void end_process(int exit_status, SaveTicket ticket) {
     _exit(exit_status);
 }
 
-bool start_waiting_for_signals() {
+void start_waiting_for_signals() {
     const sigset_t signals = stop_signals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr); // in all threads, which inherit it
-    return start_thread("signals", [signals] {
+    start_service("signals", [signals] {
         int number = 0;
         while (sigwait(&signals, &number) != 0)
             continue;
         pthread_sigmask(SIG_UNBLOCK, &signals, nullptr); // a second one ends it at once
         log_line("ending: signal %d", number);
+        announce_stopping();
         end_process(0, ticket_of_all_commands());
     });
 }

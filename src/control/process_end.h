@@ -13,7 +13,7 @@ inline constexpr int save_patience_ms = 5000;
 [[noreturn]] void end_process(int exit_status, SaveTicket ticket);
 
 // From now on SIGTERM and SIGINT end the process in this way, with exit status 0. To be called
-// before there is another thread. Returns false, logged, when no thread can wait for them.
-bool start_waiting_for_signals();
+// before there is another thread.
+void start_waiting_for_signals();
 
 } // namespace fieldrelaybox

@@ -53,7 +53,7 @@ void handle_server_datagram(Bytes datagram, const sockaddr_in& sender) {
 }
 
 void init_server_client() {
-    start_thread("server", [socket = open_server_link()] {
+    start_service("server", [socket = open_server_link()] {
         static std::array<std::uint8_t, datagram_capacity> buffer;
         while (true)
             run_guarded("server", [&] { receive_step(socket, buffer); });

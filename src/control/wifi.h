@@ -35,11 +35,13 @@ struct LinkStatus {
 // Takes over what one line of the tool's output reports; a line that is not JSON reports nothing.
 void read_link_status_line(std::string_view line, LinkStatus& status);
 
+inline constexpr std::chrono::milliseconds link_status_patience{1000};
+
 // Fills result with what is reported for the interface; what is not reported stays as it was.
 // Waits for the tool for patience at most: a slower one goes on in the background, one at a time.
 // Meanwhile the last report for the same interface holds, for 10 s.
 void query_link_status(const std::string& interface_name, LinkStatus& result,
-                       std::chrono::milliseconds patience = std::chrono::seconds(1));
+                       std::chrono::milliseconds patience = link_status_patience);
 
 // The first IPv4 address of the interface, dotted; nothing when it has none.
 std::optional<std::string> interface_address(const std::string& interface_name);

@@ -86,7 +86,7 @@ bool has_ended_by(pid_t child, Clock::time_point deadline) {
 // child leads a process group, which may have outlived it. One in an uninterruptible sleep, such as
 // in a mount that hangs, dies only when that ends, if ever: then a thread of its own waits for it.
 int give_up(pid_t child, const char* command) {
-    constexpr std::chrono::seconds patience{1};
+    constexpr std::chrono::milliseconds patience{kill_patience_ms};
     kill(-child, SIGKILL);
     if (has_ended_by(child, Clock::now() + patience))
         wait_for(child);

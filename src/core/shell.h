@@ -8,12 +8,15 @@
 
 namespace fieldrelaybox {
 
+// How long a command that is killed is waited for.
+inline constexpr int kill_patience_ms = 1000;
+
 // Runs command and waits for it. Returns its exit status, or -1 when it could not be started or was
 // ended by a signal.
 int run_shell_command(const char* command);
 
 // The same, but a command that takes longer than time_limit_ms is killed together with its children
-// and returns -1, after another second at most when it does not die. For callers that must not
+// and returns -1, after kill_patience_ms at most when it does not die. For callers that must not
 // stand still behind a hanging tool.
 int run_shell_command(const char* command, int time_limit_ms);
 

@@ -1,5 +1,6 @@
 #include "core/sockets.h"
 
+#include "core/clock.h"
 #include "core/log.h"
 #include "core/statistics.h"
 #include "core/text.h"
@@ -66,9 +67,13 @@ void set_socket_buffers(int socket, int receive_bytes, int send_bytes) {
 }
 
 void set_socket_timeouts(int socket, int milliseconds) {
+    set_receive_timeout(socket, milliseconds);
+    set_send_timeout(socket, milliseconds);
+}
+
+void set_receive_timeout(int socket, int milliseconds) {
     const timeval limit = time_of(milliseconds);
     setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    set_send_timeout(socket, milliseconds);
 }
 
 void set_send_timeout(int socket, int milliseconds) {
@@ -90,6 +95,21 @@ std::span<std::uint8_t> receive_from(int socket, std::span<std::uint8_t> buffer,
 bool bind_socket(int socket, std::uint32_t address, std::uint16_t port) {
     const sockaddr_in local = ipv4_address(address, port);
     return bind(socket, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
+}
+
+void await_port(int socket, std::uint32_t address, std::uint16_t port, const char* purpose,
+                const std::function<void()>& before_try) {
+    constexpr std::int64_t pause_between_tries_us = 1'000'000;
+    bool told = false;
+    for (before_try(); !bind_socket(socket, address, port); before_try()) {
+        if (!told)
+            log_error("cannot %s on port %d: %s; trying again until it is free", purpose, port,
+                      std::strerror(errno));
+        told = true;
+        sleep_us(pause_between_tries_us);
+    }
+    if (told)
+        log_line("can %s on port %d now", purpose, port);
 }
 
 } // namespace fieldrelaybox

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <netinet/in.h>
 #include <span>
 #include <string_view>
@@ -43,6 +44,9 @@ void set_socket_buffers(int socket, int receive_bytes, int send_bytes);
 // Receive and send calls give up after this time.
 void set_socket_timeouts(int socket, int milliseconds);
 
+// Receive calls give up after this time, with errno EAGAIN.
+void set_receive_timeout(int socket, int milliseconds);
+
 // Send calls give up after this time.
 void set_send_timeout(int socket, int milliseconds);
 
@@ -54,5 +58,10 @@ std::span<std::uint8_t> receive_from(int socket, std::span<std::uint8_t> buffer,
 // Binds to address (host order) and port; false when that fails. Several binds of a program that
 // was just restarted succeed at once: UDP ports have no waiting time.
 bool bind_socket(int socket, std::uint32_t address, std::uint16_t port);
+
+// The same, but a port that another program has is tried for every second until it is had: told
+// once, and once more when it is had. purpose: "receive video". Calls before_try before each try.
+void await_port(int socket, std::uint32_t address, std::uint16_t port, const char* purpose,
+                const std::function<void()>& before_try);
 
 } // namespace fieldrelaybox

@@ -2,9 +2,11 @@
 #pragma once
 
 #include "core/clock.h"
+#include "core/exit_status.h"
 #include "core/log.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <exception>
 #include <optional>
 #include <pthread.h>
@@ -39,6 +41,26 @@ template<class Body> bool start_thread(const char* name, Body body) {
         return false;
     }
     return true;
+}
+
+// Runs body, which must not end, in a thread called name. The box is of no use without one of its
+// services: when the thread cannot be started, or ends, so does the process, with a line that says
+// so, and whatever started it starts it again.
+template<class Body> void start_service(const char* name, Body body) {
+    const auto give_up = [name] {
+        log_error("the daemon ends: it cannot do without the thread %s", name);
+        std::_Exit(exit_unable);
+    };
+    const bool started = start_thread(name, [name, give_up, body = std::move(body)]() mutable {
+        try {
+            body();
+        } catch (const std::exception& error) {
+            log_error("thread %s: %s", name, error.what());
+        }
+        give_up();
+    });
+    if (!started)
+        give_up();
 }
 
 // One step of a service's loop: an exception, such as one for want of memory, costs this step and

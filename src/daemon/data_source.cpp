@@ -8,7 +8,7 @@
 namespace fieldrelaybox {
 
 void init_data_source() {
-    open_camera_link();
+    init_camera_link();
     clear_live_link_bytes();
     start_telemetry_receiver();
     start_command_polling();

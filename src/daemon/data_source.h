@@ -3,7 +3,7 @@
 
 namespace fieldrelaybox {
 
-// Opens the camera socket and starts the telemetry receiver, the command polling and the RC loop;
+// Starts the telemetry receiver, which opens the camera socket, the command polling and the RC loop;
 // called once by start-up.
 void init_data_source();
 

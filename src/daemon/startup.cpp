@@ -8,6 +8,7 @@
 #include "control/server_client.h"
 #include "core/exit_status.h"
 #include "core/log.h"
+#include "core/service_manager.h"
 #include "core/shell.h"
 #include "core/statistics.h"
 #include "core/status_block.h"
@@ -24,6 +25,8 @@
 namespace fieldrelaybox {
 
 namespace {
+
+constexpr int governor_time_limit_ms = 2000;
 
 std::string version_text(const char* prefix) {
     std::array<char, sizeof ConfigRecord::version> text{};
@@ -55,8 +58,7 @@ void start_services() {
 int run_daemon() {
     std::signal(SIGPIPE, SIG_IGN); // a log reader that goes away must not end the daemon
     std::signal(SIGCHLD, SIG_DFL); // inherited as ignored, it would hide what commands return
-    if (!start_waiting_for_signals())
-        return exit_unable;
+    start_waiting_for_signals();
     if (const Opening opening = open_status_block(); opening != Opening::done)
         return opening == Opening::in_use ? exit_already_running : exit_unable;
     stamp_identity();
@@ -70,8 +72,10 @@ int run_daemon() {
     mirror_settings_at_start(); // overlays read these without opening the settings
     store_text(config_record().version, version_text(""));
     start_services();
+    announce_ready();
     // Field cameras stutter when the processor clock changes under load.
-    run_shell_command("echo performance > /sys/devices/system/cpu/cpu0/cpufreq/scaling_governor");
+    run_shell_command("echo performance > /sys/devices/system/cpu/cpu0/cpufreq/scaling_governor",
+                      governor_time_limit_ms);
     run_supervisor(supervisor);
 }
 

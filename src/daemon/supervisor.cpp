@@ -9,6 +9,9 @@
 #include "control/wifi.h"
 #include "core/clock.h"
 #include "core/lanes.h"
+#include "core/life_signs.h"
+#include "core/log.h"
+#include "core/service_manager.h"
 #include "core/shell.h"
 #include "core/status_block.h"
 #include "core/threads.h"
@@ -24,6 +27,16 @@ namespace {
 constexpr std::int64_t pause_between_passes_us = 3'000'000;
 constexpr std::int32_t passes_between_probes = 10;
 constexpr int command_time_limit_ms = 2000;
+
+// All that can hold up a pass: the probe and the search for the access point, each with its
+// killing, the Wi-Fi query, and sends to whoever is out of reach.
+constexpr int limited_commands = 2;
+constexpr int sending_ms = 3000;
+constexpr std::int64_t longest_pass_ms =
+    limited_commands * (command_time_limit_ms + kill_patience_ms) + link_status_patience.count() +
+    sending_ms;
+// Twice, so that a thread which shows its life just behind a pass has another one.
+static_assert(2 * (longest_pass_ms + pause_between_passes_us / 1000) < watchdog_ms);
 
 // A tool that hangs counts as one that failed.
 std::uint8_t succeeds(const char* command) {
@@ -85,6 +98,16 @@ void post_version() {
                       {daemon_version.major, daemon_version.minor, daemon_version.patch});
 }
 
+// Says once who is silent: the service manager ends the daemon when that lasts.
+void feed_watchdog_while_all_live(const char*& silent) {
+    const char* const found = find_silent_thread();
+    if (found == nullptr)
+        feed_watchdog();
+    else if (found != silent)
+        log_warning("no sign of life from the thread %s", found);
+    silent = found;
+}
+
 } // namespace
 
 void run_supervisor_pass(Supervisor& supervisor) {
@@ -112,8 +135,10 @@ void run_supervisor_pass(Supervisor& supervisor) {
 }
 
 void run_supervisor(Supervisor& supervisor) {
+    const char* silent = nullptr;
     while (true) {
         run_guarded("supervisor", [&] { run_supervisor_pass(supervisor); });
+        feed_watchdog_while_all_live(silent);
         sleep_us(pause_between_passes_us);
     }
 }

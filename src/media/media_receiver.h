@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/bytes.h"
+#include "core/life_signs.h"
 #include "core/statistics.h"
 
 #include <cstddef>
@@ -12,17 +13,17 @@ namespace fieldrelaybox {
 inline constexpr std::int64_t pause_after_empty_us = 500'000;
 
 struct MediaReceiver {
-    const char* name;      // of the thread, and for the log
+    const char* name; // of the thread, and for the log
+    Vital vital;
     std::uint16_t port;    // on 127.0.0.1
     std::size_t capacity;  // of one datagram; longer ones are cut
     int buffer_bytes;      // of the socket, 0 = the system's default
-    std::int64_t pause_us; // after a failed or empty receive
+    std::int64_t pause_us; // after a failed or empty receive, but not when nothing came
     InputCount Statistics::*count;
     void (*handle)(Bytes datagram);
 };
 
-// Binds the port and starts the thread. Failures are logged; the thread then keeps trying to
-// receive.
+// Starts the thread, which binds the port as soon as it can be had and shows life all the time.
 void start_media_receiver(const MediaReceiver& receiver);
 
 } // namespace fieldrelaybox

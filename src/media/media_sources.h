@@ -11,7 +11,7 @@ inline constexpr std::uint16_t video_source_port = 5000;
 inline constexpr std::uint16_t audio_source_port = 4001;
 inline constexpr std::uint16_t transcoded_video_port = 3001;
 
-// Each is called once by start-up; a port that cannot be bound is logged and the daemon goes on.
+// Each is called once by start-up; a port that is taken is logged and tried for again.
 void init_transcode();
 void init_audio_source();
 void init_video_source();

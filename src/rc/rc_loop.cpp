@@ -74,7 +74,7 @@ RcInputs read_rc_inputs(std::uint32_t now) {
 // frame waits at most 100 ms, when the camera is out of reach. The steps that a delay made the
 // thread miss are left out.
 void start_rc_loop() {
-    start_thread("rc-loop", [] {
+    start_service("rc-loop", [] {
         RcState state;
         std::vector<RcCommand> commands;
         std::int64_t due_us = monotonic_us();

@@ -6,7 +6,6 @@
 #include "core/sockets.h"
 #include "core/statistics.h"
 
-#include <cstring>
 #include <mutex>
 #include <sys/socket.h>
 
@@ -16,6 +15,7 @@ namespace {
 
 constexpr int camera_buffer_bytes = 100; // the kernel raises it to its minimum
 constexpr int send_time_limit_ms = 100;  // a camera out of reach must not hold up every sender
+constexpr int receive_time_limit_ms = 1000; // the receiver shows life that often
 constexpr std::int64_t pause_after_frame_us = 5;
 
 CameraLink link;
@@ -51,16 +51,21 @@ CameraLink& camera_link() {
     return link;
 }
 
-void open_camera_link() {
+void init_camera_link() {
     log_line("Init data source");
-    link.socket = open_udp_socket();
-    set_socket_buffers(link.socket, camera_buffer_bytes, camera_buffer_bytes);
-    set_send_timeout(link.socket, send_time_limit_ms);
-    if (!bind_socket(link.socket, INADDR_ANY, camera_port))
-        log_error("cannot listen for the camera on port %d: %s", camera_port, std::strerror(errno));
     set_camera_address(ipv4_address(INADDR_ANY, camera_port));
     link.connected = false;
     link.last_datagram_ms = millisecond_clock();
+}
+
+// Nobody sends before the port is had: the system would give the socket another one for good.
+void open_camera_link(const std::function<void()>& before_try) {
+    const int socket = open_udp_socket();
+    set_socket_buffers(socket, camera_buffer_bytes, camera_buffer_bytes);
+    set_send_timeout(socket, send_time_limit_ms);
+    set_receive_timeout(socket, receive_time_limit_ms);
+    await_port(socket, INADDR_ANY, camera_port, "listen for the camera", before_try);
+    link.socket = socket;
 }
 
 void set_camera_address(const sockaddr_in& address) {

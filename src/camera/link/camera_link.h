@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <netinet/in.h>
 #include <span>
 
@@ -13,7 +14,7 @@ inline constexpr std::uint16_t camera_port = 5001;
 
 // Process-wide, one instance.
 struct CameraLink {
-    int socket = -1; // set once by open_camera_link
+    std::atomic<int> socket{-1}; // until the port is had, which the telemetry thread sees to
     std::atomic<bool> connected{false};
     std::atomic<std::uint32_t> last_datagram_ms{0}; // meaningful only while connected
     std::uint16_t source_port =
@@ -23,8 +24,12 @@ struct CameraLink {
 
 CameraLink& camera_link();
 
-// Opens the camera socket on port 5001; called once by init_data_source.
-void open_camera_link();
+// Forgets the camera of before; called once by init_data_source.
+void init_camera_link();
+
+// Opens the camera socket on port 5001, as soon as that can be had. Whoever sends meanwhile sends
+// nothing: the frame counts as failed. Calls before_try before each try. For the telemetry thread.
+void open_camera_link(const std::function<void()>& before_try);
 
 // Whoever last sent to the camera socket; every frame goes there. Safe against concurrent senders.
 void set_camera_address(const sockaddr_in& address);

@@ -9,6 +9,7 @@
 #include "config/config_record.h"
 #include "core/clock.h"
 #include "core/ip_forwarding.h"
+#include "core/life_signs.h"
 #include "core/log.h"
 #include "core/sockets.h"
 #include "core/statistics.h"
@@ -16,6 +17,7 @@
 #include "core/threads.h"
 
 #include <array>
+#include <cerrno>
 #include <sys/socket.h>
 
 namespace fieldrelaybox {
@@ -116,11 +118,15 @@ bool decode_whole_frame(Bytes frame, std::uint32_t now) {
 }
 
 void receive_step(std::span<std::uint8_t> buffer) {
+    show_life(Vital::telemetry);
     sockaddr_in sender{};
     const Bytes datagram =
         receive_from(camera_link().socket, buffer, sender, statistics().camera_in);
+    const bool received = !datagram.empty() || sender.sin_family == AF_INET;
+    if (!received && errno == EAGAIN)
+        return;
     if (datagram.empty()) {
-        if (sender.sin_family == AF_INET) { // an empty one tells where the camera is, too
+        if (received) { // an empty one tells where the camera is, too
             set_camera_address(sender);
             count(statistics().frames_too_short);
         }
@@ -139,8 +145,9 @@ void receive_step(std::span<std::uint8_t> buffer) {
 } // namespace
 
 void start_telemetry_receiver() {
-    start_thread("telemetry", [] {
+    start_service("telemetry", [] {
         std::array<std::uint8_t, datagram_capacity> buffer{};
+        open_camera_link([] { show_life(Vital::telemetry); });
         while (true)
             run_guarded("telemetry", [&] { receive_step(buffer); });
     });

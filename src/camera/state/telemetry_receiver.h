@@ -9,7 +9,7 @@
 
 namespace fieldrelaybox {
 
-// Called once by init_data_source, after the camera link is open.
+// Called once by init_data_source, after init_camera_link: the thread opens the link.
 void start_telemetry_receiver();
 
 // One datagram from the camera socket: link detection, then decoding. The sender becomes the
