@@ -1,6 +1,7 @@
 // The configuration file as text: reading one, writing one.
 #pragma once
 
+#include "config/value_faults.h"
 #include "fieldrelaybox/shared_memory.h"
 
 #include <cstddef>
@@ -9,8 +10,12 @@
 namespace fieldrelaybox {
 
 // Loads path into record and the channel map into the status block. Lines that cannot be used are
-// logged with their number and skipped. Returns false, logged, when the file cannot be opened.
-bool load_config_file(const char* path, ConfigRecord& record);
+// told with their number and skipped; values that an owner would call mistaken are told with what
+// is made of them. Returns false, told, when nothing of the file can be read.
+bool load_config_file(const std::string& path, ConfigRecord& record, const Tell& tell);
+
+// The same; what is to be told is logged.
+bool load_config_file(const std::string& path, ConfigRecord& record);
 
 // The whole file for record, as it is written to the boot partition.
 std::string format_config_file(const ConfigRecord& record);

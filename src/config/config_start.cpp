@@ -12,7 +12,7 @@ bool init_config_record() {
     if (open_config_mirror() == nullptr)
         return false;
     set_defaults_before_loading(config_record());
-    if (load_config_file("fieldrelaybox.conf", config_record()))
+    if (load_config_file(config_file_name, config_record()))
         set_defaults_after_loading(config_record());
     return true;
 }

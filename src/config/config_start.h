@@ -5,6 +5,9 @@
 
 namespace fieldrelaybox {
 
+// In the working directory.
+inline constexpr const char* config_file_name = "fieldrelaybox.conf";
+
 // Clears the record, maps /config_mem, sets the defaults and loads "fieldrelaybox.conf" of the
 // working directory. Called once by start-up before any other thread exists. False, with the reason
 // logged, when /config_mem cannot be mapped.

@@ -23,6 +23,10 @@ struct ParameterPart {
 };
 std::vector<ParameterPart> settings_of_parameter(std::string_view name);
 
+// Of the setting udp_clients; audio goes to the port above a client's own.
+inline constexpr std::size_t udp_client_limit = 10;
+inline constexpr std::uint16_t highest_udp_client_port = 65534;
+
 // Converts value and stores it in the setting's field of record. Not for the live record while
 // other threads run.
 void read_setting(const Setting& setting, const char* value, ConfigRecord& record);

@@ -7,6 +7,7 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -52,6 +53,20 @@ bool parse_ipv4(std::string_view text, in_addr& address) {
         return false;
     copy_text(copy.data(), copy.size(), text);
     return inet_pton(AF_INET, copy.data(), &address) == 1;
+}
+
+std::optional<sockaddr_in> parse_endpoint(std::string_view text, std::uint16_t highest_port) {
+    const std::size_t colon = text.find(':');
+    in_addr address{};
+    if (colon == std::string_view::npos || !parse_ipv4(text.substr(0, colon), address))
+        return std::nullopt;
+    const std::string_view digits = text.substr(colon + 1);
+    std::uint16_t port = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
+    const bool whole = error == std::errc{} && end == digits.data() + digits.size();
+    if (!whole || port < 1 || port > highest_port)
+        return std::nullopt;
+    return ipv4_address(ntohl(address.s_addr), port);
 }
 
 int open_udp_socket() {

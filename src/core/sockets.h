@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <netinet/in.h>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -34,6 +35,9 @@ Endpoint endpoint_of(const sockaddr_in& address);
 
 // Parses a dotted IPv4 address ("192.0.2.1") into network order; false for anything else.
 bool parse_ipv4(std::string_view text, in_addr& address);
+
+// Parses "192.0.2.1:5000" with a port from 1 to highest_port; nothing for anything else.
+std::optional<sockaddr_in> parse_endpoint(std::string_view text, std::uint16_t highest_port);
 
 // A blocking UDP socket, or -1 (logged).
 int open_udp_socket();

@@ -18,6 +18,12 @@ std::string_view text_of(const char* field, std::size_t capacity) {
     return {field, strnlen(field, capacity)};
 }
 
+std::string_view take_item(std::string_view& list, char separator) {
+    const std::string_view item = list.substr(0, list.find(separator));
+    list.remove_prefix(std::min(list.size(), item.size() + 1));
+    return item;
+}
+
 std::int32_t parse_decimal(const char* text) {
     const long long value = std::strtoll(text, nullptr, 10);
     constexpr long long low = std::numeric_limits<std::int32_t>::min();

@@ -21,6 +21,9 @@ template<std::size_t Capacity> std::string_view text_of(const char (&field)[Capa
     return text_of(field, Capacity);
 }
 
+// Cuts the text up to the next separator from the front of list.
+std::string_view take_item(std::string_view& list, char separator);
+
 // Base-10 number at the start of text, after blanks and an optional sign. No digits give 0; values
 // outside the range give the nearest end of it, on 32-bit and 64-bit machines alike.
 std::int32_t parse_decimal(const char* text);

@@ -3,8 +3,8 @@
 
 namespace fieldrelaybox {
 
-// Starts the telemetry receiver, which opens the camera socket, the command polling and the RC loop;
-// called once by start-up.
+// Starts the telemetry receiver, which opens the camera socket, the command polling and the RC
+// loop; called once by start-up.
 void init_data_source();
 
 } // namespace fieldrelaybox

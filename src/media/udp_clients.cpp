@@ -3,11 +3,9 @@
 #include "core/log.h"
 #include "core/sockets.h"
 #include "core/statistics.h"
+#include "core/text.h"
 
-#include <algorithm>
-#include <arpa/inet.h>
 #include <atomic>
-#include <charconv>
 #include <mutex>
 #include <optional>
 
@@ -15,42 +13,23 @@ namespace fieldrelaybox {
 
 namespace {
 
-constexpr unsigned highest_port = 65534; // audio goes to the port above
-
 std::mutex list_mutex;
 UdpClients current_clients{};
 std::atomic<std::uint32_t> list_version{1};
 
-std::optional<std::uint16_t> parse_port(std::string_view text) {
-    unsigned port = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-    const bool whole = error == std::errc{} && end == text.data() + text.size();
-    if (!whole || port < 1 || port > highest_port)
-        return std::nullopt;
-    return static_cast<std::uint16_t>(port);
-}
-
-std::optional<UdpClients::Entry> parse_item(std::string_view item) {
-    const std::size_t colon = item.find(':');
-    in_addr address{};
-    if (colon == std::string_view::npos || !parse_ipv4(item.substr(0, colon), address))
-        return std::nullopt;
-    const std::optional<std::uint16_t> port = parse_port(item.substr(colon + 1));
-    if (!port)
-        return std::nullopt;
-    UdpClients::Entry entry{};
-    entry.video = ipv4_address(ntohl(address.s_addr), *port);
-    entry.audio = ipv4_address(ntohl(address.s_addr), static_cast<std::uint16_t>(*port + 1));
+UdpClients::Entry entry_of(const sockaddr_in& video) {
+    UdpClients::Entry entry{.video = video, .audio = video};
+    entry.audio.sin_port = htons(static_cast<std::uint16_t>(ntohs(video.sin_port) + 1));
     return entry;
 }
 
 void add_item(std::string_view item, UdpClients& clients) {
-    const std::optional<UdpClients::Entry> entry = parse_item(item);
-    if (!entry)
+    const std::optional<sockaddr_in> video = parse_endpoint(item, highest_udp_client_port);
+    if (!video)
         log_warning("UDP client \"%.*s\" skipped: not address:port", static_cast<int>(item.size()),
                     item.data());
     else if (clients.count < clients.entries.size())
-        clients.entries[clients.count++] = *entry;
+        clients.entries[clients.count++] = entry_of(*video);
     else
         log_warning("UDP client \"%.*s\" skipped: %zu clients are the most",
                     static_cast<int>(item.size()), item.data(), clients.entries.size());
@@ -71,11 +50,8 @@ void place_counts(const UdpClients& clients) {
 
 void parse_udp_clients(std::string_view list) {
     UdpClients clients{};
-    while (!list.empty()) {
-        const std::string_view item = list.substr(0, list.find(','));
-        add_item(item, clients);
-        list.remove_prefix(std::min(list.size(), item.size() + 1));
-    }
+    while (!list.empty())
+        add_item(take_item(list, ','), clients);
     const std::lock_guard lock(list_mutex);
     place_counts(clients);
     clients.version = list_version.load(std::memory_order_relaxed) + 1;

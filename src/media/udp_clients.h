@@ -1,6 +1,7 @@
 // The raw-UDP clients of the setting udp_clients.
 #pragma once
 
+#include "config/settings.h"
 #include "fieldrelaybox/statistics.h"
 
 #include <array>
@@ -11,7 +12,7 @@
 
 namespace fieldrelaybox {
 
-inline constexpr std::size_t udp_client_capacity = 10;
+inline constexpr std::size_t udp_client_capacity = udp_client_limit;
 static_assert(udp_client_capacity <= FIELDRELAYBOX_STATISTICS_PEERS); // each has its counts
 
 struct UdpClients {

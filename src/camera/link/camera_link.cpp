@@ -13,8 +13,8 @@ namespace fieldrelaybox {
 
 namespace {
 
-constexpr int camera_buffer_bytes = 100; // the kernel raises it to its minimum
-constexpr int send_time_limit_ms = 100;  // a camera out of reach must not hold up every sender
+constexpr int camera_buffer_bytes = 100;    // the kernel raises it to its minimum
+constexpr int send_time_limit_ms = 100;     // a camera out of reach must not hold up every sender
 constexpr int receive_time_limit_ms = 1000; // the receiver shows life that often
 constexpr std::int64_t pause_after_frame_us = 5;
 
