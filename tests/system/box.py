@@ -205,17 +205,26 @@ class Box:
     def __exit__(self, *_: object) -> None:
         self.stop()
 
-    def launch(self) -> None:
+    def launch(self, *prefix: str, **variables: str) -> None:
         environment = dict(os.environ, STANDIN_LOG=str(self.stand_ins.log),
-                           STANDIN_DIR=str(self.stand_ins.directory))
-        self.process = subprocess.Popen([*RUNNER, DAEMON], cwd=self.directory, env=environment,
+                           STANDIN_DIR=str(self.stand_ins.directory), **variables)
+        self.process = subprocess.Popen([*prefix, *RUNNER, DAEMON], cwd=self.directory, env=environment,
                                         stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                         stderr=subprocess.PIPE)
         assert self.process.stdout and self.process.stderr
         self.printed, self.log = Lines(self.process.stdout), Lines(self.process.stderr)
 
-    def start(self) -> "Box":
-        self.launch()
+    def run(self, *arguments: str) -> tuple[int, str, str]:
+        """Status, output and log of another daemon in the same directory, which has to end."""
+        ended = subprocess.run([*RUNNER, DAEMON, *arguments], cwd=self.directory, text=True,
+                               capture_output=True, timeout=TIMEOUT, check=False)
+        return ended.returncode, ended.stdout, ended.stderr
+
+    def start(self, **variables: str) -> "Box":
+        self.launch(**variables)
+        return self.await_start()
+
+    def await_start(self) -> "Box":
         self.log.wait_for("Init P2P client")
         wait_until(lambda: set(PORTS) <= bound_ports(), "the daemon's ports are bound")
         self.status, self.mirror = Region(STATUS_BLOCK), Region(CONFIG_RECORD)

@@ -1,20 +1,69 @@
 """Start-up: identity, shared memory, settings, ports, and what ends the start."""
 
+import contextlib
+import ctypes
+import os
 import signal
 import socket
 import struct
 import subprocess
 import unittest
 from pathlib import Path
+from typing import Iterator
 
-from box import (DATA, SHARED_MEMORY_DIRECTORY, STATUS_BLOCK, App, Box, Receiver, app_protocol,
-                 frames, load_hex, load_record, mask_record, wait_until)
+from box import (DAEMON, DATA, MEMORY_IS_ITS_OWN, PORTS, SHARED_MEMORY_DIRECTORY, STATUS_BLOCK,
+                 TIMEOUT, App, Box, Camera, Receiver, app_protocol, frames, load_hex, load_record,
+                 mask_record, wait_until)
 
 HUD_MEM = SHARED_MEMORY_DIRECTORY / "hud_mem"
 CONFIG_MEM = SHARED_MEMORY_DIRECTORY / "config_mem"
 GOVERNOR = Path("/sys/devices/system/cpu/cpu0/cpufreq/scaling_governor")
 START_LINES = ["Init video bridge", "Init transcode", "Init audio source", "Init video source",
                "Init data source", "Init device discovery", "Init P2P client"]
+
+
+SERVICES = {"transcode", "audio", "video", "telemetry", "polling", "rc-loop", "control", "server"}
+CANNOT_DO_WITHOUT = "the daemon ends: it cannot do without the thread "
+MISTAKES = {
+    "udp_enabled=yes": ': udp_enabled: "yes" is not a number; taken as 0',
+    "rtmp_enabled=2": ": rtmp_enabled: 2 is not within 0 to 1; taken as 1",
+    "video_bitrate=fast": ': video_bitrate: "fast" is not a number; taken as 1000000',
+    "audio_volume=100\0=": ": ignored from a NUL byte on",
+    "audio_volume=101": ": audio_volume: 101 is not within 0 to 100; taken as 101",
+    "wifi_psk=" + 191 * "x": ": a part beyond 199 characters is ignored",
+    "osd_top_offset=300": ": osd_top_offset: 300 is not within 0 to 255; taken as 44",
+    "tcp_port=0": "",
+    "ap_mode=3": ": ap_mode: 3 is none of 2, 5; taken as 3",
+    "rc_input_mode=sbus": ': rc_input_mode: "sbus" is none of pwm, ppm',
+    "rc_input_map=pan,,Tilt": ': rc_input_map: "Tilt" is no channel function; channel 3 does nothing',
+    "udp_clients=192.0.2.1:7,192.0.2.2:65535":
+        ': udp_clients: "192.0.2.2:65535" is not address:port',
+    "mpegts_clients=192.0.2.1:65535,box:7": ': mpegts_clients: "box:7" is not address:port',
+    "server_host=relay": ': server_host: "relay" is not a dotted IPv4 address; names are not resolved',
+    "server_user=0123456789abcdef": ": server_user: longer than 15 characters; the rest is left out",
+    "wifi_iface=lo": "",
+    "ap_iface=wlan7": ': ap_iface: there is no interface "wlan7" here now',
+    "camera_iface=a b":
+        ': camera_iface: "a b" cannot be the name of an interface; it is never asked for',
+    "hdmi": " ignored: no key and value",
+    "hdmi_enable=1": " ignored: hdmi_enable",
+}
+
+
+@contextlib.contextmanager
+def held_thread(process: int, name: str) -> Iterator[None]:
+    """One thread of the process stands still, as if it hung."""
+    seize, interrupt, detach, any_thread = 0x4206, 0x4207, 17, 0x40000000
+    thread = next(int(place.name) for place in Path(f"/proc/{process}/task").iterdir()
+                  if (place / "comm").read_text() == f"{name}\n")
+    ptrace = ctypes.CDLL(None, use_errno=True).ptrace
+    for request in (seize, interrupt):
+        assert ptrace(request, thread, None, None) == 0, os.strerror(ctypes.get_errno())
+    os.waitpid(thread, any_thread)
+    try:
+        yield
+    finally:
+        ptrace(detach, thread, None, None)
 
 
 def hanging_children(seconds: int) -> int:
@@ -105,6 +154,19 @@ class Start(unittest.TestCase):
                 self.assertEqual(len(box.log.lines), 1, box.log.lines)
                 self.assertIn(place.name, box.log.lines[0])
 
+    def test_without_room_for_a_region_there_is_no_start(self) -> None:
+        for filling, place in ((b"full", HUD_MEM), (b"", CONFIG_MEM)):
+            with self.subTest(place.name):
+                subprocess.run(["/bin/mount", "-nt", "tmpfs", "-o", "size=4k", "small",
+                                SHARED_MEMORY_DIRECTORY], check=True)
+                (SHARED_MEMORY_DIRECTORY / "filling").write_bytes(filling)
+                box = Box()
+                box.launch()
+                self.assertEqual(box.await_exit(), 1)
+                subprocess.run(["/bin/umount", "-n", SHARED_MEMORY_DIRECTORY], check=True)
+                self.assertEqual(box.log.lines[-1], f"cannot open shared memory /{place.name}: "
+                                                    "No space left on device")
+
     def test_a_taken_app_port_ends_the_start(self) -> None:
         taken = Receiver(4242)
         box = Box()
@@ -113,16 +175,26 @@ class Start(unittest.TestCase):
         self.assertEqual(box.log.lines[-1], "discovery bind failed")
         taken.close()
 
-    def test_a_child_left_running_holds_no_port(self) -> None:
-        first = Box()
-        first.stand_ins.answer("ping", 0, seconds=4)
-        first.start()
+    def test_one_daemon_at_a_time(self) -> None:
+        box = Box()
+        box.stand_ins.answer("ping", 0, seconds=4)
+        box.start()
         wait_until(lambda: hanging_children(4), "the probe hangs")
-        first.process.terminate()
-        first.process.wait()
-        with Box():
-            self.assertEqual(hanging_children(4), 1)
-        first.await_exit()
+        regions = [place.stat().st_ino for place in sorted(SHARED_MEMORY_DIRECTORY.iterdir())]
+        with HUD_MEM.open("r+b") as region:
+            region.seek(600)
+            region.write(b"of the first")
+        status, printed, log = box.run()
+        self.assertEqual((status, printed, log.count("\n")), (100, "", 1), log)
+        self.assertEqual(HUD_MEM.read_bytes()[600:612], b"of the first")
+        self.assertEqual([place.stat().st_ino for place in sorted(SHARED_MEMORY_DIRECTORY.iterdir())],
+                         regions)
+        box.process.kill()
+        box.process.wait()
+        box.stand_ins.answer("ping")
+        box.start()  # the child that is left has neither the lock nor a port
+        self.assertEqual(hanging_children(4), 1)
+        box.stop()
 
     def test_a_tool_that_hangs_is_ended_with_its_children(self) -> None:
         box = Box()
@@ -142,6 +214,88 @@ class Start(unittest.TestCase):
                 time = held.getsockopt(socket.SOL_SOCKET, option, struct.calcsize("@ll"))
                 self.assertEqual(struct.unpack("@ll", time), (0, 1000 * milliseconds))
         box.fence()  # it goes on
+
+
+class Guards(unittest.TestCase):
+    """What the daemon does when it, or something it needs, does not work."""
+
+    def test_arguments_start_nothing(self) -> None:
+        box = Box("".join(f"{line}\n" for line in MISTAKES))
+        told = [f"configuration file line {number}{words}"
+                for number, words in enumerate(MISTAKES.values(), 1) if words]
+        self.assertEqual(box.run("--check-config"), (1, "\n".join(told) + "\n", ""))
+        self.assertEqual(box.run("--version"), (0, "fieldrelaybox 0.20.2\n", ""))
+        self.assertEqual(box.run("--help")[0], 0)
+        for wrong in (["-v"], ["--version", "1"], ["--check-config", "a", "b"]):
+            status, printed, log = box.run(*wrong)
+            self.assertEqual((status, printed, log.count("\n")), (2, "", 1), wrong)
+        self.assertFalse(HUD_MEM.exists())
+        with box:
+            self.assertEqual(box.log.lines[:len(told)], told)
+            sample = (Path(DAEMON).parent / "packaging/fieldrelaybox.conf").read_bytes()
+            for content, words in ((sample.replace(b"=wlan0", b"=lo"), ""),
+                                   (b"", "fieldrelaybox.conf is empty; starting with the defaults"),
+                                   (bytes(999), "configuration file line 1: ignored from a NUL byte on")):
+                (box.directory / "fieldrelaybox.conf").write_bytes(content)
+                self.assertEqual(box.run("--check-config"),
+                                 (int(bool(words)), words and words + "\n", ""))
+            self.assertIn("cannot read /run: Is a dir", box.run("--check-config", "/run")[1])
+
+    @unittest.skipUnless(MEMORY_IS_ITS_OWN, "the limits are those of the daemon alone")
+    def test_a_service_that_cannot_run_ends_the_daemon(self) -> None:
+        missed = set()
+        for kilobytes in range(16_000, 100_000, 4_000):
+            box = Box()
+            box.launch("sh", "-c", f'ulimit -s 8192; ulimit -v {kilobytes}; exec "$0"')
+            wait_until(lambda: box.process.poll() is not None
+                       or "Init P2P client" in box.log.lines, "it runs or it ends")
+            if box.process.poll() is None and box.threads() > len(SERVICES):
+                box.stop()
+                continue
+            self.assertEqual(box.await_exit(), 1, box.log.lines)
+            missed.add(box.log.lines[-1].removeprefix(CANNOT_DO_WITHOUT))
+        self.assertEqual(missed, SERVICES)
+
+    def test_taken_ports_are_had_once_they_are_free(self) -> None:
+        ports = sorted(set(PORTS) - {app_protocol.PORT})
+        taken = [Receiver(port) for port in ports]
+        box = Box()
+        box.launch()
+        for port in ports:
+            wait_until(lambda: [line for line in box.log.lines if f" on port {port}: " in line],
+                       f"it tells that {port} is taken")
+        box.fence()  # nothing else waits
+        for receiver in taken:
+            receiver.close()
+        box.await_start()
+        with Camera(box) as camera:
+            camera.connect()
+        box.stop()
+        told = [line for line in box.log.lines if line.startswith(("cannot ", "can "))]
+        self.assertEqual(len(told), 2 * len(ports), told)
+
+
+class Watchdog(unittest.TestCase):
+    def test_a_thread_that_hangs_leaves_the_watchdog_hungry(self) -> None:
+        box = Box()
+        manager = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        manager.bind(str(box.directory / "notify"))
+        self.addCleanup(manager.close)
+        box.start(NOTIFY_SOCKET=str(box.directory / "notify"))
+        self.assertEqual(manager.recv(99), b"READY=1")
+        for name in ("video", "telemetry", "control"):
+            with self.subTest(name), held_thread(box.process.pid, name):
+                box.log.wait_for(f"no sign of life from the thread {name}")
+                manager.setblocking(False)
+                with self.assertRaises(BlockingIOError):
+                    while True:  # what came before
+                        self.assertEqual(manager.recv(99), b"WATCHDOG=1")
+                clock = box.mirror["clock"]
+                wait_until(lambda: box.mirror["clock"] != clock, "a further pass")
+                self.assertRaises(BlockingIOError, manager.recv, 99)
+            manager.settimeout(TIMEOUT)
+            self.assertEqual(manager.recv(99), b"WATCHDOG=1")
+        box.stop()
 
 
 if __name__ == "__main__":
