@@ -23,7 +23,7 @@ install_missing() {
     as_root apt-get -qq update || true
     # shellcheck disable=SC2086 # the list is meant to be split
     as_root env DEBIAN_FRONTEND=noninteractive \
-        apt-get -qq install -y --no-install-recommends $missing
+        apt-get -qq install -y --no-install-recommends "$@" $missing
 }
 
 missing=""
@@ -33,9 +33,13 @@ done
 [ -n "$missing" ] || exit 0
 
 echo "Installing:$missing"
-# A mirror that is just being synchronised fails for a moment.
+# A mirror that is just being synchronised fails for a moment. While it lacks the security updates of
+# one architecture only, its libraries go together with this machine's when both are the release's.
+# shellcheck disable=SC1091 # the system has it
+release=$(. /etc/os-release && echo "$VERSION_CODENAME")
 for pause in 5 15 30; do
     install_missing && exit 0
+    install_missing --target-release "$release" && exit 0
     echo "apt_install.sh: trying again in $pause s" >&2
     sleep "$pause"
 done

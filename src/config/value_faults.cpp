@@ -69,8 +69,9 @@ bool is_choice(std::string_view choices, std::string_view value, std::string& wo
 std::string number_fault(const Setting& setting, const std::string& value) {
     char* end = nullptr;
     const long long number = std::strtoll(value.c_str(), &end, 10);
-    if (end == value.c_str() || *end != '\0')
-        return quoted(value) + " is not a number";
+    if (*end != '\0')
+        return quoted(value) +
+               (end == value.c_str() ? " is not a number" : " is more than a number");
     const Range range = range_of(setting);
     std::string words;
     if (number == 0)

@@ -26,6 +26,7 @@ SERVICES = {"transcode", "audio", "video", "telemetry", "polling", "rc-loop", "c
 CANNOT_DO_WITHOUT = "the daemon ends: it cannot do without the thread "
 MISTAKES = {
     "udp_enabled=yes": ': udp_enabled: "yes" is not a number; taken as 0',
+    "osd_enabled=1 # yes": ': osd_enabled: "1 # yes" is more than a number; taken as 1',
     "rtmp_enabled=2": ": rtmp_enabled: 2 is not within 0 to 1; taken as 1",
     "video_bitrate=fast": ': video_bitrate: "fast" is not a number; taken as 1000000',
     "audio_volume=100\0=": ": ignored from a NUL byte on",

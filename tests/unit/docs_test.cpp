@@ -3,6 +3,7 @@
 #include "config/settings.h"
 #include "control/app_commands.h"
 #include "control/update_parameters.h"
+#include "core/service_manager.h"
 #include "unit/test_data.h"
 
 #include <string_view>
@@ -36,6 +37,13 @@ TEST(Documents, name_every_channel_function) {
     for (const FunctionName& function : channel_functions)
         EXPECT_NE(page.find("`" + std::string(function.word) + "`"), std::string::npos)
             << function.word;
+}
+
+// The time that the supervisor's pass is summed up against.
+TEST(Unit, has_the_time_of_the_watchdog) {
+    EXPECT_NE(test_data::read_file(SOURCE_DIR "/packaging/fieldrelaybox.service")
+                  .find("\nWatchdogSec=" + std::to_string(watchdog_ms / 1000) + "\n"),
+              std::string::npos);
 }
 
 // Those of the box on one page, those of the camera on the other.
