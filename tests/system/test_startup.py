@@ -22,7 +22,8 @@ START_LINES = ["Init video bridge", "Init transcode", "Init audio source", "Init
                "Init data source", "Init device discovery", "Init P2P client"]
 
 
-SERVICES = {"transcode", "audio", "video", "telemetry", "polling", "rc-loop", "control", "server"}
+SERVICES = {"transcode", "audio", "video", "telemetry", "polling", "rc-loop", "commands", "control",
+            "server", "signals"}
 CANNOT_DO_WITHOUT = "the daemon ends: it cannot do without the thread "
 MISTAKES = {
     "udp_enabled=yes": ': udp_enabled: "yes" is not a number; taken as 0',
@@ -284,7 +285,7 @@ class Watchdog(unittest.TestCase):
         self.addCleanup(manager.close)
         box.start(NOTIFY_SOCKET=str(box.directory / "notify"))
         self.assertEqual(manager.recv(99), b"READY=1")
-        for name in ("video", "telemetry", "control"):
+        for name in ("video", "telemetry", "control", "commands"):
             with self.subTest(name), held_thread(box.process.pid, name):
                 box.log.wait_for(f"no sign of life from the thread {name}")
                 manager.setblocking(False)
