@@ -11,7 +11,7 @@ import unittest
 from pathlib import Path
 from typing import Iterator
 
-from box import (DAEMON, DATA, MEMORY_IS_ITS_OWN, PORTS, SHARED_MEMORY_DIRECTORY, STATUS_BLOCK,
+from box import (DATA, MEMORY_IS_ITS_OWN, PORTS, ROOT, SHARED_MEMORY_DIRECTORY, STATUS_BLOCK,
                  TIMEOUT, App, Box, Camera, Receiver, app_protocol, frames, load_hex, load_record,
                  mask_record, wait_until)
 
@@ -234,11 +234,13 @@ class Guards(unittest.TestCase):
         self.assertFalse(HUD_MEM.exists())
         with box:
             self.assertEqual(box.log.lines[:len(told)], told)
-            sample = (Path(DAEMON).parent / "packaging/fieldrelaybox.conf").read_bytes()
+            settings = box.directory / "fieldrelaybox.conf"
+            subprocess.run([ROOT / "scripts/settings_pages.py", "sample", settings], check=True)
+            sample = settings.read_bytes()
             for content, words in ((sample.replace(b"=wlan0", b"=lo"), ""),
                                    (b"", "fieldrelaybox.conf is empty; starting with the defaults"),
                                    (bytes(999), "configuration file line 1: ignored from a NUL byte on")):
-                (box.directory / "fieldrelaybox.conf").write_bytes(content)
+                settings.write_bytes(content)
                 self.assertEqual(box.run("--check-config"),
                                  (int(bool(words)), words and words + "\n", ""))
             self.assertIn("cannot read /run: Is a dir", box.run("--check-config", "/run")[1])
