@@ -30,7 +30,7 @@ constexpr int command_time_limit_ms = 2000;
 
 // All that can hold up a pass: the probe and the search for the access point, each with its
 // killing, the Wi-Fi query, and sends to whoever is out of reach.
-constexpr int limited_commands = 2;
+constexpr std::int64_t limited_commands = 2;
 constexpr int sending_ms = 3000;
 constexpr std::int64_t longest_pass_ms =
     limited_commands * (command_time_limit_ms + kill_patience_ms) + link_status_patience.count() +
