@@ -112,6 +112,20 @@ for ((round = 0; round < 8; round++)); do
     wait_until is_another_process_than "$before"
 done
 
+step "a daemon that hangs is started anew"
+quick=/run/systemd/system/fieldrelaybox.service.d
+install -d $quick
+printf '[Service]\nWatchdogSec=6\nTimeoutAbortSec=1\n' >$quick/quick.conf
+systemctl daemon-reload
+systemctl restart fieldrelaybox.service
+before=$(main_process)
+sleep 7
+[ "$(main_process)" = "$before" ] || fail "started anew although it is alive"
+kill -STOP "$before"
+wait_until is_another_process_than "$before"
+rm -r $quick
+systemctl daemon-reload
+
 step "start with the settings on /boot/firmware, and with none at all"
 umount /boot
 install -d /boot/firmware
