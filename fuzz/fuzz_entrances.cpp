@@ -99,7 +99,7 @@ void receive_control(Bytes bytes, std::uint16_t port) {
 }
 
 void receive_from_camera(Bytes bytes, std::uint16_t port) {
-    handle_camera_datagram(bytes, ipv4_address(loopback_address, port), millisecond_clock());
+    handle_camera_datagram(bytes, ipv4_address(loopback_address, port), timer_clock());
 }
 
 void receive_from_server(Bytes bytes, std::uint16_t port) {
@@ -148,7 +148,7 @@ void run_rc(Bytes bytes, std::uint16_t /*port*/) {
             block.rc_channels[i] = static_cast<std::uint16_t>(rest[i] == 0 ? 0 : 900 + 5 * rest[i]);
         block.rc_receiver_state = rest[channels] == 0 ? good_values : rest[channels];
         std::vector<RcCommand> commands;
-        rc_step(read_rc_inputs(millisecond_clock()), state, commands);
+        rc_step(read_rc_inputs(timer_clock()), state, commands);
         perform_rc_commands(commands);
         sleep_us(100'000);
     }
@@ -178,7 +178,7 @@ void start_afresh() {
     camera_state().focus_range = 1000;
     camera_link().connected = true;
     clear_app_clients();
-    add_app_client(endpoint_of(ipv4_address(loopback_address, 1)), false, millisecond_clock());
+    add_app_client(endpoint_of(ipv4_address(loopback_address, 1)), false, timer_clock());
     parse_udp_clients("");
 }
 

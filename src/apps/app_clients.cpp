@@ -18,7 +18,7 @@ namespace {
 
 struct AppClient {
     Endpoint endpoint; // empty address text: free entry
-    std::uint32_t last_seen;
+    std::int64_t last_seen;
     bool data_only;
 };
 
@@ -58,7 +58,7 @@ void table_changed() {
 }
 
 // Refreshes the sender's entry, or makes one in the lowest free place.
-int put_client(const Endpoint& sender, bool data_only, std::uint32_t now) {
+int put_client(const Endpoint& sender, bool data_only, std::int64_t now) {
     const std::lock_guard lock(table_mutex);
     AppClient* known = find_client(sender);
     AppClient* client =
@@ -74,11 +74,11 @@ int put_client(const Endpoint& sender, bool data_only, std::uint32_t now) {
 }
 
 // Takes the silent apps out of the table.
-std::vector<Endpoint> drop_silent_clients(std::uint32_t now) {
+std::vector<Endpoint> drop_silent_clients(std::int64_t now) {
     std::vector<Endpoint> lost;
     const std::lock_guard lock(table_mutex);
     for (AppClient& client : table) {
-        if (is_free(client) || elapsed_ms(now, client.last_seen) <= app_client_time_limit_ms)
+        if (is_free(client) || now - client.last_seen <= app_client_time_limit_ms)
             continue;
         lost.push_back(client.endpoint);
         free_entry(client);
@@ -114,7 +114,7 @@ void renew_targets(AppClientTargets& targets) {
 
 } // namespace
 
-int add_app_client(const Endpoint& sender, bool data_only, std::uint32_t now) {
+int add_app_client(const Endpoint& sender, bool data_only, std::int64_t now) {
     const int added = put_client(sender, data_only, now);
     if (added == 1)
         log_line("client connected from %s:%d %s", sender.address_text.data(), sender.port,
@@ -132,7 +132,7 @@ int remove_app_client(const Endpoint& sender) {
     return 1;
 }
 
-void sweep_app_clients(std::uint32_t now) {
+void sweep_app_clients(std::int64_t now) {
     for (const Endpoint& client : drop_silent_clients(now))
         log_line("Client %s:%d lost", client.address_text.data(), client.port);
     store(status_block().app_client_count, static_cast<std::uint8_t>(count_clients()));

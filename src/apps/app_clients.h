@@ -17,13 +17,13 @@ inline constexpr std::int32_t app_client_time_limit_ms = 5000;
 
 // Returns 1 when a new entry was made (the app gets the one-byte reply), 0 when an entry was
 // refreshed or the table is full.
-int add_app_client(const Endpoint& sender, bool data_only, std::uint32_t now);
+int add_app_client(const Endpoint& sender, bool data_only, std::int64_t now);
 
 // Returns 1 when an entry was cleared, 0 when none matched.
 int remove_app_client(const Endpoint& sender);
 
 // Drops the apps that have been silent for more than 5 s and publishes the number of the others.
-void sweep_app_clients(std::uint32_t now);
+void sweep_app_clients(std::int64_t now);
 
 void clear_app_clients();
 

@@ -48,9 +48,9 @@ void queue_field_command() {
     queue_command([turn] { serve_command_field(); });
 }
 
-void poll(std::uint32_t& last_report) {
+void poll(std::int64_t& last_report) {
     queue_field_command();
-    report_rc_channels(millisecond_clock(), last_report);
+    report_rc_channels(timer_clock(), last_report);
     sleep_us(polling_interval_us);
 }
 
@@ -66,7 +66,7 @@ void serve_command_field() {
     clear_command_field();
 }
 
-void report_rc_channels(std::uint32_t now, std::uint32_t& last_report) {
+void report_rc_channels(std::int64_t now, std::int64_t& last_report) {
     if (load(config_record().rc_input_enabled) == 0 ||
         !has_passed(now, last_report, report_interval_ms + 1))
         return;
@@ -83,7 +83,7 @@ void report_rc_channels(std::uint32_t now, std::uint32_t& last_report) {
 }
 
 void start_command_polling() {
-    start_service("polling", [last_report = millisecond_clock()]() mutable {
+    start_service("polling", [last_report = timer_clock()]() mutable {
         while (true)
             run_guarded("polling", [&] { poll(last_report); });
     });

@@ -15,6 +15,6 @@ void serve_command_field();
 
 // Posts the RC channel record when RC control is on and more than 300 ms have passed since
 // last_report, which is then set to now.
-void report_rc_channels(std::uint32_t now, std::uint32_t& last_report);
+void report_rc_channels(std::int64_t now, std::int64_t& last_report);
 
 } // namespace fieldrelaybox

@@ -47,7 +47,7 @@ void queue_app_command(Bytes payload, const sockaddr_in& sender) {
     const std::size_t length = strnlen(characters, payload.size());
     if (length > longest_command) {
         count(statistics().commands_cut);
-        log_limited_warning(log_limits().command_cut, millisecond_clock(),
+        log_limited_warning(log_limits().command_cut, timer_clock(),
                             "command cut to %zu characters", longest_command);
     }
     queue_command([text = std::string(characters, std::min(length, longest_command)), sender] {
@@ -58,7 +58,7 @@ void queue_app_command(Bytes payload, const sockaddr_in& sender) {
 void register_app(Bytes arguments, const Endpoint& sender) {
     static constexpr std::uint8_t reply = 'B';
     const bool data_only = !arguments.empty() && arguments[0] == 1;
-    if (add_app_client(sender, data_only, millisecond_clock()) == 1)
+    if (add_app_client(sender, data_only, timer_clock()) == 1)
         send_to_app({&reply, 1}, sender.address);
 }
 

@@ -23,6 +23,10 @@ std::uint32_t millisecond_clock() {
     return static_cast<std::uint32_t>(seconds * 1000 + rounded_ms);
 }
 
+std::int64_t timer_clock() {
+    return monotonic_ns() / 1'000'000;
+}
+
 std::int64_t seconds_clock() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);

@@ -1,5 +1,6 @@
-// The daemon's clocks. All time-outs are differences of two millisecond_clock readings.
-// Unit tests link a clock of their own in place of clock.cpp.
+// The daemon's clocks. All time-outs are differences of two timer_clock readings, since the
+// real-time clock is set while the daemon runs: a box has none of its own that outlasts a power
+// cut. Unit tests link a clock of their own in place of clock.cpp.
 #pragma once
 
 #include <cstdint>
@@ -7,30 +8,25 @@
 
 namespace fieldrelaybox {
 
-// Real-time clock in milliseconds, rounded to the nearest, as a wrapping 32-bit value. Its values
-// are often above 2^31: never use 0 for "never" in a difference; start stamps from now or keep a
-// flag.
+// Real-time clock in milliseconds, rounded to the nearest, as a wrapping 32-bit value: what other
+// programs read. It jumps whenever somebody sets the clock.
 std::uint32_t millisecond_clock();
 
-// Milliseconds from then to now, negative when then is later. Right for distances below 24 days.
-constexpr std::int32_t elapsed_ms(std::uint32_t now, std::uint32_t then) {
-    return static_cast<std::int32_t>(now - then);
-}
+// Milliseconds of a clock that only goes forward, wherever it began: what every time-out goes by.
+std::int64_t timer_clock();
 
-// Whether at least milliseconds lie between then and now. So it is, too, when then is later than
-// now: the clock was set back, and waiting until it catches up could take days.
-constexpr bool has_passed(std::uint32_t now, std::uint32_t then, std::int32_t milliseconds) {
-    const std::int32_t elapsed = elapsed_ms(now, then);
-    return elapsed < 0 || elapsed >= milliseconds;
+// Whether at least milliseconds of the timer clock lie between then and now.
+constexpr bool has_passed(std::int64_t now, std::int64_t then, std::int64_t milliseconds) {
+    return now - then >= milliseconds;
 }
 
 // When something that must not happen too often last happened.
 struct Interval {
-    std::optional<std::uint32_t> last_ms;
+    std::optional<std::int64_t> last_ms;
 };
 
-// True at most once in that many milliseconds; a clock that was set back does not stop it.
-inline bool is_due(Interval& interval, std::uint32_t now, std::int32_t milliseconds) {
+// True at most once in that many milliseconds of the timer clock.
+inline bool is_due(Interval& interval, std::int64_t now, std::int64_t milliseconds) {
     if (interval.last_ms && !has_passed(now, *interval.last_ms, milliseconds))
         return false;
     interval.last_ms = now;

@@ -76,9 +76,9 @@ std::string_view for_journal(std::string_view prefix) {
     return is_read_by_the_journal(STDERR_FILENO) ? prefix : "";
 }
 
-bool may_log(LogLimit& limit, std::uint32_t now) {
-    constexpr std::int32_t interval_ms = 1000;
-    const std::uint32_t last = limit.last_ms.load(std::memory_order_relaxed);
+bool may_log(LogLimit& limit, std::int64_t now) {
+    constexpr std::int64_t interval_ms = 1000;
+    const std::int64_t last = limit.last_ms.load(std::memory_order_relaxed);
     if (limit.used.exchange(true, std::memory_order_relaxed) && !has_passed(now, last, interval_ms))
         return false;
     limit.last_ms.store(now, std::memory_order_relaxed);
@@ -121,7 +121,7 @@ LogLimits& log_limits() {
     return limits;
 }
 
-void log_limited_warning(LogLimit& limit, std::uint32_t now, const char* format, ...) {
+void log_limited_warning(LogLimit& limit, std::int64_t now, const char* format, ...) {
     if (!may_log(limit, now)) {
         limit.left_out.fetch_add(1, std::memory_order_relaxed);
         return;

@@ -19,7 +19,7 @@ namespace fieldrelaybox {
 // For events that can repeat endlessly: one limit per kind of line.
 struct LogLimit {
     std::atomic<bool> used{false};
-    std::atomic<std::uint32_t> last_ms{0};
+    std::atomic<std::int64_t> last_ms{0};
     std::atomic<std::uint32_t> left_out{0}; // since the last line
 };
 
@@ -31,9 +31,9 @@ struct LogLimits {
 
 LogLimits& log_limits();
 
-// A warning of which at most one per second (millisecond clock) is written. It tells how many like
+// A warning of which at most one per second (timer clock) is written. It tells how many like
 // it were left out since the last one.
-[[gnu::format(printf, 3, 4)]] void log_limited_warning(LogLimit& limit, std::uint32_t now,
+[[gnu::format(printf, 3, 4)]] void log_limited_warning(LogLimit& limit, std::int64_t now,
                                                        const char* format, ...);
 
 } // namespace fieldrelaybox

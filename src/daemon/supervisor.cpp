@@ -111,10 +111,10 @@ void feed_watchdog_while_all_live(const char*& silent) {
 } // namespace
 
 void run_supervisor_pass(Supervisor& supervisor) {
-    video_watchdog(millisecond_clock());
-    data_watchdog(millisecond_clock());
+    video_watchdog(timer_clock());
+    data_watchdog(timer_clock());
     sync_camera_clock();
-    sweep_app_clients(millisecond_clock());
+    sweep_app_clients(timer_clock());
     resume_lanes();
     server_keepalive();
     if (supervisor.pass_count % passes_between_probes == 0)

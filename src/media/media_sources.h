@@ -17,10 +17,10 @@ void init_audio_source();
 void init_video_source();
 
 // One video datagram as it arrived: notes that video is there and relays it.
-void handle_video_datagram(Bytes datagram, std::uint32_t now);
+void handle_video_datagram(Bytes datagram, std::int64_t now);
 
 // Notices that video stopped, publishes the video state and posts it; called on every supervisor
 // pass.
-void video_watchdog(std::uint32_t now);
+void video_watchdog(std::int64_t now);
 
 } // namespace fieldrelaybox

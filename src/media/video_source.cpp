@@ -23,7 +23,7 @@ constexpr std::int64_t pause_while_disabled_us = 1'000'000;
 
 // The watchdog judges by this flag; the published bytes have other writers too.
 std::atomic<bool> connected{false};
-std::atomic<std::uint32_t> last_video_ms{0}; // meaningful only while connected
+std::atomic<std::int64_t> last_video_ms{0}; // meaningful only while connected
 
 void publish_connected(bool value) {
     store<std::uint8_t>(status_block().video_connected, value ? 1 : 0);
@@ -54,10 +54,10 @@ void init_video_source() {
     start_media_receiver(
         {"video", Vital::relay, video_source_port, datagram_capacity, socket_buffer_bytes,
          pause_after_empty_us, &Statistics::video_in,
-         [](Bytes datagram) { handle_video_datagram(datagram, millisecond_clock()); }});
+         [](Bytes datagram) { handle_video_datagram(datagram, timer_clock()); }});
 }
 
-void handle_video_datagram(Bytes datagram, std::uint32_t now) {
+void handle_video_datagram(Bytes datagram, std::int64_t now) {
     if (load(config_record().camera_disabled) != 0) {
         sleep_us(pause_while_disabled_us);
         return;
@@ -70,9 +70,9 @@ void handle_video_datagram(Bytes datagram, std::uint32_t now) {
     send_to_local_player(datagram);
 }
 
-void video_watchdog(std::uint32_t now) {
+void video_watchdog(std::int64_t now) {
     if (connected.load(std::memory_order_acquire) &&
-        elapsed_ms(now, last_video_ms.load(std::memory_order_relaxed)) > silence_limit_ms)
+        now - last_video_ms.load(std::memory_order_relaxed) > silence_limit_ms)
         disconnect_video();
     const LinkState state = link_state(connected.load(std::memory_order_relaxed));
     copy_text(status_block().video_status, link_status_text(MonitoredLink::video, state));

@@ -44,7 +44,7 @@ bool travels_to_position(const RcStep& step) {
     const RcInputs& inputs = step.inputs;
     return inputs.position_commanded &&
            !has_passed(inputs.now, inputs.last_position_command_ms, position_quiet_ms) &&
-           elapsed_ms(inputs.last_position_command_ms, step.state.last_move_ms) > 0;
+           inputs.last_position_command_ms > step.state.last_move_ms;
 }
 
 // The sticks are back at the centre, or not there any more.

@@ -16,7 +16,7 @@ void focus_manually(std::int32_t tenths) {
     if (camera.focus_range == 0)
         return;
     if (camera.autofocus &&
-        is_due(camera_builder_state().focus_type_changes, millisecond_clock(), report_delay_ms))
+        is_due(camera_builder_state().focus_type_changes, timer_clock(), report_delay_ms))
         set_focus_type(FocusType::manual);
     set_manual_focus(tenths / 10.0);
 }

@@ -53,7 +53,7 @@ void read_receiver(RcInputs& inputs) {
 
 } // namespace
 
-RcInputs read_rc_inputs(std::uint32_t now) {
+RcInputs read_rc_inputs(std::int64_t now) {
     RcInputs inputs;
     inputs.now = now;
     read_receiver(inputs);
@@ -81,7 +81,7 @@ void start_rc_loop() {
         for (;;) {
             run_guarded("rc-loop", [&] {
                 commands.clear();
-                rc_step(read_rc_inputs(millisecond_clock()), state, commands);
+                rc_step(read_rc_inputs(timer_clock()), state, commands);
                 perform_rc_commands(commands);
             });
             due_us = next_due(due_us, rc_period_us, monotonic_us());

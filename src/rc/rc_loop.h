@@ -14,6 +14,6 @@ inline constexpr std::int64_t rc_period_us = 20'000;
 void start_rc_loop();
 
 // A snapshot of the shared records.
-RcInputs read_rc_inputs(std::uint32_t now);
+RcInputs read_rc_inputs(std::int64_t now);
 
 } // namespace fieldrelaybox

@@ -23,7 +23,7 @@ struct AxisPercents {
 
 // All that a step looks at.
 struct RcInputs {
-    std::uint32_t now = 0;                                  // millisecond clock
+    std::int64_t now = 0;                                   // timer clock
     std::array<std::uint16_t, rc_channel_count> channels{}; // pulse width in us, 0 = absent
     std::array<std::uint8_t, rc_channel_count> functions{}; // ChannelFunction, 255 = none
     bool rc_enabled = false;
@@ -36,7 +36,7 @@ struct RcInputs {
     bool app_moves = false;      // a relative move of an app is going on
     bool app_registered = false; // looked at only while app_moves
     bool position_commanded = false;
-    std::uint32_t last_position_command_ms = 0;
+    std::int64_t last_position_command_ms = 0;
     std::int32_t zoom_step = 0; // the zoom step register
     std::int32_t focus_x = 500; // focus point in thousandths, for the axis without a channel
     std::int32_t focus_y = 500;
@@ -50,7 +50,7 @@ struct ChannelState {
     std::uint8_t function = static_cast<std::uint8_t>(ChannelFunction::none);
     std::int32_t position = unknown_position; // where it is
     std::int32_t sent = unknown_position;     // what the camera was told
-    std::uint32_t changed_ms = 0;             // when position changed
+    std::int64_t changed_ms = 0;              // when position changed
     Interval sends;
 };
 
@@ -58,7 +58,7 @@ struct ChannelState {
 struct RcState {
     std::array<ChannelState, rc_channel_count> channels{};
     bool moves_gimbal = false; // the RC moves it, or a stop is still to send
-    std::uint32_t last_move_ms = 0;
+    std::int64_t last_move_ms = 0;
     Interval rolls;
     bool menu_active = false;
     std::optional<std::int32_t> zoom_direction; // of the stick; none before its first value

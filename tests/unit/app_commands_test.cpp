@@ -254,7 +254,7 @@ TEST_F(AppReplies, the_examples_of_the_documents_are_what_arrives) {
     post_status_bytes(RecordCode::version, {0, 20, 2});
     expect_documented(other.take().at(0).replace(8, 8, 8, '0')); // the first message is number 0
 
-    add_app_client(endpoint_of(app_.address()), true, millisecond_clock());
+    add_app_client(endpoint_of(app_.address()), true, timer_clock());
     config_record().server_enabled = 0;
     StatusBlock& block = status_block();
     block.rc_receiver_state = 6;
@@ -269,10 +269,10 @@ TEST_F(AppReplies, the_examples_of_the_documents_are_what_arrives) {
         "lens 59: distance infinite: far",       "histogram: rising",    "shooting 85: usual"};
     cJSON_ArrayForEach(item, member(data.get(), "vectors")) {
         if (examples.contains(text(item, "name")))
-            decode_camera_frame(from_hex(text(item, "frame")), millisecond_clock());
+            decode_camera_frame(from_hex(text(item, "frame")), timer_clock());
     }
     std::fill(std::begin(block.rc_channels), std::end(block.rc_channels), std::uint16_t{1500});
-    std::uint32_t last_report = 0;
+    std::int64_t last_report = 0;
     report_rc_channels(301, last_report);
     std::set<std::string> codes; // code 5 of the pass comes second and hangs on other tests
     for (const std::string& message : app_.take()) {
@@ -287,7 +287,7 @@ TEST_F(AppReplies, rc_channels_are_reported_every_300_ms) {
     status_block().rc_receiver_state = 6;
     status_block().rc_channels[0] = 1500;
     status_block().rc_channels[31] = 0xFEDC;
-    std::uint32_t last = 0xFFFFFF00;
+    std::int64_t last = 1000;
     report_rc_channels(last + 300, last);
     EXPECT_TRUE(payloads().empty());
     report_rc_channels(last + 301, last);
@@ -295,7 +295,7 @@ TEST_F(AppReplies, rc_channels_are_reported_every_300_ms) {
     ASSERT_EQ(records.size(), 1U);
     const ByteVector record(records[0].begin(), records[0].end());
     EXPECT_EQ(to_hex(record), "0f0620dc05" + std::string(120, '0') + "dcfe");
-    EXPECT_EQ(last, 0xFFFFFF00 + 301);
+    EXPECT_EQ(last, 1301);
     config_record().rc_input_enabled = 0;
     report_rc_channels(last + 1000, last);
     EXPECT_TRUE(payloads().empty());

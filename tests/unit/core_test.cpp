@@ -37,8 +37,8 @@ TEST(Text, copies_are_cut_and_leave_no_old_characters) {
 TEST(Log, limit_lets_one_line_through_per_second_and_tells_of_the_others) {
     testing::internal::CaptureStderr();
     LogLimit limit;
-    for (const std::uint32_t after : {0U, 1U, 999U, 1000U, 1001U, 2000U, 3000U})
-        log_limited_warning(limit, 0xFFFFFFF0 + after, "at %u", after);
+    for (const int after : {0, 1, 999, 1000, 1001, 2000, 3000})
+        log_limited_warning(limit, after, "at %d", after);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "at 0\nat 1000 (2 more left out)\nat 2000 (1 more left out)\nat 3000\n");
 }
@@ -60,7 +60,7 @@ TEST(Log, lines_have_priorities_in_the_journal_alone) {
 }
 
 TEST(VideoWatchdog, judges_by_its_own_flag) {
-    constexpr std::uint32_t now = 3'900'000'000;
+    constexpr std::int64_t now = 3'900'000'000;
     const std::array<std::uint8_t, 3> datagram{1, 2, 3};
     handle_video_datagram(datagram, now);
     EXPECT_EQ(config_record().video_connected, 1);

@@ -144,7 +144,7 @@ TEST(Supervisor, posts_what_the_status_program_tells) {
         std::string& output = shell_recorder::outputs[link_command] = "";
         for (const std::string& line : texts_of(member(item, "wlanstatus_lines")))
             output += line + '\n';
-        add_app_client(endpoint_of(app.address()), true, millisecond_clock());
+        add_app_client(endpoint_of(app.address()), true, timer_clock());
         run_supervisor_pass(supervisor);
         Texts records = app.take();
         std::erase_if(records, [](const std::string& record) {

@@ -64,10 +64,7 @@ TEST(Shell, goes_on_waiting_for_output_when_a_signal_came) {
 TEST(Clock, milliseconds_are_those_of_the_real_time_clock) {
     const auto before = static_cast<std::uint64_t>(std::time(nullptr)) * 1000;
     const std::uint32_t now = millisecond_clock();
-    EXPECT_GE(elapsed_ms(now, static_cast<std::uint32_t>(before)), 0);
-    EXPECT_LT(elapsed_ms(now, static_cast<std::uint32_t>(before)), 2000);
-    EXPECT_EQ(elapsed_ms(5, 0xFFFFFFFB), 10);
-    EXPECT_EQ(elapsed_ms(0xFFFFFFFB, 5), -10);
+    EXPECT_LT(now - static_cast<std::uint32_t>(before), 2000U);
 }
 
 } // namespace

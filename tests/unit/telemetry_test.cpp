@@ -123,7 +123,7 @@ struct Telemetry : testing::Test {
         return item;
     }
 
-    std::uint32_t now = millisecond_clock();
+    std::int64_t now = timer_clock();
     Receiver box;
     Receiver camera;
     Receiver app;

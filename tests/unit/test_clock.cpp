@@ -42,6 +42,10 @@ std::uint32_t millisecond_clock() {
     return static_cast<std::uint32_t>(test_clock::now_us / 1000);
 }
 
+std::int64_t timer_clock() {
+    return test_clock::now_us / 1000;
+}
+
 std::int64_t seconds_clock() {
     return test_clock::now_us / 1'000'000;
 }

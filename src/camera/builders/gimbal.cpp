@@ -127,7 +127,7 @@ void gimbal_set_app_position(int a, int b) {
     const std::lock_guard lock(gimbal_mutex);
     CameraBuilderState& state = camera_builder_state();
     state.app_gimbal_idle = 1;
-    state.last_position_command_ms = millisecond_clock();
+    state.last_position_command_ms = timer_clock();
     state.position_commanded = true;
     send_angle(a, b);
 }

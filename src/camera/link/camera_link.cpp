@@ -55,7 +55,7 @@ void init_camera_link() {
     log_line("Init data source");
     set_camera_address(ipv4_address(INADDR_ANY, camera_port));
     link.connected = false;
-    link.last_datagram_ms = millisecond_clock();
+    link.last_datagram_ms = timer_clock();
 }
 
 // Nobody sends before the port is had: the system would give the socket another one for good.

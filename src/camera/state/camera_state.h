@@ -31,7 +31,7 @@ inline constexpr std::int32_t no_video_format = -1;
 inline constexpr std::size_t posts_per_second = 10;
 
 struct RecordPosts {
-    std::array<std::uint32_t, posts_per_second> times_ms{};
+    std::array<std::int64_t, posts_per_second> times_ms{};
     std::size_t count = 0; // of all posts
 };
 
@@ -92,9 +92,9 @@ struct CameraBuilderState {
     // RC loop when it takes the gimbal over; read by the RC loop.
     std::atomic<std::uint8_t> app_gimbal_idle{1};
 
-    // Millisecond clock of the app's last absolute position command, and whether there was one.
+    // Timer clock of the app's last absolute position command, and whether there was one.
     // Written by app commands (stamp first), read by the RC loop (flag first).
-    std::atomic<std::uint32_t> last_position_command_ms{0};
+    std::atomic<std::int64_t> last_position_command_ms{0};
     std::atomic<bool> position_commanded{false};
 
     // 0..100, or no_zoom_level before the first. Written by set_zoom; read through

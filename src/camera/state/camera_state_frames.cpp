@@ -37,9 +37,9 @@ constexpr std::array<StateFrameKind, 6> kinds{{
 
 static_assert(kinds.size() == std::tuple_size_v<decltype(CameraState::record_posts)>);
 
-bool may_post(RecordPosts& posts, std::uint32_t now) {
-    std::uint32_t& tenth_last = posts.times_ms[posts.count % posts_per_second];
-    const std::uint32_t last =
+bool may_post(RecordPosts& posts, std::int64_t now) {
+    std::int64_t& tenth_last = posts.times_ms[posts.count % posts_per_second];
+    const std::int64_t last =
         posts.times_ms[(posts.count + posts_per_second - 1) % posts_per_second];
     if (posts.count > 0 && !has_passed(now, last, shortest_post_interval_ms))
         return false;
@@ -87,7 +87,7 @@ void store_state_flags(std::uint32_t flags) {
 
 } // namespace
 
-bool decode_camera_state_frame(Bytes frame, std::uint32_t now) {
+bool decode_camera_state_frame(Bytes frame, std::int64_t now) {
     for (std::size_t i = 0; i < kinds.size(); ++i) {
         if (!is_kind(kinds[i], frame))
             continue;

@@ -11,9 +11,9 @@ namespace fieldrelaybox {
 
 // Decodes a frame whose length byte is its length. Frames are recognised by length, command set and
 // id together; others change nothing. Its record is posted unless that made more than ten of
-// its kind a second by the millisecond clock; one that came late may be followed early. The status
+// its kind a second by the timer clock; one that came late may be followed early. The status
 // block always follows. Returns whether the frame is known.
-bool decode_camera_state_frame(Bytes frame, std::uint32_t now);
+bool decode_camera_state_frame(Bytes frame, std::int64_t now);
 
 // The decoders, one per frame kind. payload has one of the lengths of its kind; post tells whether
 // to post the record.

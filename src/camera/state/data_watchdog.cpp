@@ -26,9 +26,9 @@ void disconnect_camera() {
 
 } // namespace
 
-void data_watchdog(std::uint32_t now) {
-    if (camera_connected() && elapsed_ms(now, camera_link().last_datagram_ms.load(
-                                                  std::memory_order_relaxed)) > silence_limit_ms)
+void data_watchdog(std::int64_t now) {
+    if (camera_connected() &&
+        now - camera_link().last_datagram_ms.load(std::memory_order_relaxed) > silence_limit_ms)
         disconnect_camera();
     const LinkState state = link_state(camera_connected());
     copy_text(status_block().telemetry_status, link_status_text(MonitoredLink::data, state));

@@ -7,6 +7,6 @@ namespace fieldrelaybox {
 
 // Notices that the camera went silent, publishes and posts the link state. Called on every
 // supervisor pass.
-void data_watchdog(std::uint32_t now);
+void data_watchdog(std::int64_t now);
 
 } // namespace fieldrelaybox

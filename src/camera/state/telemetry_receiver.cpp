@@ -45,7 +45,7 @@ void change_source() {
     set_ip_forwarding(true);
 }
 
-void connect_camera(std::uint16_t port, std::uint32_t now) {
+void connect_camera(std::uint16_t port, std::int64_t now) {
     StatusBlock& block = status_block();
     // The time first, so that a watchdog pass in between cannot drop the link again.
     camera_link().last_datagram_ms.store(now, std::memory_order_relaxed);
@@ -102,7 +102,7 @@ bool decode_attitude(Bytes frame) {
 }
 
 // A frame whose length byte is its length; false when neither length nor command is known.
-bool decode_whole_frame(Bytes frame, std::uint32_t now) {
+bool decode_whole_frame(Bytes frame, std::int64_t now) {
     switch (frame.size()) {
     case 15:
         return decode_display_state(frame);
@@ -139,7 +139,7 @@ void receive_step(std::span<std::uint8_t> buffer) {
         sleep_us(pause_while_disabled_us);
         return;
     }
-    handle_camera_datagram(datagram, sender, millisecond_clock());
+    handle_camera_datagram(datagram, sender, timer_clock());
 }
 
 } // namespace
@@ -153,7 +153,7 @@ void start_telemetry_receiver() {
     });
 }
 
-void handle_camera_datagram(Bytes datagram, const sockaddr_in& sender, std::uint32_t now) {
+void handle_camera_datagram(Bytes datagram, const sockaddr_in& sender, std::int64_t now) {
     set_camera_address(sender);
     if (camera_link().source_port != ntohs(sender.sin_port))
         change_source();
@@ -163,7 +163,7 @@ void handle_camera_datagram(Bytes datagram, const sockaddr_in& sender, std::uint
     decode_camera_frame(datagram, now);
 }
 
-void decode_camera_frame(Bytes frame, std::uint32_t now) {
+void decode_camera_frame(Bytes frame, std::int64_t now) {
     Statistics& counts = statistics();
     if (frame.size() < shortest_frame)
         count(counts.frames_too_short);
