@@ -165,11 +165,13 @@ def parse_arguments() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__, epilog=script,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--script", metavar="FILE", help="carry out this script, then end")
+    parser.add_argument("--no-heartbeat", action="store_true",
+                        help="give no sign of life, as older RC input processes")
     return parser.parse_args()
 
 
 def run(options: argparse.Namespace) -> None:
-    sticks = RcSticks()
+    sticks = RcSticks(heartbeat=not options.no_heartbeat)
     try:
         sticks.await_map()
         sticks.rest()

@@ -69,7 +69,9 @@ typedef struct StatusBlock {
     double focus_point_y;         /* 696 */
     char command_field[127];      /* 704; JSON command of a sibling: write the first byte last */
     uint8_t rc_receiver_state;    /* 831; written by the RC input process, 6 = RC control active */
-    uint8_t reserved832[2];       /* 832 */
+    uint8_t rc_heartbeat;         /* 832; once the RC input process has changed it, it has to go on
+                                     doing so every 500 ms at least, or the RC counts as lost */
+    uint8_t reserved833[1];       /* 833 */
     uint16_t rc_channels[32];     /* 834; written by the RC input process, pulse width in us */
     uint8_t channel_function[32]; /* 898; function of RC channel i + 1, 255 = none */
     uint8_t reserved930[70];      /* 930 */
@@ -239,6 +241,7 @@ FIELDRELAYBOX_LAYOUT(StatusBlock, focus_point_x, 688);
 FIELDRELAYBOX_LAYOUT(StatusBlock, focus_point_y, 696);
 FIELDRELAYBOX_LAYOUT(StatusBlock, command_field, 704);
 FIELDRELAYBOX_LAYOUT(StatusBlock, rc_receiver_state, 831);
+FIELDRELAYBOX_LAYOUT(StatusBlock, rc_heartbeat, 832);
 FIELDRELAYBOX_LAYOUT(StatusBlock, rc_channels, 834);
 FIELDRELAYBOX_LAYOUT(StatusBlock, channel_function, 898);
 FIELDRELAYBOX_LAYOUT(StatusBlock, camera_flags, 1000);

@@ -12,8 +12,11 @@ ChannelFunction find_channel_function(std::string_view name) {
 }
 
 void parse_channel_map(std::string_view map) {
+    // Behind the cleared state of the receiver, as the RC loop reads them the other way round.
     for (std::uint8_t& entry : status_block().channel_function)
-        store(entry, static_cast<std::uint8_t>(find_channel_function(take_item(map, ','))));
+        std::atomic_ref(entry).store(
+            static_cast<std::uint8_t>(find_channel_function(take_item(map, ','))),
+            std::memory_order_release);
 }
 
 } // namespace fieldrelaybox

@@ -9,6 +9,8 @@
 #include "config/settings_table.h"
 #include "control/hdmi_mode.h"
 #include "core/log.h"
+#include "core/shared_access.h"
+#include "core/status_block.h"
 #include "media/udp_clients.h"
 
 #include <algorithm>
@@ -38,6 +40,12 @@ void log_rc_modes() {
              load_text(config_record().rc2_input_mode).c_str());
 }
 
+// The receiver's values belong to the settings before: the RC counts as lost until the RC input
+// process, which starts anew, has written others.
+void lose_rc() {
+    store<std::uint8_t>(status_block().rc_receiver_state, 0);
+}
+
 void apply_channel_map() {
     parse_channel_map(load_text(config_record().rc_input_map));
 }
@@ -60,8 +68,9 @@ void apply_udp_clients() {
 constexpr std::string_view name_without_settings = "hdmimode";
 
 constexpr std::array hooks{
-    ParameterHooks{.name = "rcin_mode", .follow_up = log_rc_modes},
-    ParameterHooks{.name = "rcin_map", .follow_up = apply_channel_map},
+    ParameterHooks{.name = "rcin_mode", .prepare = lose_rc, .follow_up = log_rc_modes},
+    ParameterHooks{.name = "rcin_map", .prepare = lose_rc, .follow_up = apply_channel_map},
+    ParameterHooks{.name = "rcin_exp", .prepare = lose_rc},
     ParameterHooks{.name = "video_resolution", .follow_up = log_resolution},
     ParameterHooks{.name = "udp_clients", .follow_up = apply_udp_clients},
     ParameterHooks{.name = "wifi", .announce = announce_wifi},

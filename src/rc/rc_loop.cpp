@@ -29,19 +29,22 @@ std::int32_t thousandths(double coordinate) {
 void read_channel_functions(RcInputs& inputs) {
     const StatusBlock& block = status_block();
     for (std::size_t i = 0; i < rc_channel_count; ++i)
-        inputs.functions[i] = load(block.channel_function[i]);
+        inputs.functions[i] = std::atomic_ref(const_cast<std::uint8_t&>(block.channel_function[i]))
+                                  .load(std::memory_order_acquire);
     if (std::ranges::all_of(inputs.functions, [](std::uint8_t entry) { return entry == 0; }))
         inputs.functions.fill(static_cast<std::uint8_t>(ChannelFunction::none));
 }
 
 void read_receiver(RcInputs& inputs) {
     StatusBlock& block = status_block();
-    // Before the channels: who sets it to "receiving" has written them first.
+    // In this order: who changes the map clears the state first, and who sets it to "receiving" has
+    // written the channels before.
+    read_channel_functions(inputs);
     inputs.rc_receiver_state =
         std::atomic_ref(block.rc_receiver_state).load(std::memory_order_acquire);
     for (std::size_t i = 0; i < rc_channel_count; ++i)
         inputs.channels[i] = load(block.rc_channels[i]);
-    read_channel_functions(inputs);
+    inputs.rc_heartbeat = load(block.rc_heartbeat);
     inputs.focus_x = thousandths(load(block.focus_point_x));
     inputs.focus_y = thousandths(load(block.focus_point_y));
     const ConfigRecord& record = config_record();

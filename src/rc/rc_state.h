@@ -28,6 +28,7 @@ struct RcInputs {
     std::array<std::uint8_t, rc_channel_count> functions{}; // ChannelFunction, 255 = none
     bool rc_enabled = false;
     std::uint8_t rc_receiver_state = 0; // 6 = values are good
+    std::uint8_t rc_heartbeat = 0;
     bool camera_connected = false;
     bool exponential = false;
     AxisPercents percents;
@@ -54,8 +55,17 @@ struct ChannelState {
     Interval sends;
 };
 
+// The sign of life of the RC input process. One that never gives any, as older ones, is taken at
+// its word.
+struct RcHeartbeat {
+    std::uint8_t value = 0; // as the daemon's start leaves it
+    bool has_begun = false;
+    std::int64_t changed_ms = 0;
+};
+
 // What the loop remembers from step to step.
 struct RcState {
+    RcHeartbeat heartbeat;
     std::array<ChannelState, rc_channel_count> channels{};
     bool moves_gimbal = false; // the RC moves it, or a stop is still to send
     std::int64_t last_move_ms = 0;

@@ -9,6 +9,7 @@ namespace fieldrelaybox {
 namespace {
 
 constexpr std::uint8_t rc_values_are_good = 6;
+constexpr std::int64_t heartbeat_limit_ms = 500;
 constexpr auto menu_function = static_cast<std::uint8_t>(ChannelFunction::menu);
 
 constexpr auto handlers = in_order_of(handler_rows, &HandlerRow::function);
@@ -41,16 +42,24 @@ void handle_channels(RcStep& step) {
     }
 }
 
-bool is_rc_active(const RcInputs& inputs) {
-    return inputs.rc_enabled && inputs.rc_receiver_state == rc_values_are_good &&
-           inputs.camera_connected;
+// A process that died with a stick deflected leaves its last values behind.
+bool is_rc_input_alive(RcHeartbeat& heartbeat, const RcInputs& inputs) {
+    if (inputs.rc_heartbeat != heartbeat.value)
+        heartbeat = {inputs.rc_heartbeat, true, inputs.now};
+    return !heartbeat.has_begun ||
+           !has_passed(inputs.now, heartbeat.changed_ms, heartbeat_limit_ms + 1);
+}
+
+bool is_rc_active(RcHeartbeat& heartbeat, const RcInputs& inputs) {
+    return is_rc_input_alive(heartbeat, inputs) && inputs.rc_enabled &&
+           inputs.rc_receiver_state == rc_values_are_good && inputs.camera_connected;
 }
 
 } // namespace
 
 void rc_step(const RcInputs& inputs, RcState& state, std::vector<RcCommand>& commands) {
     RcStep step{inputs, state, commands};
-    if (is_rc_active(inputs)) {
+    if (is_rc_active(state.heartbeat, inputs)) {
         handle_channels(step);
     } else {
         state.channels.fill({});

@@ -15,7 +15,7 @@ FULL = "gimbal speed 1000,0"
 FOCUS_OF_1000 = frames.build_frame(frames.BOX, 0x02, 0x87, b"\0\xe8\3" + bytes(37))  # manual
 
 
-class Flight(BoxTestCase):
+class Pilot(BoxTestCase):
     settings = (f"rc_input_enabled=1\nrc_input_map={MAP}\nrc_input_speed_pan=100\n"
                 "rc_input_speed_tilt=50\nrc_input_inverse_tilt=1\nosd_enabled=1\n")
 
@@ -56,6 +56,35 @@ class Flight(BoxTestCase):
         self.sticks.set(name, value)
         self.expect(*frames)
 
+
+class Heartbeat(Pilot):
+    def test_an_rc_input_that_dies_is_lost(self) -> None:
+        self.move("zoom", HIGH, "zoom drive in")
+        self.move("pan", HIGH, FULL)
+        self.expect(*[FULL] * 50)  # without a heartbeat the values hold
+        self.sticks.heartbeat = True
+        for more in (("zoom drive stop", "zoom drive stop, again"), ()):
+            self.sticks.refresh()
+            self.rc.wait_for(lambda got: got.name == FULL)
+            died, self.last = time.monotonic(), FULL
+            self.expect(STOP, *more)
+            self.assertTrue(0.3 < time.monotonic() - died < 2)
+
+
+class NewMap(Pilot):
+    def test_a_new_map_waits_for_the_new_values(self) -> None:
+        self.box.stand_ins.answer("mount", seconds=1)
+        app, seen = self.app(data_only=True), len(self.rc.seen)
+        self.move("pan", HIGH, FULL)
+        app.command(cmd="updateparam", name="rcin_map", value="tilt,pan" + MAP[8:])
+        self.expect(STOP)
+        wait_until(lambda: self.box.stand_ins.runs("killall"), "the map is saved")
+        self.assertEqual({got.name for got in self.rc.seen[seen:]}, {FULL, STOP})
+        self.sticks.refresh()
+        self.expect("gimbal speed 0,-500")
+
+
+class Flight(Pilot):
     def test_take_over_release_and_lost_rc(self) -> None:
         self.move("pan", HIGH, FULL)
         start = time.monotonic()

@@ -35,8 +35,10 @@ def resting_place(name: str) -> int:
 class RcSticks:
     """Writes channel values as the RC input process does; call `refresh` often."""
 
-    def __init__(self, block: Region | None = None) -> None:
+    def __init__(self, block: Region | None = None, heartbeat: bool = False) -> None:
         self._block = block or Region(STATUS_BLOCK)
+        self.heartbeat = heartbeat
+        """Once it has begun, the box counts the RC as lost 0.5 s after the last `refresh`."""
         self._values: dict[int, int] = {}
         self._lost = False
 
@@ -98,12 +100,17 @@ class RcSticks:
         self._lost = False
         self.refresh()
 
+    def hang(self) -> None:
+        self.heartbeat = False
+
     def refresh(self) -> None:
         """Write values and receiver state; the box clears the state when settings change."""
         offset = STATUS_BLOCK.fields["rc_channels"].offset
         for channel, value in self._values.items():
             struct.pack_into("<H", self._block.raw, offset + 2 * (channel - 1), value)
         self._block["rc_receiver_state"] = LOST if self._lost else RECEIVING
+        if self.heartbeat:
+            self._block["rc_heartbeat"] = (self._block["rc_heartbeat"] + 1) % 256
 
     def close(self) -> None:
         self._lost = True
@@ -120,6 +127,7 @@ def run_script(sticks: RcSticks, lines: list[str],
         wait SECS
         rest | centre           all channels to rest, or the sticks to their middle
         lost | back             the receiver loses and finds the transmitter
+        hang                    no heartbeat any more, as of a process that hangs
     """
     for number, line in enumerate(lines, 1):
         words = line.split("#")[0].split()
@@ -132,7 +140,7 @@ def run_script(sticks: RcSticks, lines: list[str],
 
 def _run_line(sticks: RcSticks, words: list[str], sleep: Callable[[float], None]) -> None:
     plain = {"rest": sticks.rest, "centre": sticks.centre, "lost": sticks.lose,
-             "back": sticks.recover}
+             "back": sticks.recover, "hang": sticks.hang}
     if len(words) == 1:
         plain[words[0]]()
     elif words[0] == "wait":

@@ -98,6 +98,7 @@ STATUS_BLOCK = _layout("hud_mem", 1936, (
     (696, "focus_point_y", "d"),
     (704, "command_field", "127s"),
     (831, "rc_receiver_state", "B"),
+    (832, "rc_heartbeat", "B"),
     (834, "rc_channels", "32H"),
     (898, "channel_function", "32B"),
     (1000, "camera_flags", "I"), (1004, "card_size", "I"), (1008, "card_free", "I"),
