@@ -3,6 +3,7 @@
 #include "core/clock.h"
 #include "core/life_signs.h"
 #include "core/log.h"
+#include "core/log_senders.h"
 #include "core/statistics.h"
 #include "core/threads.h"
 
@@ -28,7 +29,7 @@ std::deque<Command> queue;
 void drop_oldest() {
     queue.pop_front();
     count(statistics().commands_dropped);
-    log_limited_warning(log_limits().command_dropped, millisecond_clock(),
+    log_limited_warning(log_limits().command_dropped, timer_clock(),
                         "command dropped: %zu newer ones wait", command_queue_capacity);
 }
 
@@ -58,7 +59,7 @@ void queue_command(std::function<void()> perform) {
         const std::lock_guard lock(mutex);
         if (queue.size() == command_queue_capacity)
             drop_oldest();
-        queue.push_back(std::move(perform));
+        queue.push_back(command_for_log_sender(std::move(perform)));
     }
     arrival.notify_one();
 }

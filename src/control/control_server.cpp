@@ -10,6 +10,7 @@
 #include "core/exit_status.h"
 #include "core/life_signs.h"
 #include "core/log.h"
+#include "core/log_senders.h"
 #include "core/statistics.h"
 #include "core/threads.h"
 #include "media/relay.h"
@@ -138,6 +139,7 @@ void init_device_discovery() {
 }
 
 void handle_app_datagram(Bytes datagram, const sockaddr_in& sender) {
+    set_log_sender(sender.sin_addr.s_addr);
     if (!datagram.empty() && datagram[0] == '[') {
         queue_command(
             [copy = std::vector(datagram.begin(), datagram.end())] { handle_test_datagram(copy); });

@@ -6,6 +6,7 @@
 #include "control/control_server.h"
 #include "core/clock.h"
 #include "core/log.h"
+#include "core/log_senders.h"
 #include "core/statistics.h"
 #include "core/text.h"
 #include "core/threads.h"
@@ -46,6 +47,7 @@ void receive_step(int socket, std::span<std::uint8_t> buffer) {
 } // namespace
 
 void handle_server_datagram(Bytes datagram, const sockaddr_in& sender) {
+    set_log_sender(sender.sin_addr.s_addr);
     if (datagram[0] == '{')
         take_answer(datagram, sender);
     else if (datagram[0] == 'B' && datagram.size() >= message_header_size)

@@ -28,11 +28,12 @@ void announce_wifi(const AppRequest& request) {
     const auto value = [&request](std::size_t number) {
         return request.values[number - 1].c_str();
     };
-    print_line("\nosmo iface %s ssid %s pass %s\n"
-               "network iface %s ssid %s pass %s\n"
-               "AP iface %s ssid %s pass %s mode %s channel %s country %s\n",
-               value(1), value(2), value(3), value(4), value(5), value(6), value(7), value(8),
+    print_line("%s", "");
+    print_line("osmo iface %s ssid %s pass %s", value(1), value(2), value(3));
+    print_line("network iface %s ssid %s pass %s", value(4), value(5), value(6));
+    print_line("AP iface %s ssid %s pass %s mode %s channel %s country %s", value(7), value(8),
                value(9), value(10), value(11), value(12));
+    print_line("%s", "");
 }
 
 void log_rc_modes() {

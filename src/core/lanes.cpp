@@ -2,6 +2,7 @@
 
 #include "core/clock.h"
 #include "core/log.h"
+#include "core/log_senders.h"
 #include "core/statistics.h"
 #include "core/threads.h"
 
@@ -66,11 +67,12 @@ bool add_job(const std::string& lane_name, LaneJob job) {
     remove_kind(lane, job.kind);
     if (lane.waiting.size() == lane_capacity) {
         count(statistics().commands_dropped);
-        log_limited_warning(lane.drops, millisecond_clock(),
+        log_limited_warning(lane.drops, timer_clock(),
                             "%s: command dropped, %zu others wait for their turn",
                             lane_name.c_str(), lane_capacity);
         return false;
     }
+    job.run = command_for_log_sender(std::move(job.run));
     lane.waiting.push_back(std::move(job));
     start_lane(place->first, lane);
     return true;

@@ -1,16 +1,20 @@
 #include "core/log.h"
 
 #include "core/clock.h"
+#include "core/log_outlet.h"
+#include "core/log_senders.h"
+#include "core/log_text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <span>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 namespace fieldrelaybox {
@@ -21,43 +25,6 @@ namespace {
 constexpr std::string_view error_prefix = "<3>";
 constexpr std::string_view warning_prefix = "<4>";
 constexpr std::string_view information_prefix = "<6>";
-
-iovec part_of(std::string_view text) {
-    return {.iov_base = const_cast<char*>(text.data()), .iov_len = text.size()};
-}
-
-// A descriptor that cannot take the line loses it: there is nowhere left to tell.
-void write_line(int descriptor, std::string_view prefix, std::string_view text) {
-    const std::array<iovec, 3> parts{part_of(prefix), part_of(text), part_of("\n")};
-    [[maybe_unused]] const ssize_t written = writev(descriptor, parts.data(), parts.size());
-}
-
-// A line feed in the text, which may come from the network, must not let the rest set a priority.
-void write_each_line(int descriptor, std::string_view prefix, std::string_view text) {
-    std::size_t line_feed = prefix.empty() ? std::string_view::npos : text.find('\n');
-    for (; line_feed != std::string_view::npos; line_feed = text.find('\n')) {
-        write_line(descriptor, prefix, text.substr(0, line_feed));
-        text.remove_prefix(line_feed + 1);
-    }
-    write_line(descriptor, prefix, text);
-}
-
-void format_line(int descriptor, std::string_view prefix, const char* format, va_list arguments) {
-    std::array<char, 512> short_text{};
-    va_list again;
-    va_copy(again, arguments);
-    // The analyzer loses track of the fourth caller's va_start.
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
-    const int length = std::vsnprintf(short_text.data(), short_text.size(), format, arguments);
-    if (length >= 0 && static_cast<std::size_t>(length) < short_text.size()) {
-        write_each_line(descriptor, prefix, {short_text.data(), static_cast<std::size_t>(length)});
-    } else if (length > 0) {
-        std::string long_text(static_cast<std::size_t>(length) + 1, '\0');
-        std::vsnprintf(long_text.data(), long_text.size(), format, again);
-        write_each_line(descriptor, prefix, {long_text.data(), static_cast<std::size_t>(length)});
-    }
-    va_end(again);
-}
 
 // systemd tells its services which file the journal reads; see systemd.exec(5).
 bool is_read_by_the_journal(int descriptor) {
@@ -72,8 +39,47 @@ bool is_read_by_the_journal(int descriptor) {
     return std::string_view(file.data()) == journal;
 }
 
+// Longer ones are cut.
+constexpr std::size_t longest_line = 1000;
+
+LogOutlet error_outlet{.descriptor = STDERR_FILENO};
+LogOutlet output_outlet{.descriptor = STDOUT_FILENO};
+
+// A line under way; what does not fit is left out.
+struct Line {
+    std::array<char, longest_log_output> bytes;
+    std::size_t size = 0;
+};
+
+void append(Line& line, std::string_view text) {
+    line.size += text.copy(line.bytes.data() + line.size, line.bytes.size() - line.size);
+}
+
+// text is what there was room for of all characters.
+void append_shown(Line& line, std::string_view text, std::size_t all) {
+    const ShownText shown = show_text(text, std::span(line.bytes).subspan(line.size, longest_line));
+    line.size += shown.written;
+    if (shown.read < all)
+        append(line, "... (" + std::to_string(all) + " characters)");
+}
+
 std::string_view for_journal(std::string_view prefix) {
     return is_read_by_the_journal(STDERR_FILENO) ? prefix : "";
+}
+
+void write_line(LogOutlet& outlet, std::string_view prefix, const char* format, va_list arguments) {
+    constexpr std::size_t longest_character = 4; // the last that is shown may begin at the end
+    std::array<char, longest_line + longest_character> text{};
+    const int length = std::vsnprintf(text.data(), text.size(), format, arguments);
+    if (length < 0)
+        return;
+    Line line;
+    append(line, prefix);
+    const auto all = static_cast<std::size_t>(length);
+    append_shown(line, {text.data(), std::min(all, text.size() - 1)}, all);
+    append(line, "\n");
+    write_log_line(outlet, prefix.empty() ? prefix : warning_prefix,
+                   {line.bytes.data(), line.size});
 }
 
 bool may_log(LogLimit& limit, std::int64_t now) {
@@ -87,33 +93,49 @@ bool may_log(LogLimit& limit, std::int64_t now) {
 
 } // namespace
 
+void open_log() {
+    open_log_outlet(error_outlet);
+    open_log_outlet(output_outlet);
+}
+
 void log_line(const char* format, ...) {
+    if (!take_log_allowance())
+        return;
     va_list arguments;
     va_start(arguments, format);
-    format_line(STDERR_FILENO, for_journal(information_prefix), format, arguments);
+    write_line(error_outlet, for_journal(information_prefix), format, arguments);
     va_end(arguments);
 }
 
 void log_warning(const char* format, ...) {
+    if (!take_log_allowance())
+        return;
     va_list arguments;
     va_start(arguments, format);
-    format_line(STDERR_FILENO, for_journal(warning_prefix), format, arguments);
+    write_line(error_outlet, for_journal(warning_prefix), format, arguments);
     va_end(arguments);
 }
 
 void log_error(const char* format, ...) {
+    if (!take_log_allowance())
+        return;
     va_list arguments;
     va_start(arguments, format);
-    format_line(STDERR_FILENO, for_journal(error_prefix), format, arguments);
+    write_line(error_outlet, for_journal(error_prefix), format, arguments);
     va_end(arguments);
 }
 
 void print_line(const char* format, ...) {
-    std::fflush(stdout);
+    if (!take_log_allowance())
+        return;
     va_list arguments;
     va_start(arguments, format);
-    format_line(STDOUT_FILENO, "", format, arguments);
+    write_line(output_outlet, "", format, arguments);
     va_end(arguments);
+}
+
+void print_own_line(std::string_view line) {
+    write_log_line(output_outlet, "", std::string(line) + "\n");
 }
 
 LogLimits& log_limits() {
@@ -132,7 +154,7 @@ void log_limited_warning(LogLimit& limit, std::int64_t now, const char* format, 
         line += " (" + std::to_string(count) + " more left out)";
     va_list arguments;
     va_start(arguments, format);
-    format_line(STDERR_FILENO, for_journal(warning_prefix), line.c_str(), arguments);
+    write_line(error_outlet, for_journal(warning_prefix), line.c_str(), arguments);
     va_end(arguments);
 }
 

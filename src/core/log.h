@@ -3,18 +3,29 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string_view>
 
 namespace fieldrelaybox {
+
+// Called once at the start: from then on a line never waits for whoever reads the log. Lines that
+// nobody reads are lost, counted, and told of when somebody reads again.
+void open_log();
 
 // Write one line (printf format, without the line feed) to standard error in a single write. The
 // three look alike, but in systemd's journal each has its priority: an error is a part of the box
 // that does not work, a warning something that was left out or given up, a line everything else.
+// Control characters, a line feed too, and bytes that are no UTF-8 are shown as \xNN; beyond 1,000
+// characters a line is cut and tells its length. What comes from outside has a limit for each
+// sender (core/log_senders.h).
 [[gnu::format(printf, 1, 2)]] void log_line(const char* format, ...);
 [[gnu::format(printf, 1, 2)]] void log_warning(const char* format, ...);
 [[gnu::format(printf, 1, 2)]] void log_error(const char* format, ...);
 
-// Writes one line to standard output in a single write.
+// Writes one line to standard output in the same way.
 [[gnu::format(printf, 1, 2)]] void print_line(const char* format, ...);
+
+// Writes a text of the daemon's own to standard output as it is, and a line feed.
+void print_own_line(std::string_view line);
 
 // For events that can repeat endlessly: one limit per kind of line.
 struct LogLimit {

@@ -56,6 +56,7 @@ void start_services() {
 } // namespace
 
 int run_daemon() {
+    open_log();
     std::signal(SIGPIPE, SIG_IGN); // a log reader that goes away must not end the daemon
     std::signal(SIGCHLD, SIG_DFL); // inherited as ignored, it would hide what commands return
     start_waiting_for_signals();
@@ -63,7 +64,7 @@ int run_daemon() {
         return opening == Opening::in_use ? exit_already_running : exit_unable;
     stamp_identity();
     open_statistics(); // before anything is counted
-    print_line("\033[1;37mFieldrelaybox %s\033[0m", version_text("v.").c_str());
+    print_own_line("\033[1;37mFieldrelaybox " + version_text("v.") + "\033[0m");
     if (!init_config_record())
         return exit_unable;
     Supervisor supervisor{.pass_count = 0, .mirror = open_config_mirror()};

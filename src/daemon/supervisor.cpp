@@ -11,6 +11,7 @@
 #include "core/lanes.h"
 #include "core/life_signs.h"
 #include "core/log.h"
+#include "core/log_senders.h"
 #include "core/service_manager.h"
 #include "core/shell.h"
 #include "core/status_block.h"
@@ -116,6 +117,7 @@ void run_supervisor_pass(Supervisor& supervisor) {
     sync_camera_clock();
     sweep_app_clients(timer_clock());
     resume_lanes();
+    tell_lines_left_out();
     server_keepalive();
     if (supervisor.pass_count % passes_between_probes == 0)
         probe_internet();

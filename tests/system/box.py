@@ -118,8 +118,9 @@ def assert_documented(title: str, **rows: str | bytes) -> None:
     assert example in page, f"{path.name} lacks:{example}"
 
 
-def send(data: bytes, port: int, address: str = LOOPBACK) -> None:
+def send(data: bytes, port: int, address: str = LOOPBACK, source: str = "") -> None:
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+        sender.bind((source, 0))
         sender.sendto(data, (address, port))
 
 
@@ -128,12 +129,16 @@ class Lines:
 
     def __init__(self, stream: IO[bytes]) -> None:
         self.lines: list[str] = []
+        self.reading = threading.Event()
+        """While it is clear nobody reads the stream."""
+        self.reading.set()
         self._stream, self._changed, self._ended = stream, threading.Condition(), False
         self._thread = threading.Thread(target=self._read, daemon=True)
         self._thread.start()
 
     def _read(self) -> None:
         for raw in self._stream:
+            self.reading.wait()
             with self._changed:
                 self.lines.append(raw.decode("utf-8", "replace").rstrip("\n"))
                 self._changed.notify_all()
@@ -188,6 +193,7 @@ class Box:
         self.idle_threads = 0
         self.directory = Path(self._home.name)
         self.stand_ins = StandIns(self.directory / "stand-ins")
+        self.fences = 0
         for name in ("bin/wlanstatus", "scripts/hdmi-change.sh", "scripts/hdmi-mode.sh",
                      "scripts/audio-change.sh", "scripts/audio-volume.sh", "scripts/audio-gain.sh"):
             place = self.directory / name
@@ -263,7 +269,8 @@ class Box:
     def fence(self) -> None:
         """Return when everything sent to the app port before was taken from it."""
         printed = len(self.printed.lines)
-        send(FENCE, app_protocol.PORT)
+        self.fences += 1  # each from another sender, since what one sender can log has a limit
+        send(FENCE, app_protocol.PORT, source=f"127.7.7.{1 + self.fences % 250}")
         self.printed.wait_for("77 ", printed)
 
     def socket_at(self, port: int) -> socket.socket:

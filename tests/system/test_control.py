@@ -1,6 +1,7 @@
 """The control server: registration, removal, silence, commands, test datagrams, periodic records."""
 
 import time
+import socket
 import unittest
 
 from box import (DOCS, FENCE, LOOPBACK, TIMEOUT, App, BoxTestCase, Camera, app_protocol,
@@ -19,6 +20,25 @@ class Registration(BoxTestCase):
         app = App()
         self.addCleanup(app.close)
         return app
+
+    def test_nobody_fills_the_log(self) -> None:
+        """What is left out is counted, and another sender's line is not."""
+        log, start, address = self.box.log, len(self.box.log.lines), "127.0.0.9"
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as flood:
+            flood.bind((address, 0))
+            for _ in range(500):
+                for datagram in (app_protocol.register(False), app_protocol.unregister()):
+                    flood.sendto(datagram, (LOOPBACK, app_protocol.PORT))
+        app = self.app()
+        log.wait_for(f"client connected from {LOOPBACK}:{app.port}", start, whole=False)
+
+        def told() -> tuple[int, int]:
+            lines = [line for line in log.lines[start:] if address in line]
+            notes = [line for line in lines if line.endswith(" more left out)")]
+            left_out = sum(int(note.split("(")[1].split()[0]) for note in notes)
+            return len(lines) - len(notes), left_out
+        wait_until(lambda: sum(told()) == 1000, "the rest is told of")
+        self.assertLess(told()[0], 100)
 
     def test_first_datagrams(self) -> None:
         for case in RECORDS["registration"]["cases"]:

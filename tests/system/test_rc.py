@@ -80,8 +80,12 @@ class NewMap(Pilot):
         self.expect(STOP)
         wait_until(lambda: self.box.stand_ins.runs("killall"), "the map is saved")
         self.assertEqual({got.name for got in self.rc.seen[seen:]}, {FULL, STOP})
-        self.sticks.refresh()
-        self.expect("gimbal speed 0,-500")
+
+
+        def follows() -> bool:
+            self.sticks.refresh()  # until the box has cleared the state for the last time
+            return any(got.name == "gimbal speed 0,-500" for got in self.rc.seen)
+        wait_until(follows, "the new map acts")
 
 
 class Flight(Pilot):

@@ -1,11 +1,13 @@
 """Whatever arrives, the daemon answers afterwards and is no larger than before."""
 
+import fcntl
 import random
 import time
 import unittest
 
-from box import (MEMORY_IS_ITS_OWN, PORTS, App, BoxTestCase, Camera, app_protocol, frames, send,
-                 wait_until)
+from box import (FENCE, MEMORY_IS_ITS_OWN, PORTS, App, BoxTestCase, Camera, app_protocol, frames,
+                 send, wait_until)
+from fieldrelaybox.box_status import read_counts
 
 GARBAGE_SECONDS = 2
 FLOOD = 3000
@@ -63,6 +65,23 @@ class Robustness(BoxTestCase):
         wait_until(lambda: self.box.status["app_client_count"] > 0, "garbage apps are counted")
         wait_until(lambda: self.box.status["app_client_count"] == 0, "the last of them is gone")
         self.assert_steady()
+
+    def test_a_log_that_nobody_reads(self) -> None:
+        """Nobody waits for its reader; what is lost is counted and told, and all else is whole."""
+        fcntl.fcntl(self.box.process.stderr, fcntl.F_SETPIPE_SZ, 4096)
+        log, start = self.box.log, len(self.box.log.lines)
+        log.reading.clear()
+        for _ in range(30):
+            send(b"[7" + bytes(400 * "x", "ascii"), app_protocol.PORT)
+        self.box.fence()
+        self.assertGreater(read_counts()["log_lines_lost"], 0)
+        log.reading.set()
+        wait_until(lambda: (self.box.fence(), "lost" in "".join(log.lines[start:]))[1], "told")
+        told = log.lines[start:]
+        lost = [int(line.split()[0]) for line in told if line.endswith("lost: nobody read them")]
+        whole = ("test command [7" + 400 * "x", "test command " + FENCE.decode())
+        self.assertEqual(sum(lost), read_counts()["log_lines_lost"])
+        self.assertEqual({line for line in told if "[7" in line}, set(whole))
 
     def flood(self) -> int:
         """Thousands of commands that take a moment each; the most threads seen on the way."""

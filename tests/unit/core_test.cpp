@@ -43,20 +43,30 @@ TEST(Log, limit_lets_one_line_through_per_second_and_tells_of_the_others) {
               "at 0\nat 1000 (2 more left out)\nat 2000 (1 more left out)\nat 3000\n");
 }
 
-TEST(Log, lines_have_priorities_in_the_journal_alone) {
+TEST(Log, lines_are_single_readable_and_bounded_with_priorities_in_the_journal) {
     testing::internal::CaptureStderr();
-    log_warning("no\n%s", "journal");
+    log_warning("no journal");
     struct stat details {};
     ASSERT_EQ(fstat(STDERR_FILENO, &details), 0);
     const std::string journal =
         std::to_string(details.st_dev) + ":" + std::to_string(details.st_ino);
     setenv("JOURNAL_STREAM", journal.c_str(), 1);
     log_line("line %d", 1);
-    log_warning("cut %s", "in\n<0>two"); // as text from the network can be
-    log_error("error");
+    log_warning("in %s", "one\n<0>line\x7F\x1B[2J"); // as text from the network can be
+    log_error("%s",
+              "K\xC3\xBC"
+              "che \xE2\x82\xAC \xF0\x9F\x8E\xA5, no \xC2\x9B \xFC \xE0\x80\xAF \xED\xA0\x80 \xC3");
+    log_line("%s", (std::string(998, 'a') + "\n" + "b").c_str());
+    log_line("%s", (std::string(998, 'a') + "\xC3\xBC").c_str());
+    log_line("%s", (std::string(999, 'a') + "\xC3\xBC").c_str());
+    log_line("%s", std::string(70'000, 'a').c_str());
     unsetenv("JOURNAL_STREAM");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "no\njournal\n<6>line 1\n<4>cut in\n<4><0>two\n<3>error\n");
+              "no journal\n<6>line 1\n<4>in one\\x0a<0>line\\x7f\\x1b[2J\n"
+              "<3>Küche € 🎥, no \\xc2\\x9b \\xfc \\xe0\\x80\\xaf \\xed\\xa0\\x80 \\xc3\n<6>" +
+                  std::string(998, 'a') + "... (1000 characters)\n<6>" + std::string(998, 'a') +
+                  "ü\n<6>" + std::string(999, 'a') + "... (1001 characters)\n<6>" +
+                  std::string(1000, 'a') + "... (70000 characters)\n");
 }
 
 TEST(VideoWatchdog, judges_by_its_own_flag) {

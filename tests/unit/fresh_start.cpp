@@ -9,6 +9,7 @@
 #include "config/config_record.h"
 #include "config/config_saving.h"
 #include "core/log.h"
+#include "core/log_senders.h"
 #include "core/status_block.h"
 #include "core/threads.h"
 #include "media/udp_clients.h"
@@ -34,6 +35,7 @@ class FreshStart : public testing::EmptyTestEventListener {
         std::construct_at(&camera_builder_state());
         std::construct_at(&camera_link());
         std::construct_at(&log_limits());
+        set_log_sender(0);
         set_message_socket(-1);
         server_settings_changed();
         clear_app_clients();

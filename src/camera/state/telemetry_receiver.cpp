@@ -11,6 +11,7 @@
 #include "core/ip_forwarding.h"
 #include "core/life_signs.h"
 #include "core/log.h"
+#include "core/log_senders.h"
 #include "core/sockets.h"
 #include "core/statistics.h"
 #include "core/status_block.h"
@@ -37,7 +38,8 @@ bool camera_is_ignored() {
 
 // The camera's datagrams come from another port than before. The very first contact counts as that
 // too.
-void change_source() {
+void change_source(const sockaddr_in& sender) {
+    set_log_sender(sender.sin_addr.s_addr);
     log_line("data disconnected");
     clear_live_link_bytes();
     store<std::uint8_t>(config_record().video_connected, 0);
@@ -156,7 +158,7 @@ void start_telemetry_receiver() {
 void handle_camera_datagram(Bytes datagram, const sockaddr_in& sender, std::int64_t now) {
     set_camera_address(sender);
     if (camera_link().source_port != ntohs(sender.sin_port))
-        change_source();
+        change_source(sender);
     if (!camera_connected())
         connect_camera(ntohs(sender.sin_port), now);
     camera_link().last_datagram_ms.store(now, std::memory_order_relaxed);

@@ -1,0 +1,103 @@
+#include "core/log_senders.h"
+
+#include "core/clock.h"
+#include "core/log.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <array>
+#include <mutex>
+#include <utility>
+
+namespace fieldrelaybox {
+
+namespace {
+
+// A sender may log 50 lines at once and ten a second for ever. The lines of commands cost a quarter
+// of that, so that those of a slider, which can come every 30 ms, are all there.
+constexpr std::int64_t allowance_ms = 5000;
+constexpr std::int64_t line_cost_ms = 100;
+constexpr std::int64_t command_line_cost_ms = 25;
+
+constexpr std::size_t sender_capacity = 16;
+
+// Whoever has used nothing of the allowance leaves the place to others.
+struct LogSender {
+    std::uint32_t address;
+    std::int64_t paid_until; // timer clock at which the allowance is whole again
+    std::uint32_t left_out;
+};
+
+std::mutex mutex; // guards senders
+// The last place is for all who find no place of their own.
+std::array<LogSender, sender_capacity + 1> senders{};
+
+thread_local std::uint32_t sender_of_this_thread = 0;
+thread_local std::int64_t cost_in_this_thread = line_cost_ms;
+
+// mutex is held.
+LogSender& find_place(std::uint32_t address, std::int64_t now) {
+    auto* const others = senders.end() - 1;
+    auto* place = std::find_if(senders.begin(), others,
+                               [&](const LogSender& sender) { return sender.address == address; });
+    if (place == others)
+        place = std::find_if(senders.begin(), others, [&](const LogSender& sender) {
+            return sender.paid_until <= now && sender.left_out == 0;
+        });
+    place->address = place == others ? 0 : address;
+    return *place;
+}
+
+void tell_left_out(const LogSender& sender) {
+    std::array<char, INET_ADDRSTRLEN> name{"other senders"};
+    if (sender.address != 0)
+        inet_ntop(AF_INET, &sender.address, name.data(), name.size());
+    log_line("too many lines for %s (%u more left out)", name.data(), sender.left_out);
+}
+
+} // namespace
+
+void set_log_sender(std::uint32_t address) {
+    sender_of_this_thread = address;
+    cost_in_this_thread = line_cost_ms;
+}
+
+std::function<void()> command_for_log_sender(std::function<void()> body) {
+    return [sender = sender_of_this_thread, body = std::move(body)] {
+        set_log_sender(sender);
+        cost_in_this_thread = command_line_cost_ms;
+        body();
+        set_log_sender(0);
+    };
+}
+
+bool take_log_allowance() {
+    if (sender_of_this_thread == 0)
+        return true;
+    const std::int64_t now = timer_clock();
+    const std::lock_guard lock(mutex);
+    LogSender& sender = find_place(sender_of_this_thread, now);
+    const std::int64_t paid_until = std::max(sender.paid_until, now) + cost_in_this_thread;
+    if (paid_until - now > allowance_ms) {
+        ++sender.left_out;
+        return false;
+    }
+    sender.paid_until = paid_until;
+    return true;
+}
+
+void tell_lines_left_out() {
+    std::array<LogSender, sender_capacity + 1> told{};
+    {
+        const std::lock_guard lock(mutex);
+        told = senders;
+        for (LogSender& sender : senders)
+            sender.left_out = 0;
+    }
+    for (const LogSender& sender : told) {
+        if (sender.left_out > 0)
+            tell_left_out(sender);
+    }
+}
+
+} // namespace fieldrelaybox

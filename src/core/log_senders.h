@@ -1,0 +1,25 @@
+// Who a line of the log is written for, and how much each sender may log: nobody can fill the log,
+// or use up the allowance of another. Entered by whoever takes what comes from outside.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+namespace fieldrelaybox {
+
+// From now on the calling thread logs for the sender with this IPv4 address (as in sin_addr); 0:
+// for the daemon itself, which has no limit.
+void set_log_sender(std::uint32_t address);
+
+// A command's body, which logs for the sender for whom the calling thread does, in whatever thread
+// it runs.
+std::function<void()> command_for_log_sender(std::function<void()> body);
+
+// Whether the calling thread may write a line now; false when its sender has used up the allowance,
+// and then the line is counted as left out.
+bool take_log_allowance();
+
+// Logs how many lines of whom were left out since the last call.
+void tell_lines_left_out();
+
+} // namespace fieldrelaybox
