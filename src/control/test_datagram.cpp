@@ -2,6 +2,7 @@
 
 #include "camera/link/camera_link.h"
 #include "core/log.h"
+#include "core/log_senders.h"
 
 #include <algorithm>
 #include <array>
@@ -36,6 +37,7 @@ void handle_test_datagram(Bytes datagram) {
     const std::string text(
         reinterpret_cast<const char*>(datagram.data()),
         strnlen(reinterpret_cast<const char*>(datagram.data()), datagram.size()));
+    set_log_kind(LogKind::test_datagram);
     log_line("test command %s", text.c_str());
     std::vector<std::uint8_t> bytes = parse_hex_list(std::string_view(text).substr(1));
     std::string printed;

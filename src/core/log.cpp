@@ -39,11 +39,8 @@ bool is_read_by_the_journal(int descriptor) {
     return std::string_view(file.data()) == journal;
 }
 
-// Longer ones are cut.
-constexpr std::size_t longest_line = 1000;
-
-LogOutlet error_outlet{.descriptor = STDERR_FILENO};
-LogOutlet output_outlet{.descriptor = STDOUT_FILENO};
+LogOutlet error_outlet{.descriptor = STDERR_FILENO, .longest_line = 1000};
+LogOutlet output_outlet{.descriptor = STDOUT_FILENO, .longest_line = longest_log_line};
 
 // A line under way; what does not fit is left out.
 struct Line {
@@ -56,8 +53,8 @@ void append(Line& line, std::string_view text) {
 }
 
 // text is what there was room for of all characters.
-void append_shown(Line& line, std::string_view text, std::size_t all) {
-    const ShownText shown = show_text(text, std::span(line.bytes).subspan(line.size, longest_line));
+void append_shown(Line& line, std::string_view text, std::size_t all, std::size_t longest) {
+    const ShownText shown = show_text(text, std::span(line.bytes).subspan(line.size, longest));
     line.size += shown.written;
     if (shown.read < all)
         append(line, "... (" + std::to_string(all) + " characters)");
@@ -69,14 +66,14 @@ std::string_view for_journal(std::string_view prefix) {
 
 void write_line(LogOutlet& outlet, std::string_view prefix, const char* format, va_list arguments) {
     constexpr std::size_t longest_character = 4; // the last that is shown may begin at the end
-    std::array<char, longest_line + longest_character> text{};
+    std::array<char, longest_log_line + longest_character> text;
     const int length = std::vsnprintf(text.data(), text.size(), format, arguments);
     if (length < 0)
         return;
     Line line;
     append(line, prefix);
     const auto all = static_cast<std::size_t>(length);
-    append_shown(line, {text.data(), std::min(all, text.size() - 1)}, all);
+    append_shown(line, {text.data(), std::min(all, text.size() - 1)}, all, outlet.longest_line);
     append(line, "\n");
     write_log_line(outlet, prefix.empty() ? prefix : warning_prefix,
                    {line.bytes.data(), line.size});
@@ -126,8 +123,6 @@ void log_error(const char* format, ...) {
 }
 
 void print_line(const char* format, ...) {
-    if (!take_log_allowance())
-        return;
     va_list arguments;
     va_start(arguments, format);
     write_line(output_outlet, "", format, arguments);

@@ -15,13 +15,13 @@ void open_log();
 // three look alike, but in systemd's journal each has its priority: an error is a part of the box
 // that does not work, a warning something that was left out or given up, a line everything else.
 // Control characters, a line feed too, and bytes that are no UTF-8 are shown as \xNN; beyond 1,000
-// characters a line is cut and tells its length. What comes from outside has a limit for each
-// sender (core/log_senders.h).
+// characters a line is cut and tells its length. Each sender has a limit (core/log_senders.h).
 [[gnu::format(printf, 1, 2)]] void log_line(const char* format, ...);
 [[gnu::format(printf, 1, 2)]] void log_warning(const char* format, ...);
 [[gnu::format(printf, 1, 2)]] void log_error(const char* format, ...);
 
-// Writes one line to standard output in the same way.
+// Writes one line to standard output in the same way, but cut beyond 3,900 characters only and
+// without limit for a sender: nobody keeps those.
 [[gnu::format(printf, 1, 2)]] void print_line(const char* format, ...);
 
 // Writes a text of the daemon's own to standard output as it is, and a line feed.

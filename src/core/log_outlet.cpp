@@ -45,19 +45,24 @@ bool put_rest(LogOutlet& outlet) {
            (put(outlet, {outlet.rest.data(), outlet.rest_size}) && outlet.rest_size == 0);
 }
 
-// outlet.mutex is held.
-bool tell_lost(LogOutlet& outlet, std::string_view prefix) {
-    if (outlet.untold == 0)
-        return true;
-    std::array<char, 80> notice{};
+// outlet.mutex is held. Both in one write: where there is no room for the line, nothing flows yet.
+bool put_behind_notice(LogOutlet& outlet, std::string_view prefix, std::string_view line) {
+    std::array<char, longest_log_output> both{};
     const int length =
-        std::snprintf(notice.data(), notice.size(), "%.*s%llu lines lost: nobody read them\n",
+        std::snprintf(both.data(), both.size(), "%.*s%llu lines lost: nobody read them\n",
                       static_cast<int>(prefix.size()), prefix.data(),
                       static_cast<unsigned long long>(outlet.untold));
-    if (!put(outlet, {notice.data(), static_cast<std::size_t>(length)}))
+    const auto size = static_cast<std::size_t>(length);
+    const std::size_t copied = line.copy(both.data() + size, both.size() - size);
+    if (!put(outlet, {both.data(), size + copied}))
         return false;
     outlet.untold = 0;
-    return outlet.rest_size == 0;
+    return true;
+}
+
+// outlet.mutex is held.
+bool put_line(LogOutlet& outlet, std::string_view notice_prefix, std::string_view line) {
+    return outlet.untold == 0 ? put(outlet, line) : put_behind_notice(outlet, notice_prefix, line);
 }
 
 } // namespace
@@ -82,7 +87,7 @@ void open_log_outlet(LogOutlet& outlet) {
 
 void write_log_line(LogOutlet& outlet, std::string_view notice_prefix, std::string_view line) {
     const std::lock_guard lock(outlet.mutex);
-    if (put_rest(outlet) && tell_lost(outlet, notice_prefix) && put(outlet, line))
+    if (put_rest(outlet) && put_line(outlet, notice_prefix, line))
         return;
     ++outlet.untold;
     count(statistics().log_lines_lost);

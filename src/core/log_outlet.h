@@ -10,9 +10,10 @@
 
 namespace fieldrelaybox {
 
-// The longest line with its priority, the note of its length and its line feed: short enough for a
-// pipe to take it whole or not at all.
-inline constexpr std::size_t longest_log_output = 1100;
+// Longer lines are cut: with its priority, the note of its length, its line feed and a notice of
+// lost lines a line is short enough for a pipe to take it whole or not at all.
+inline constexpr std::size_t longest_log_line = 3900;
+inline constexpr std::size_t longest_log_output = 4096;
 
 enum class OutletKind : std::uint8_t {
     asked,  // it is asked before each line whether it has room
@@ -22,6 +23,7 @@ enum class OutletKind : std::uint8_t {
 
 struct LogOutlet {
     int descriptor;
+    std::size_t longest_line; // characters
     OutletKind kind = OutletKind::asked;
     std::mutex mutex{}; // guards the rest, and keeps lines whole; nothing waits while it is held
     std::array<char, longest_log_output> rest{}; // of a line that a terminal took in part

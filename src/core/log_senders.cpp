@@ -13,18 +13,18 @@ namespace fieldrelaybox {
 
 namespace {
 
-// A sender may log 50 lines at once and ten a second for ever. The lines of commands cost a quarter
-// of that, so that those of a slider, which can come every 30 ms, are all there.
-constexpr std::int64_t allowance_ms = 5000;
-constexpr std::int64_t line_cost_ms = 100;
-constexpr std::int64_t command_line_cost_ms = 25;
+// A sender may log 500 lines of commands at once and 50 a second for ever, since a slider can come
+// every 30 ms; of each other kind 50 at once and five a second.
+constexpr std::size_t kinds = 3;
+constexpr std::int64_t allowance_ms = 10'000;
+constexpr std::array<std::int64_t, kinds> line_cost_ms{200, 20, 200}; // in the order of LogKind
 
 constexpr std::size_t sender_capacity = 16;
 
 // Whoever has used nothing of the allowance leaves the place to others.
 struct LogSender {
     std::uint32_t address;
-    std::int64_t paid_until; // timer clock at which the allowance is whole again
+    std::array<std::int64_t, kinds> paid_until; // timer clock at which an allowance is whole again
     std::uint32_t left_out;
 };
 
@@ -33,7 +33,7 @@ std::mutex mutex; // guards senders
 std::array<LogSender, sender_capacity + 1> senders{};
 
 thread_local std::uint32_t sender_of_this_thread = 0;
-thread_local std::int64_t cost_in_this_thread = line_cost_ms;
+thread_local std::size_t kind_in_this_thread = 0;
 
 // mutex is held.
 LogSender& find_place(std::uint32_t address, std::int64_t now) {
@@ -42,7 +42,7 @@ LogSender& find_place(std::uint32_t address, std::int64_t now) {
                                [&](const LogSender& sender) { return sender.address == address; });
     if (place == others)
         place = std::find_if(senders.begin(), others, [&](const LogSender& sender) {
-            return sender.paid_until <= now && sender.left_out == 0;
+            return std::ranges::max(sender.paid_until) <= now && sender.left_out == 0;
         });
     place->address = place == others ? 0 : address;
     return *place;
@@ -59,13 +59,17 @@ void tell_left_out(const LogSender& sender) {
 
 void set_log_sender(std::uint32_t address) {
     sender_of_this_thread = address;
-    cost_in_this_thread = line_cost_ms;
+    set_log_kind(LogKind::presence);
+}
+
+void set_log_kind(LogKind kind) {
+    kind_in_this_thread = static_cast<std::size_t>(kind);
 }
 
 std::function<void()> command_for_log_sender(std::function<void()> body) {
     return [sender = sender_of_this_thread, body = std::move(body)] {
         set_log_sender(sender);
-        cost_in_this_thread = command_line_cost_ms;
+        set_log_kind(LogKind::command);
         body();
         set_log_sender(0);
     };
@@ -77,12 +81,13 @@ bool take_log_allowance() {
     const std::int64_t now = timer_clock();
     const std::lock_guard lock(mutex);
     LogSender& sender = find_place(sender_of_this_thread, now);
-    const std::int64_t paid_until = std::max(sender.paid_until, now) + cost_in_this_thread;
-    if (paid_until - now > allowance_ms) {
+    std::int64_t& paid_until = sender.paid_until[kind_in_this_thread];
+    const std::int64_t paid = std::max(paid_until, now) + line_cost_ms[kind_in_this_thread];
+    if (paid - now > allowance_ms) {
         ++sender.left_out;
         return false;
     }
-    sender.paid_until = paid_until;
+    paid_until = paid;
     return true;
 }
 

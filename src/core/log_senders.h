@@ -7,9 +7,18 @@
 
 namespace fieldrelaybox {
 
+// What the lines are about. Each sender has an allowance for each.
+enum class LogKind : std::uint8_t {
+    presence, // who comes, goes, or sends from elsewhere; the format of what is sent
+    command,
+    test_datagram,
+};
+
 // From now on the calling thread logs for the sender with this IPv4 address (as in sin_addr); 0:
-// for the daemon itself, which has no limit.
+// for the daemon itself, which has no limit. The lines are about its presence.
 void set_log_sender(std::uint32_t address);
+
+void set_log_kind(LogKind kind);
 
 // A command's body, which logs for the sender for whom the calling thread does, in whatever thread
 // it runs.

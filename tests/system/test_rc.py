@@ -73,19 +73,16 @@ class Heartbeat(Pilot):
 
 class NewMap(Pilot):
     def test_a_new_map_waits_for_the_new_values(self) -> None:
+        self.note_idle_threads()
         self.box.stand_ins.answer("mount", seconds=1)
         app, seen = self.app(data_only=True), len(self.rc.seen)
         self.move("pan", HIGH, FULL)
         app.command(cmd="updateparam", name="rcin_map", value="tilt,pan" + MAP[8:])
         self.expect(STOP)
-        wait_until(lambda: self.box.stand_ins.runs("killall"), "the map is saved")
+        self.finish_commands()
         self.assertEqual({got.name for got in self.rc.seen[seen:]}, {FULL, STOP})
-
-
-        def follows() -> bool:
-            self.sticks.refresh()  # until the box has cleared the state for the last time
-            return any(got.name == "gimbal speed 0,-500" for got in self.rc.seen)
-        wait_until(follows, "the new map acts")
+        self.sticks.refresh()
+        self.expect("gimbal speed 0,-500")
 
 
 class Flight(Pilot):

@@ -76,12 +76,14 @@ class Robustness(BoxTestCase):
         self.box.fence()
         self.assertGreater(read_counts()["log_lines_lost"], 0)
         log.reading.set()
-        wait_until(lambda: (self.box.fence(), "lost" in "".join(log.lines[start:]))[1], "told")
-        told = log.lines[start:]
-        lost = [int(line.split()[0]) for line in told if line.endswith("lost: nobody read them")]
-        whole = ("test command [7" + 400 * "x", "test command " + FENCE.decode())
-        self.assertEqual(sum(lost), read_counts()["log_lines_lost"])
-        self.assertEqual({line for line in told if "[7" in line}, set(whole))
+
+        def told() -> bool:
+            self.box.fence()
+            told = [int(line.split()[0]) for line in log.lines[start:] if "nobody read" in line]
+            return sum(told) == read_counts()["log_lines_lost"]
+        wait_until(told, "what was lost is told")
+        whole = {"test command [7" + 400 * "x", "test command " + FENCE.decode()}
+        self.assertEqual({line for line in log.lines[start:] if "[7" in line}, whole)
 
     def flood(self) -> int:
         """Thousands of commands that take a moment each; the most threads seen on the way."""
