@@ -91,7 +91,7 @@ typedef struct Statistics {
     PeerCount udp_clients[10]; /* by place in the setting udp_clients; video and audio together */
     uint64_t settings_unsaved; /* 1 while the configuration file lacks a change, since its last save
                                   failed; else 0 */
-    uint64_t log_lines_lost;   /* nobody read standard error */
+    uint64_t log_lines_lost;   /* nobody read standard error or output */
 } Statistics;
 
 FIELDRELAYBOX_LAYOUT(InputCount, datagrams, 0);

@@ -13,18 +13,22 @@ namespace fieldrelaybox {
 
 namespace {
 
-// A sender may log 500 lines of commands at once and 50 a second for ever, since a slider can come
-// every 30 ms; of each other kind 50 at once and five a second.
-constexpr std::size_t kinds = 3;
-constexpr std::int64_t allowance_ms = 10'000;
-constexpr std::array<std::int64_t, kinds> line_cost_ms{200, 20, 200}; // in the order of LogKind
+// So many lines at once, and for ever one in each interval: a slider can come every 30 ms.
+struct Allowance {
+    std::int64_t at_once;
+    std::int64_t interval_ms;
+};
+
+constexpr std::array allowances{Allowance{50, 200}, Allowance{1000, 20},
+                                Allowance{1000, 20}}; // in the order of LogKind
 
 constexpr std::size_t sender_capacity = 16;
 
 // Whoever has used nothing of the allowance leaves the place to others.
 struct LogSender {
     std::uint32_t address;
-    std::array<std::int64_t, kinds> paid_until; // timer clock at which an allowance is whole again
+    std::array<std::int64_t, allowances.size()>
+        paid_until; // timer clock at which an allowance is whole again
     std::uint32_t left_out;
 };
 
@@ -82,8 +86,9 @@ bool take_log_allowance() {
     const std::lock_guard lock(mutex);
     LogSender& sender = find_place(sender_of_this_thread, now);
     std::int64_t& paid_until = sender.paid_until[kind_in_this_thread];
-    const std::int64_t paid = std::max(paid_until, now) + line_cost_ms[kind_in_this_thread];
-    if (paid - now > allowance_ms) {
+    const Allowance& allowance = allowances[kind_in_this_thread];
+    const std::int64_t paid = std::max(paid_until, now) + allowance.interval_ms;
+    if (paid - now > allowance.at_once * allowance.interval_ms) {
         ++sender.left_out;
         return false;
     }
