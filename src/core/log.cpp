@@ -6,6 +6,7 @@
 #include "core/log_text.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <array>
 #include <cstdarg>
 #include <cstdint>
@@ -131,6 +132,15 @@ void print_line(const char* format, ...) {
 
 void print_own_line(std::string_view line) {
     write_log_line(output_outlet, "", std::string(line) + "\n");
+}
+
+void tell_lines_left_out() {
+    for (const LinesLeftOut& left_out : take_lines_left_out()) {
+        std::array<char, INET_ADDRSTRLEN> name{"other senders"};
+        if (left_out.address != 0)
+            inet_ntop(AF_INET, &left_out.address, name.data(), name.size());
+        log_line("too many lines for %s (%u more left out)", name.data(), left_out.count);
+    }
 }
 
 LogLimits& log_limits() {

@@ -27,6 +27,9 @@ void open_log();
 // Writes a text of the daemon's own to standard output as it is, and a line feed.
 void print_own_line(std::string_view line);
 
+// Tells of what senders had no allowance for since the last call.
+void tell_lines_left_out();
+
 // For events that can repeat endlessly: one limit per kind of line.
 struct LogLimit {
     std::atomic<bool> used{false};

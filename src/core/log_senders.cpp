@@ -1,10 +1,8 @@
 #include "core/log_senders.h"
 
 #include "core/clock.h"
-#include "core/log.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
 #include <mutex>
 #include <utility>
@@ -52,13 +50,6 @@ LogSender& find_place(std::uint32_t address, std::int64_t now) {
     return *place;
 }
 
-void tell_left_out(const LogSender& sender) {
-    std::array<char, INET_ADDRSTRLEN> name{"other senders"};
-    if (sender.address != 0)
-        inet_ntop(AF_INET, &sender.address, name.data(), name.size());
-    log_line("too many lines for %s (%u more left out)", name.data(), sender.left_out);
-}
-
 } // namespace
 
 void set_log_sender(std::uint32_t address) {
@@ -96,18 +87,14 @@ bool take_log_allowance() {
     return true;
 }
 
-void tell_lines_left_out() {
-    std::array<LogSender, sender_capacity + 1> told{};
-    {
-        const std::lock_guard lock(mutex);
-        told = senders;
-        for (LogSender& sender : senders)
-            sender.left_out = 0;
-    }
-    for (const LogSender& sender : told) {
+std::vector<LinesLeftOut> take_lines_left_out() {
+    std::vector<LinesLeftOut> left_out;
+    const std::lock_guard lock(mutex);
+    for (LogSender& sender : senders) {
         if (sender.left_out > 0)
-            tell_left_out(sender);
+            left_out.push_back({sender.address, std::exchange(sender.left_out, 0)});
     }
+    return left_out;
 }
 
 } // namespace fieldrelaybox

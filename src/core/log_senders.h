@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 namespace fieldrelaybox {
 
@@ -28,7 +29,12 @@ std::function<void()> command_for_log_sender(std::function<void()> body);
 // and then the line is counted as left out.
 bool take_log_allowance();
 
-// Logs how many lines of whom were left out since the last call.
-void tell_lines_left_out();
+struct LinesLeftOut {
+    std::uint32_t address; // 0: of all senders that had no allowance of their own
+    std::uint32_t count;
+};
+
+// Whose lines were left out since the last call.
+std::vector<LinesLeftOut> take_lines_left_out();
 
 } // namespace fieldrelaybox

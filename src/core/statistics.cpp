@@ -1,11 +1,9 @@
 #include "core/statistics.h"
 
 #include "core/clock.h"
-#include "core/log.h"
 #include "core/shared_access.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -52,19 +50,17 @@ Statistics* make_region() {
 
 } // namespace
 
-void open_statistics() {
+bool open_statistics() {
     Statistics* const region = make_region();
-    if (region == nullptr) {
-        log_error("cannot keep the statistics in shared memory %s: %s", region_name,
-                  std::strerror(errno));
-        return;
-    }
+    if (region == nullptr)
+        return false;
     region->version = FIELDRELAYBOX_STATISTICS_VERSION;
     region->size = sizeof(Statistics);
     region->process_id = static_cast<std::uint32_t>(getpid());
     region->started = seconds_clock();
     std::atomic_ref(region->magic).store(FIELDRELAYBOX_STATISTICS_MAGIC, std::memory_order_release);
     record = region;
+    return true;
 }
 
 Statistics& statistics() {

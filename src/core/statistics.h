@@ -13,8 +13,8 @@
 namespace fieldrelaybox {
 
 // Makes the region anew (mode 0644), with room for all of it, and begins to count there from zero.
-// When that is impossible it is logged, and the daemon counts for itself alone.
-void open_statistics();
+// Returns false, with errno set, when that is impossible: the daemon then counts for itself alone.
+bool open_statistics();
 
 // The record. Before open_statistics it is a private one of zeros.
 Statistics& statistics();

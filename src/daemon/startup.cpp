@@ -19,8 +19,10 @@
 #include "media/relay.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 
 namespace fieldrelaybox {
 
@@ -63,7 +65,9 @@ int run_daemon() {
     if (const Opening opening = open_status_block(); opening != Opening::done)
         return opening == Opening::in_use ? exit_already_running : exit_unable;
     stamp_identity();
-    open_statistics(); // before anything is counted
+    if (!open_statistics()) // before anything is counted
+        log_error("cannot keep the statistics in shared memory %s: %s",
+                  FIELDRELAYBOX_STATISTICS_NAME, std::strerror(errno));
     print_own_line("\033[1;37mFieldrelaybox " + version_text("v.") + "\033[0m");
     if (!init_config_record())
         return exit_unable;

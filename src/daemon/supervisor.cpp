@@ -11,7 +11,6 @@
 #include "core/lanes.h"
 #include "core/life_signs.h"
 #include "core/log.h"
-#include "core/log_senders.h"
 #include "core/service_manager.h"
 #include "core/shell.h"
 #include "core/status_block.h"
