@@ -1,12 +1,15 @@
 #include "apps/messages.h"
 
 #include "apps/app_clients.h"
+#include "apps/app_sockets.h"
 #include "apps/server_link.h"
 #include "config/config_record.h"
+#include "core/clock.h"
 #include "core/shared_access.h"
 #include "core/statistics.h"
 
 #include <atomic>
+#include <cerrno>
 #include <span>
 #include <sys/socket.h>
 #include <sys/uio.h>
@@ -20,6 +23,31 @@ std::atomic<std::uint32_t> next_sequence{0}; // shared by all kinds
 
 // Above 0 while video or audio is being sent: status messages are then dropped, not queued.
 std::atomic<int> media_sends{0};
+
+// What waits in one slow network fills the shared socket, which then takes nothing for the other
+// apps either. For a while each app has a socket of its own, where it fills nobody else's.
+constexpr std::int32_t apart_ms = 10'000;
+
+std::atomic<bool> apart{false};
+std::atomic<std::uint32_t> apart_since_ms{0}; // meaningful only while apart
+
+void send_apart() {
+    apart_since_ms.store(millisecond_clock(), std::memory_order_relaxed);
+    apart.store(true, std::memory_order_release);
+}
+
+bool is_apart() {
+    if (!apart.load(std::memory_order_acquire))
+        return false;
+    if (has_passed(millisecond_clock(), apart_since_ms.load(std::memory_order_relaxed), apart_ms))
+        apart.store(false, std::memory_order_relaxed);
+    return apart.load(std::memory_order_relaxed);
+}
+
+// Whether the send that failed would have waited, and there is another way.
+bool is_shared_socket_full() {
+    return errno == EAGAIN && app_socket(spare_app_socket) >= 0;
+}
 
 using MessageHeader = std::array<std::uint8_t, message_header_size>;
 
@@ -65,15 +93,36 @@ unsigned count_failed_copy(const Copies& copies, unsigned failed) {
     return 1;
 }
 
-// One system call for all recipients. It stops at one that cannot be reached; the next call starts
-// with that one, fails at once, and it is skipped.
-void send_all(Copies& copies) {
+// One system call for all recipients, which never waits. It stops at one that cannot be reached;
+// the next call starts with that one, fails at once, and it is skipped. Returns at how many it
+// found the socket full, else the number of all.
+unsigned send_together(Copies& copies) {
     const int socket = message_socket.load(std::memory_order_relaxed);
     for (unsigned done = 0; done < copies.count;) {
-        const int sent = sendmmsg(socket, &copies.messages[done], copies.count - done, 0);
+        const int sent =
+            sendmmsg(socket, &copies.messages[done], copies.count - done, MSG_DONTWAIT);
+        if (sent <= 0 && is_shared_socket_full()) {
+            send_apart();
+            return done;
+        }
         done += sent > 0 ? count_sent_copies(copies, done, static_cast<unsigned>(sent))
                          : count_failed_copy(copies, done);
     }
+    return copies.count;
+}
+
+void send_all(Copies& copies) {
+    for (unsigned i = is_apart() ? 0 : send_together(copies); i < copies.count; ++i) {
+        if (sendmmsg(app_socket(copies.places[i]), &copies.messages[i], 1, MSG_DONTWAIT) == 1)
+            count_sent_copies(copies, i, 1);
+        else
+            count_failed_copy(copies, i);
+    }
+}
+
+ssize_t send_one(int socket, Bytes bytes, const sockaddr_in& app) {
+    return sendto(socket, bytes.data(), bytes.size(), MSG_DONTWAIT,
+                  reinterpret_cast<const sockaddr*>(&app), sizeof app);
 }
 
 void send_message(Bytes payload, MessageKind kind) {
@@ -130,9 +179,9 @@ void post_status_words(RecordCode code, std::int16_t first, std::int16_t second,
 }
 
 void send_to_app(Bytes bytes, const sockaddr_in& app) {
-    const ssize_t sent =
-        sendto(message_socket.load(std::memory_order_relaxed), bytes.data(), bytes.size(), 0,
-               reinterpret_cast<const sockaddr*>(&app), sizeof app);
+    ssize_t sent = send_one(message_socket.load(std::memory_order_relaxed), bytes, app);
+    if (sent < 0 && is_shared_socket_full())
+        sent = send_one(app_socket(spare_app_socket), bytes, app);
     count_sent(statistics().control_out, sent);
 }
 

@@ -14,11 +14,13 @@ enum class MessageKind : std::uint8_t { status = 0, video = 1, audio = 2 };
 
 inline constexpr std::size_t message_header_size = 12;
 
-// The socket that every message leaves from; set once by init_device_discovery.
+// The socket that messages leave from; set once by init_device_discovery. While it is full because
+// of an app behind a slow network, each app has one of its own (app_sockets.h).
 void set_message_socket(int socket);
 
 // Sends payload to every registered app that takes this kind. A status message is dropped while a
-// video or audio message is being sent. payload must not be larger than a datagram takes (65,495
+// video or audio message is being sent. Never waits: what the network of an app cannot take now is
+// lost to that app. payload must not be larger than a datagram takes (65,495
 // bytes).
 void post_message(Bytes payload, MessageKind kind);
 

@@ -1,6 +1,7 @@
 #include "control/control_server.h"
 
 #include "apps/app_clients.h"
+#include "apps/app_sockets.h"
 #include "apps/messages.h"
 #include "camera/commands/remote_control.h"
 #include "control/app_commands.h"
@@ -125,7 +126,7 @@ void init_device_discovery() {
     const int socket = open_udp_socket();
     set_socket_buffers(socket, socket_buffer_bytes, socket_buffer_bytes);
     set_socket_timeouts(socket, socket_time_limit_ms);
-    if (!bind_socket(socket, INADDR_ANY, control_port)) {
+    if (!bind_app_sockets(socket, control_port)) {
         log_error("discovery bind failed");
         std::_Exit(exit_already_running);
     }

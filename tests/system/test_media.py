@@ -1,11 +1,16 @@
 """The media relay: who gets which datagram, in which order, unchanged."""
 
 import os
+import socket
+import struct
+import subprocess
 import threading
+import time
 import unittest
 
 from box import (IP_FORWARD, App, BoxTestCase, Receiver, app_protocol, send,
                  wait_until)
+from fieldrelaybox.box_status import read_counts
 
 VIDEO_IN, AUDIO_IN, TRANSCODED_IN = 5000, 4001, 3001
 VIDEO_OUT = (3002, 3003, 3004, 3005)
@@ -66,6 +71,52 @@ class FanOut(BoxTestCase):
                 self.assertEqual(last.receive(), payload)
             got = [payload for payload in player.drain() if payload != b"end"]
             self.assertEqual(got, [b"one", b"two"] if on else [])
+
+
+class SlowNetwork(BoxTestCase):
+    """An app behind a link of 64 kbit/s; the box gets its address there only later."""
+
+    settings = ENCODERS + "udp_enabled=1\nudp_clients=10.7.0.1:4242,127.0.0.1:4999,0.0.0.0:5001\n"
+
+    @classmethod
+    def setUpClass(cls) -> None:
+        super().setUpClass()
+        for command in ("link add slow type veth peer name far", "link set far up",
+                        "link set slow up", "address add 10.7.0.1/24 dev slow",
+                        "neigh add 10.7.0.2 lladdr 02:00:00:00:00:02 dev slow"):
+            subprocess.run(["ip", *command.split()], check=True)
+        limits = "root tbf rate 64kbit burst 2000 limit 100000000"
+        subprocess.run(["tc", "qdisc", "add", "dev", "slow", *limits.split()], check=True)
+
+    def register_slow_app(self) -> None:
+        datagram = app_protocol.register(False)
+        with socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_RAW) as raw:
+            raw.sendto(struct.pack(">BxHHxxBBxx4s4sHHHxx", 0x45, 28 + len(datagram), 0, 64,
+                                   socket.IPPROTO_UDP, bytes((10, 7, 0, 2)), bytes((10, 7, 0, 1)),
+                                   7000, app_protocol.PORT, 8 + len(datagram)) + datagram,
+                       ("10.7.0.1", 0))
+
+    def test_one_slow_app_costs_the_others_nothing(self) -> None:
+        self.register_slow_app()
+        self.box.log.wait_for("client connected from 10.7.0.2:7000", whole=False)
+        app, encoder = self.app(), self.receiver(3002)
+        began = time.monotonic()
+        for number in range(1000):
+            picture = struct.pack("<I", number) + bytes(40_000)
+            send(picture, VIDEO_IN)
+            self.assertEqual(app.payload(app_protocol.VIDEO), picture)
+            self.assertEqual(encoder.receive(), picture)
+            if number % 50 == 0:
+                self.register_slow_app()
+        self.enterContext(App())  # whose registration is answered
+        self.assertLess(time.monotonic() - began, 10)
+        slow = next(it["sent"] for it in read_counts()["apps"] if it["address"] == "10.7.0.2")
+        self.assertGreater(slow["blocked"], 0)  # all that may wait for it does
+
+    def test_the_app_port_cannot_be_shared(self) -> None:
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as thief:
+            thief.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEPORT, 1)
+            self.assertRaises(OSError, thief.bind, ("", app_protocol.PORT))
 
 
 class Transcoding(BoxTestCase):

@@ -4,8 +4,6 @@
 
 #include "unit/test_data.h"
 
-#include <sys/ioctl.h>
-
 namespace test_data {
 
 struct FullStream {
@@ -35,17 +33,6 @@ struct FullStream {
     ~FullStream() {
         close(sender);
         close(receiver);
-    }
-
-    ByteVector take(std::size_t size) const {
-        ByteVector bytes(size);
-        EXPECT_EQ(recv(receiver, bytes.data(), size, MSG_WAITALL), static_cast<ssize_t>(size));
-        return bytes;
-    }
-    int waiting_bytes() const {
-        int count = 0;
-        ioctl(receiver, FIONREAD, &count);
-        return count;
     }
 
     int sender = ::socket(AF_INET, SOCK_STREAM, 0);
