@@ -16,6 +16,7 @@
 #include "core/status_block.h"
 #include "core/threads.h"
 #include "media/media_sources.h"
+#include "media/udp_clients.h"
 
 #include <array>
 #include <cstring>
@@ -118,6 +119,7 @@ void run_supervisor_pass(Supervisor& supervisor) {
     resume_lanes();
     tell_lines_left_out();
     server_keepalive();
+    check_udp_clients();
     if (supervisor.pass_count % passes_between_probes == 0)
         probe_internet();
     const LinkStatus status = camera_wifi_status();

@@ -4,6 +4,7 @@
 #include "core/sockets.h"
 #include "core/statistics.h"
 #include "core/text.h"
+#include "media/own_inputs.h"
 
 #include <atomic>
 #include <mutex>
@@ -23,19 +24,37 @@ UdpClients::Entry entry_of(const sockaddr_in& video) {
     return entry;
 }
 
+// Of an address of the box; others may use these ports.
+bool has_own_port(const UdpClients::Entry& entry) {
+    return is_own_port(entry.video) || is_own_port(entry.audio);
+}
+
+bool is_own_input(const UdpClients::Entry& entry) {
+    return has_own_port(entry) && is_own_address(entry.video.sin_addr);
+}
+
+void tell_own_input(const UdpClients::Entry& entry) {
+    const Endpoint endpoint = endpoint_of(entry.video);
+    log_warning("UDP client \"%s:%d\" skipped: the box itself receives there",
+                endpoint.address_text.data(), endpoint.port);
+}
+
 void add_item(std::string_view item, UdpClients& clients) {
     const std::optional<sockaddr_in> video = parse_endpoint(item, highest_udp_client_port);
+    const auto entry = video ? entry_of(*video) : UdpClients::Entry{};
     if (!video)
         log_warning("UDP client \"%.*s\" skipped: not address:port", static_cast<int>(item.size()),
                     item.data());
+    else if (is_own_input(entry))
+        tell_own_input(entry);
     else if (clients.count < clients.entries.size())
-        clients.entries[clients.count++] = entry_of(*video);
+        clients.entries[clients.count++] = entry;
     else
         log_warning("UDP client \"%.*s\" skipped: %zu clients are the most",
                     static_cast<int>(item.size()), item.data(), clients.entries.size());
 }
 
-// list_mutex is held.
+// Both: list_mutex is held.
 void place_counts(const UdpClients& clients) {
     for (std::size_t i = 0; i < clients.entries.size(); ++i) {
         PeerCount& place = statistics().udp_clients[i];
@@ -46,6 +65,13 @@ void place_counts(const UdpClients& clients) {
     }
 }
 
+void replace_list(UdpClients clients) {
+    place_counts(clients);
+    clients.version = list_version.load(std::memory_order_relaxed) + 1;
+    current_clients = clients;
+    list_version.store(clients.version, std::memory_order_release);
+}
+
 } // namespace
 
 void parse_udp_clients(std::string_view list) {
@@ -53,10 +79,20 @@ void parse_udp_clients(std::string_view list) {
     while (!list.empty())
         add_item(take_item(list, ','), clients);
     const std::lock_guard lock(list_mutex);
-    place_counts(clients);
-    clients.version = list_version.load(std::memory_order_relaxed) + 1;
-    current_clients = clients;
-    list_version.store(clients.version, std::memory_order_release);
+    replace_list(clients);
+}
+
+void check_udp_clients() {
+    const std::lock_guard lock(list_mutex);
+    UdpClients kept{};
+    for (std::size_t i = 0; i < current_clients.count; ++i) {
+        if (is_own_input(current_clients.entries[i]))
+            tell_own_input(current_clients.entries[i]);
+        else
+            kept.entries[kept.count++] = current_clients.entries[i];
+    }
+    if (kept.count != current_clients.count)
+        replace_list(kept);
 }
 
 const UdpClients& udp_clients() {

@@ -27,8 +27,13 @@ struct UdpClients {
 };
 
 // Replaces the list by the "address:port" items of a comma-separated text. An item is a dotted IPv4
-// address and a port 1..65534; anything else is skipped with a log line. The first 10 count.
+// address and a port 1..65534; anything else, and where the box itself receives, is skipped with a
+// log line. The first 10 count.
 void parse_udp_clients(std::string_view list);
+
+// Takes the clients out at whose address the box itself receives by now; called on every supervisor
+// pass. Asks the system for its addresses only while a client has such a port.
+void check_udp_clients();
 
 // The list, as a copy of the calling thread's own that is renewed only when the list changed. Valid
 // until the thread's next call.

@@ -113,7 +113,9 @@ class SlowNetwork(BoxTestCase):
         slow = next(it["sent"] for it in read_counts()["apps"] if it["address"] == "10.7.0.2")
         self.assertGreater(slow["blocked"], 0)  # all that may wait for it does
 
-    def test_the_app_port_cannot_be_shared(self) -> None:
+    def test_own_ports_get_no_media_and_stay_own(self) -> None:
+        for client in ("10.7.0.1:4242", "127.0.0.1:4999", "0.0.0.0:5001"):
+            self.box.log.wait_for(f'UDP client "{client}" skipped: the box itself receives there')
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as thief:
             thief.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEPORT, 1)
             self.assertRaises(OSError, thief.bind, ("", app_protocol.PORT))
