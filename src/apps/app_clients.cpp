@@ -94,7 +94,6 @@ std::size_t count_clients() {
 }
 
 void renew_targets(AppClientTargets& targets) {
-    std::array<Endpoint, app_client_capacity> endpoints{};
     {
         const std::lock_guard lock(table_mutex);
         targets.version = table_version.load(std::memory_order_acquire);
@@ -102,14 +101,13 @@ void renew_targets(AppClientTargets& targets) {
         for (const AppClient& client : table) {
             if (is_free(client))
                 continue;
-            endpoints[targets.count] = client.endpoint;
             targets.entries[targets.count++] = {client.endpoint.address,
                                                 static_cast<std::uint8_t>(&client - table.data()),
                                                 client.data_only, false};
         }
     }
     for (std::size_t i = 0; i < targets.count; ++i)
-        targets.entries[i].is_server = is_server_endpoint(endpoints[i]);
+        targets.entries[i].is_server = is_server_endpoint(targets.entries[i].address);
 }
 
 } // namespace

@@ -134,8 +134,7 @@ int open_server_link() {
 
 bool take_server_client_id(std::uint32_t id, const sockaddr_in& sender) {
     const std::lock_guard lock(address_mutex);
-    const std::optional<sockaddr_in> server = current_address();
-    if (server && !is_same(server, sender))
+    if (!is_same(current_address(), sender))
         return false;
     store(config_record().server_client_id, id);
     return true;
@@ -157,8 +156,8 @@ ssize_t send_through_server(Bytes header, Bytes payload) {
     return send_to_server(usable_address(), header, payload);
 }
 
-bool is_server_endpoint(const Endpoint& app) {
-    return is_same(usable_address(), app.address);
+bool is_server_endpoint(const sockaddr_in& address) {
+    return is_same(usable_address(), address);
 }
 
 void server_settings_changing() {

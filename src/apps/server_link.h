@@ -17,8 +17,8 @@ int open_server_link();
 // server connection is off.
 void server_keepalive();
 
-// The server's answer to the authentication: 0 is none. While there is a server only that one may
-// give an id, not one of before that answers late. Returns whether it counts.
+// The server's answer to the authentication: 0 is none. Only the server of the settings may give an
+// id, not one of before that answers late. Returns whether it counts.
 bool take_server_client_id(std::uint32_t id, const sockaddr_in& sender);
 
 // Sends header and payload as one datagram to the server. Returns the result of the send, or -1
@@ -26,8 +26,8 @@ bool take_server_client_id(std::uint32_t id, const sockaddr_in& sender);
 // now is lost, as it may be on its way.
 ssize_t send_through_server(Bytes header, Bytes payload);
 
-// True when an app with this address text and port is in truth the server.
-bool is_server_endpoint(const Endpoint& app);
+// True when this is the server of the settings; nobody is while they name none that can be sent to.
+bool is_server_endpoint(const sockaddr_in& address);
 
 // To be called before and after server settings change. In between nothing is sent to the server,
 // so that what was set for one never goes to another; afterwards the address is made anew. Whoever

@@ -112,11 +112,10 @@ void perform_control_message(Bytes payload, const Endpoint& sender) {
 void server_step(int socket, std::span<std::uint8_t> buffer) {
     show_life(Vital::control);
     sockaddr_in sender{};
-    const Bytes datagram = receive_from(socket, buffer, sender, statistics().control_in);
-    if (datagram.empty())
-        sleep_us(pause_after_failure_us);
-    else
-        handle_app_datagram(datagram, sender);
+    const auto datagram =
+        receive_from({socket, statistics().control_in, pause_after_failure_us}, buffer, &sender);
+    if (datagram)
+        handle_app_datagram(*datagram, sender);
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include "apps/messages.h"
 #include "apps/server_link.h"
 #include "control/control_server.h"
-#include "core/clock.h"
 #include "core/log.h"
 #include "core/log_senders.h"
 #include "core/statistics.h"
@@ -37,11 +36,10 @@ void take_answer(Bytes datagram, const sockaddr_in& sender) {
 
 void receive_step(int socket, std::span<std::uint8_t> buffer) {
     sockaddr_in sender{};
-    const Bytes datagram = receive_from(socket, buffer, sender, statistics().server_in);
-    if (datagram.empty())
-        sleep_us(pause_after_failure_us);
-    else
-        handle_server_datagram(datagram, sender);
+    const auto datagram =
+        receive_from({socket, statistics().server_in, pause_after_failure_us}, buffer, &sender);
+    if (datagram && !datagram->empty())
+        handle_server_datagram(*datagram, sender);
 }
 
 } // namespace
@@ -50,7 +48,8 @@ void handle_server_datagram(Bytes datagram, const sockaddr_in& sender) {
     set_log_sender(sender.sin_addr.s_addr);
     if (datagram[0] == '{')
         take_answer(datagram, sender);
-    else if (datagram[0] == 'B' && datagram.size() >= message_header_size)
+    else if (datagram[0] == 'B' && datagram.size() >= message_header_size &&
+             is_server_endpoint(sender)) // the port faces everybody
         handle_control_message(datagram.subspan(message_header_size), endpoint_of(sender));
 }
 

@@ -96,14 +96,18 @@ void set_send_timeout(int socket, int milliseconds) {
     setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
-std::span<std::uint8_t> receive_from(int socket, std::span<std::uint8_t> buffer,
-                                     sockaddr_in& sender, InputCount& counts) {
-    socklen_t sender_size = sizeof sender;
-    const ssize_t length = recvfrom(socket, buffer.data(), buffer.size(), 0,
-                                    reinterpret_cast<sockaddr*>(&sender), &sender_size);
-    if (length < 0)
-        return {};
-    count_received(counts, static_cast<std::size_t>(length));
+std::optional<std::span<std::uint8_t>>
+receive_from(const Reception& reception, std::span<std::uint8_t> buffer, sockaddr_in* sender) {
+    socklen_t sender_size = sizeof *sender;
+    const ssize_t length =
+        recvfrom(reception.socket, buffer.data(), buffer.size(), 0,
+                 reinterpret_cast<sockaddr*>(sender), sender != nullptr ? &sender_size : nullptr);
+    if (length < 0) {
+        if (errno != EAGAIN && errno != EINTR)
+            sleep_us(reception.pause_us);
+        return std::nullopt;
+    }
+    count_received(reception.counts, static_cast<std::size_t>(length));
     return buffer.first(static_cast<std::size_t>(length));
 }
 

@@ -54,10 +54,17 @@ void set_receive_timeout(int socket, int milliseconds);
 // Send calls give up after this time.
 void set_send_timeout(int socket, int milliseconds);
 
-// Receives one datagram into buffer and counts it. Empty when none came in time, on failure, or
-// when it was empty.
-std::span<std::uint8_t> receive_from(int socket, std::span<std::uint8_t> buffer,
-                                     sockaddr_in& sender, InputCount& counts);
+// How a socket is received from.
+struct Reception {
+    int socket;
+    InputCount& counts;
+    std::int64_t pause_us; // after a failure, which would come again at once
+};
+
+// Receives one datagram, which may be empty, into buffer and counts it. Nothing when none came in
+// time, and after a failure and its pause. sender may be null.
+std::optional<std::span<std::uint8_t>>
+receive_from(const Reception& reception, std::span<std::uint8_t> buffer, sockaddr_in* sender);
 
 // Binds to address (host order) and port; false when that fails. Several binds of a program that
 // was just restarted succeed at once: UDP ports have no waiting time.

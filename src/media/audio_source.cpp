@@ -18,8 +18,7 @@ constexpr int default_buffers = 0;
 void init_audio_source() {
     log_line("Init audio source");
     start_media_receiver({"audio", Vital::audio, audio_source_port, audio_datagram_capacity,
-                          default_buffers, pause_after_empty_us, &Statistics::audio_in,
-                          relay_audio});
+                          default_buffers, media_pause_us, &Statistics::audio_in, relay_audio});
 }
 
 void init_transcode() {

@@ -1,12 +1,9 @@
 #include "media/media_receiver.h"
 
-#include "core/clock.h"
 #include "core/sockets.h"
 #include "core/threads.h"
 
-#include <cerrno>
 #include <string>
-#include <sys/socket.h>
 #include <vector>
 
 namespace fieldrelaybox {
@@ -17,15 +14,10 @@ constexpr int receive_time_limit_ms = 1000;
 
 void receive_step(const MediaReceiver& receiver, int socket, std::vector<std::uint8_t>& buffer) {
     show_life(receiver.vital);
-    const ssize_t length = recv(socket, buffer.data(), buffer.size(), 0);
-    if (length < 0 && errno == EAGAIN)
-        return;
-    if (length >= 0)
-        count_received(statistics().*receiver.count, static_cast<std::size_t>(length));
-    if (length <= 0)
-        sleep_us(receiver.pause_us);
-    else
-        receiver.handle(Bytes(buffer).first(static_cast<std::size_t>(length)));
+    const auto datagram =
+        receive_from({socket, statistics().*receiver.count, receiver.pause_us}, buffer, nullptr);
+    if (datagram && !datagram->empty())
+        receiver.handle(*datagram);
 }
 
 } // namespace

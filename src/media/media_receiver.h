@@ -10,7 +10,7 @@
 
 namespace fieldrelaybox {
 
-inline constexpr std::int64_t pause_after_empty_us = 500'000;
+inline constexpr std::int64_t media_pause_us = 500'000;
 
 struct MediaReceiver {
     const char* name; // of the thread, and for the log
@@ -18,7 +18,7 @@ struct MediaReceiver {
     std::uint16_t port;    // on 127.0.0.1
     std::size_t capacity;  // of one datagram; longer ones are cut
     int buffer_bytes;      // of the socket, 0 = the system's default
-    std::int64_t pause_us; // after a failed or empty receive, but not when nothing came
+    std::int64_t pause_us; // after a failed receive
     InputCount Statistics::*count;
     void (*handle)(Bytes datagram);
 };

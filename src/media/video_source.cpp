@@ -51,10 +51,9 @@ void init_video_source() {
     log_line("Init video source");
     connected = false;
     publish_connected(false);
-    start_media_receiver(
-        {"video", Vital::relay, video_source_port, datagram_capacity, socket_buffer_bytes,
-         pause_after_empty_us, &Statistics::video_in,
-         [](Bytes datagram) { handle_video_datagram(datagram, timer_clock()); }});
+    start_media_receiver({"video", Vital::relay, video_source_port, datagram_capacity,
+                          socket_buffer_bytes, media_pause_us, &Statistics::video_in,
+                          [](Bytes datagram) { handle_video_datagram(datagram, timer_clock()); }});
 }
 
 void handle_video_datagram(Bytes datagram, std::int64_t now) {

@@ -1,6 +1,7 @@
 #include "rc/rc_loop.h"
 
 #include "apps/app_clients.h"
+#include "camera/builders/gimbal.h"
 #include "camera/builders/zoom.h"
 #include "camera/link/camera_link.h"
 #include "config/config_record.h"
@@ -84,6 +85,7 @@ void start_rc_loop() {
         for (;;) {
             run_guarded("rc-loop", [&] {
                 commands.clear();
+                gimbal_repeat_lost_stop(); // before a stick moves it again
                 rc_step(read_rc_inputs(timer_clock()), state, commands);
                 perform_rc_commands(commands);
             });

@@ -2,9 +2,11 @@
 
 import datetime
 import struct
+import time
 import unittest
 
-from box import IP_FORWARD, BoxTestCase, Camera, app_protocol, load_json, wait_until
+from box import (IP_FORWARD, BoxTestCase, Camera, app_protocol, counter_22_frame, load_json, send,
+                 wait_until)
 
 RECORDS = load_json("app_records.json")
 
@@ -54,6 +56,63 @@ class Link(BoxTestCase):
         self.assertEqual(set(self.box.stand_ins.runs("wlanstatus")), {"wlanstatus wlan1"})
         self.assertEqual(self.link_bytes(), (0, 0, 0))
         self.assertEqual(self.box.status["telemetry_status"], "telemetry disconnected")
+
+    def lose(self, camera: Camera) -> None:
+        start = len(self.box.log.lines)
+        camera.go_silent(60)
+        self.box.log.wait_for("data disconnected", start)
+        wait_until(lambda: self.box.status["telemetry_status"], "it is noticed")
+
+    def disable(self, camera: Camera) -> None:
+        for word, flag in (("disable", 1), ("enable", 0)):
+            send(app_protocol.command(f'{{"cmd":"camera","param":"{word}"}}'), app_protocol.PORT)
+            wait_until(lambda: self.box.status["camera_disabled"] == flag, word)
+            for number in range(50 * flag):
+                camera.push(counter_22_frame(number))
+
+    def test_the_first_datagram_after_a_loss_connects(self) -> None:
+        camera = self.camera(quiet=True)
+        for number, loss in enumerate((self.lose, Camera.change_port, self.disable), 1001):
+            with self.subTest(loss.__name__):
+                loss(camera)
+                camera.go_silent(0)
+                camera.push(counter_22_frame(number))
+                wait_until(lambda: self.box.status["camera_value_1648"] == number, "it is read", 1)
+                self.assertEqual(self.link_bytes(), (0, 1, 1))
+
+    def test_a_stop_reaches_a_gimbal_that_was_away_and_no_old_move_does(self) -> None:
+        def relative(speed: int) -> bytes:
+            words = f'"cmd":"position","param":"moverel","value1":"{speed}","value2":"0"'
+            return app_protocol.command(f"{{{words}}}")
+
+        def live(speed: int) -> bytes:
+            return app_protocol.gimbal_motion(1, speed, 0)
+        self.note_idle_threads()
+        app, camera = self.app(data_only=True), self.camera()
+        for order, before_it_is_noticed in ((relative, True), (live, True), (live, False),
+                                            (relative, False)):
+            with self.subTest(order.__name__, before_it_is_noticed=before_it_is_noticed):
+                app.send(order(30))
+                camera.wait_for(lambda got: got.name == "gimbal speed 30,0")
+                if before_it_is_noticed:
+                    camera.go_silent(60)
+                    app.send(order(0))
+                self.lose(camera)
+                for speed in ([] if before_it_is_noticed else [0]) + [44, 44]:
+                    app.send(order(speed))
+                    self.finish_commands()
+                camera.take()
+                back, start = time.monotonic(), len(camera.seen)
+                camera.go_silent(0)
+                camera.wait_for(lambda got: got.name == "gimbal speed 0,0")
+                self.assertLess(time.monotonic() - back, 1)
+                camera.fence()  # the old move would follow
+                app.send(order(44))
+                camera.wait_for(lambda got: got.name == "gimbal speed 44,0")
+                moved = [got.name for got in camera.seen[start:] if got.name.startswith("gimbal")]
+                self.assertEqual(moved.index("gimbal speed 44,0"), 1)
+                app.send(order(0))
+                camera.wait_for(lambda got: got.name == "gimbal speed 0,0")
 
 
 class Clock(BoxTestCase):

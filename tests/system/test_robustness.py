@@ -42,8 +42,6 @@ class Robustness(BoxTestCase):
         starts = [b"", b"B", b"[", b"[1,2,3", b"B" + bytes(11) + b"{", *control,
                   app_protocol.EMPTY_HEADER + b'{"cmd":"', frames.header(25), frames.header(104)]
         harmful = (b"restart", b"reboot")
-        for port in PORTS:  # once: an empty datagram makes the media threads pause
-            send(b"", port)
         with Camera(self.box) as camera:
             end = time.monotonic() + GARBAGE_SECONDS
             while time.monotonic() < end:
@@ -84,6 +82,21 @@ class Robustness(BoxTestCase):
         wait_until(told, "what was lost is told")
         whole = {"test command [7" + 400 * "x", "test command " + FENCE.decode()}
         self.assertEqual({line for line in log.lines[start:] if "[7" in line}, whole)
+    def test_empty_datagrams_hold_nobody_up(self) -> None:
+        with App() as app, Camera(self.box, quiet=True) as camera:
+            camera.connect()
+            began = time.monotonic()
+            for port in (3001, 4001, 5000):
+                for datagram in (*[b""] * 100, b"real"):
+                    send(datagram, port)
+                app.message(lambda message: message.payload == b"real")
+            for _ in range(3000):
+                app.send(b"")
+            self.box.fence()
+            for _ in range(20):
+                camera.send_raw(b"")
+                camera.fence()
+            self.assertLess(time.monotonic() - began, 5)
 
     def flood(self) -> int:
         """Thousands of commands that take a moment each; the most threads seen on the way."""

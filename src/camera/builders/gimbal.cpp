@@ -31,19 +31,52 @@ constexpr std::int64_t reset_pause_us = 100'000;
 // move that was decided before it. Never held across a pause of a sequence.
 std::mutex gimbal_mutex;
 
-// False when the pair is the last one already.
+// False when the camera was told the pair last. What one was told that went away since counts for
+// nothing.
 bool remember_gimbal_pair(GimbalPair pair) {
     CameraBuilderState& state = camera_builder_state();
+    const std::uint32_t connection = camera_link().connections;
     const bool changed = state.last_gimbal_pair.exchange(pair) != pair;
-    const bool first = !state.gimbal_pair_known.exchange(true);
-    return first || changed;
+    return state.gimbal_pair_connection.exchange(connection) != connection || changed ||
+           !camera_connected();
 }
 
-bool send_speed(std::int64_t pan, std::int64_t tilt) {
+bool send_speed_frame(std::int64_t pan, std::int64_t tilt) {
     auto frame = speed_frame;
     put_u16le(frame.data() + frame_header_size, low_word(pan));
     put_u16le(frame.data() + frame_header_size + 4, low_word(tilt));
     return send_stored_frame(frame);
+}
+
+// The caller holds gimbal_mutex, here and below.
+void doubt_stop() {
+    CameraBuilderState& state = camera_builder_state();
+    state.gimbal_stop_heard_ms = camera_link().last_datagram_ms;
+    state.gimbal_stop_connection = camera_link().connections;
+    state.gimbal_stop_in_doubt = true;
+}
+
+// A move takes the place of a stop that the camera which is there now has not got. One that nobody
+// got is forgotten.
+void note_move(bool sent) {
+    CameraBuilderState& state = camera_builder_state();
+    if (sent && camera_link().connections != state.gimbal_stop_connection)
+        state.gimbal_stop_in_doubt = false;
+}
+
+void send_speed(std::int64_t pan, std::int64_t tilt) {
+    const bool sent = send_speed_frame(pan, tilt);
+    if (pan == 0 && tilt == 0)
+        doubt_stop();
+    else
+        note_move(sent);
+}
+
+// Another order ends the app's relative move. With the camera away the order is lost, and the
+// gimbal must not go on by the old one.
+void end_app_move() {
+    if (camera_builder_state().app_gimbal_idle.exchange(1) == 0 && !camera_connected())
+        doubt_stop();
 }
 
 void send_reversible_speed(std::int64_t pan, std::int64_t tilt) {
@@ -56,7 +89,7 @@ void send_angle(int a, int b) {
     auto frame = angle_frame;
     put_u16le(frame.data() + frame_header_size, low_word(a));
     put_u16le(frame.data() + frame_header_size + 4, low_word(b));
-    send_stored_frame(frame);
+    note_move(send_stored_frame(frame));
 }
 
 bool press_reset_button() {
@@ -72,17 +105,16 @@ void press_reset_button_twice() {
 
 bool stop_unless_held() {
     const std::lock_guard lock(gimbal_mutex);
-    return camera_builder_state().gimbal_hold || send_speed(0, 0);
+    return camera_builder_state().gimbal_hold || send_speed_frame(0, 0);
 }
 
-// The caller holds gimbal_mutex.
 void announce_speed(GimbalPair pair) {
     if (!remember_gimbal_pair(pair))
         return;
     CameraBuilderState& state = camera_builder_state();
     if (pair != GimbalPair{})
         state.gimbal_hold = false;
-    else if (!state.gimbal_hold.exchange(true))
+    else if (!state.gimbal_hold.exchange(true) || !camera_connected())
         send_speed(0, 0);
 }
 
@@ -111,13 +143,13 @@ void gimbal_speed_now(int pan, int tilt) {
     const std::lock_guard lock(gimbal_mutex);
     if (!remember_gimbal_pair({pan, tilt}))
         return;
-    camera_builder_state().app_gimbal_idle = 1;
+    end_app_move();
     send_reversible_speed(pan, tilt);
 }
 
 void gimbal_set_angle(int a, int b) {
     const std::lock_guard lock(gimbal_mutex);
-    camera_builder_state().app_gimbal_idle = 1;
+    end_app_move();
     camera_builder_state().gimbal_hold = true;
     send_angle(a, b);
 }
@@ -126,7 +158,7 @@ void gimbal_set_angle(int a, int b) {
 void gimbal_set_app_position(int a, int b) {
     const std::lock_guard lock(gimbal_mutex);
     CameraBuilderState& state = camera_builder_state();
-    state.app_gimbal_idle = 1;
+    end_app_move();
     state.last_position_command_ms = timer_clock();
     state.position_commanded = true;
     send_angle(a, b);
@@ -137,12 +169,27 @@ void gimbal_move_for_app(int a, int b) {
     const GimbalPair pair{a, static_cast<int>(0U - static_cast<unsigned>(b))};
     const bool moves = pair != GimbalPair{};
     const std::lock_guard lock(gimbal_mutex);
+    if (moves && !camera_connected()) {
+        end_app_move();
+        return;
+    }
     CameraBuilderState& state = camera_builder_state();
     // The same speed again would not end the hold that an angle began.
     if (moves && state.gimbal_hold && state.last_gimbal_pair.load() == pair)
         announce_speed({});
     announce_speed(pair);
     state.app_gimbal_idle = moves ? 0 : 1; // last: the RC loop sends the pair announced
+}
+
+void gimbal_repeat_lost_stop() {
+    CameraBuilderState& state = camera_builder_state();
+    if (!state.gimbal_stop_in_doubt || !camera_connected())
+        return;
+    const std::lock_guard lock(gimbal_mutex);
+    if (state.gimbal_stop_in_doubt && camera_link().connections != state.gimbal_stop_connection)
+        send_speed(0, 0);
+    else if (camera_link().last_datagram_ms != state.gimbal_stop_heard_ms)
+        state.gimbal_stop_in_doubt = false;
 }
 
 void gimbal_reset(bool quick) {

@@ -25,8 +25,12 @@ void gimbal_set_angle(int a, int b);
 void gimbal_set_app_position(int a, int b);
 
 // The app's relative move: remembers that one is going on until (0, 0); the RC loop carries it
-// on.
+// on. One given while the camera is away is lost, as every other move is.
 void gimbal_move_for_app(int a, int b);
+
+// Sends a stop once more that the camera cannot have got: it was away then, or went away right
+// after it. To be called every few milliseconds; costs nothing while there is none.
+void gimbal_repeat_lost_stop();
 
 // Stops the gimbal. Quick: locks the orientation. Otherwise recentres by two presses of a button,
 // 0.1 s apart, after the buttons that are being pressed; recentres that wait there become one.

@@ -16,6 +16,7 @@ inline constexpr std::uint16_t camera_port = 5001;
 struct CameraLink {
     std::atomic<int> socket{-1}; // until the port is had, which the telemetry thread sees to
     std::atomic<bool> connected{false};
+    std::atomic<std::uint32_t> connections{0};     // how often it became true
     std::atomic<std::int64_t> last_datagram_ms{0}; // meaningful only while connected
     std::uint16_t source_port =
         0; // of the camera, 0 until the first contact; telemetry thread only

@@ -39,6 +39,11 @@ void clear_live_link_bytes() {
     builder_state.zoom_step = 0;
 }
 
+std::mutex& link_change_mutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
 CameraBuilderState& camera_builder_state() {
     return builder_state;
 }

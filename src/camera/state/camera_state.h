@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
 
 namespace fieldrelaybox {
 
@@ -65,7 +66,12 @@ CameraState& camera_state();
 // settings stay as last reported. Called at start and when the link ends or finds another camera.
 void clear_live_link_bytes();
 
+// Held while the camera connects or is given up, each of which changes more than one value.
+std::mutex& link_change_mutex();
+
 inline constexpr std::int32_t no_zoom_level = -1;
+
+inline constexpr std::uint32_t no_connection = UINT32_MAX;
 
 struct alignas(8) GimbalPair { // aligned to be one lock-free atomic
     std::int32_t pan = 0;
@@ -76,11 +82,17 @@ struct alignas(8) GimbalPair { // aligned to be one lock-free atomic
 // What the builders remember. "App commands" are the thread that
 // performs them, one after the other.
 struct CameraBuilderState {
-    // The last speed asked for, and whether there was one. Written by gimbal_speed,
-    // gimbal_move_for_app (app commands) and remote_control, read by the same and by the RC
-    // loop, which carries the move on.
+    // The last speed asked for, and in which of the camera's connections (CameraLink). Written by
+    // gimbal_speed, gimbal_move_for_app (app commands) and remote_control, read by the same and by
+    // the RC loop, which carries the move on.
     std::atomic<GimbalPair> last_gimbal_pair{};
-    std::atomic<bool> gimbal_pair_known{false};
+    std::atomic<std::uint32_t> gimbal_pair_connection{no_connection};
+
+    // A stop was sent and the camera has not been heard since; when it was heard last, and in which
+    // of its connections. The builders of the gimbal use them, the numbers under their mutex.
+    std::atomic<bool> gimbal_stop_in_doubt{false};
+    std::uint32_t gimbal_stop_heard_ms = 0;
+    std::uint32_t gimbal_stop_connection = 0;
 
     // The gimbal stands where it was sent: gimbal_move and gimbal_reset send no speed. Set by
     // gimbal_speed(0, 0), gimbal_move_for_app(0, 0) and gimbal_set_angle, cleared by the first two

@@ -9,14 +9,14 @@
 #include "core/status_block.h"
 #include "core/text.h"
 
+#include <mutex>
+
 namespace fieldrelaybox {
 
 namespace {
 
 constexpr std::int32_t silence_limit_ms = 3000;
 
-// The flag last: a camera that comes back meanwhile connects after all this, not in the middle of
-// it.
 void disconnect_camera() {
     log_line("data disconnected");
     clear_live_link_bytes();
@@ -24,12 +24,18 @@ void disconnect_camera() {
     camera_link().connected = false;
 }
 
-} // namespace
-
-void data_watchdog(std::int64_t now) {
+// A camera that comes back meanwhile connects after all this, with its first datagram.
+void drop_silent_camera(std::int64_t now) {
+    const std::lock_guard lock(link_change_mutex());
     if (camera_connected() &&
         now - camera_link().last_datagram_ms.load(std::memory_order_relaxed) > silence_limit_ms)
         disconnect_camera();
+}
+
+} // namespace
+
+void data_watchdog(std::int64_t now) {
+    drop_silent_camera(now);
     const LinkState state = link_state(camera_connected());
     copy_text(status_block().telemetry_status, link_status_text(MonitoredLink::data, state));
     post_link_state(MonitoredLink::data, state);

@@ -18,7 +18,7 @@
 #include "core/threads.h"
 
 #include <array>
-#include <cerrno>
+#include <mutex>
 #include <sys/socket.h>
 
 namespace fieldrelaybox {
@@ -29,7 +29,6 @@ constexpr std::size_t datagram_capacity = 1500;
 constexpr std::size_t shortest_frame = 15;
 constexpr std::size_t longest_frame = 104;
 constexpr std::int64_t pause_after_failure_us = 500'000;
-constexpr std::int64_t pause_while_disabled_us = 1'000'000;
 
 bool camera_is_ignored() {
     const ConfigRecord& record = config_record();
@@ -47,10 +46,9 @@ void change_source(const sockaddr_in& sender) {
     set_ip_forwarding(true);
 }
 
-void connect_camera(std::uint16_t port, std::int64_t now) {
+void connect_camera(std::uint16_t port) {
     StatusBlock& block = status_block();
-    // The time first, so that a watchdog pass in between cannot drop the link again.
-    camera_link().last_datagram_ms.store(now, std::memory_order_relaxed);
+    camera_link().connections.fetch_add(1, std::memory_order_relaxed);
     camera_link().connected.store(true, std::memory_order_release);
     store<std::uint8_t>(block.link_byte_129, 0);
     store<std::uint8_t>(block.link_byte_134, 1);
@@ -122,26 +120,18 @@ bool decode_whole_frame(Bytes frame, std::int64_t now) {
 void receive_step(std::span<std::uint8_t> buffer) {
     show_life(Vital::telemetry);
     sockaddr_in sender{};
-    const Bytes datagram =
-        receive_from(camera_link().socket, buffer, sender, statistics().camera_in);
-    const bool received = !datagram.empty() || sender.sin_family == AF_INET;
-    if (!received && errno == EAGAIN)
+    const auto datagram = receive_from(
+        {camera_link().socket, statistics().camera_in, pause_after_failure_us}, buffer, &sender);
+    if (!datagram)
         return;
-    if (datagram.empty()) {
-        if (received) { // an empty one tells where the camera is, too
-            set_camera_address(sender);
-            count(statistics().frames_too_short);
-        }
-        sleep_us(pause_after_failure_us);
+    if (!datagram->empty() && !camera_is_ignored()) {
+        handle_camera_datagram(*datagram, sender, timer_clock());
         return;
     }
-    if (camera_is_ignored()) {
-        set_camera_address(sender);
-        count(statistics().frames_ignored);
-        sleep_us(pause_while_disabled_us);
-        return;
-    }
-    handle_camera_datagram(datagram, sender, timer_clock());
+    // These tell where the camera is, too. They are not waited behind: the socket holds but a few,
+    // and those that are there when the camera counts again would keep out the one that connects.
+    set_camera_address(sender);
+    count(datagram->empty() ? statistics().frames_too_short : statistics().frames_ignored);
 }
 
 } // namespace
@@ -157,11 +147,14 @@ void start_telemetry_receiver() {
 
 void handle_camera_datagram(Bytes datagram, const sockaddr_in& sender, std::int64_t now) {
     set_camera_address(sender);
-    if (camera_link().source_port != ntohs(sender.sin_port))
-        change_source(sender);
-    if (!camera_connected())
-        connect_camera(ntohs(sender.sin_port), now);
-    camera_link().last_datagram_ms.store(now, std::memory_order_relaxed);
+    {
+        const std::lock_guard lock(link_change_mutex());
+        if (camera_link().source_port != ntohs(sender.sin_port))
+            change_source(sender);
+        if (!camera_connected())
+            connect_camera(ntohs(sender.sin_port));
+        camera_link().last_datagram_ms.store(now, std::memory_order_relaxed);
+    }
     decode_camera_frame(datagram, now);
 }
 
