@@ -41,6 +41,14 @@ faults=$(systemd-analyze verify --man=no fieldrelaybox.service 2>&1) || fail "th
 systemd-analyze security --no-pager --threshold="$EXPOSURE_LIMIT" fieldrelaybox.service | tail -n 1 ||
     fail "the service has more rights than $EXPOSURE_LIMIT tenths"
 [ "$(systemctl is-enabled fieldrelaybox.service)" = enabled ] || fail "not started with the system"
+drop_ins=/run/systemd/system/fieldrelaybox.service.d
+install -D -m 644 -t $drop_ins /usr/share/doc/fieldrelaybox/examples/allowed-networks.conf
+faults=$(systemd-analyze verify --man=no fieldrelaybox.service 2>&1) || fail "the example is faulty: $faults"
+[ -z "$faults" ] || fail "the example is faulty: $faults"
+systemctl daemon-reload
+[ "$(systemctl show -P IPAddressDeny fieldrelaybox.service)" = "::/0 0.0.0.0/0" ] || fail "nobody is kept out"
+rm -r $drop_ins
+systemctl daemon-reload
 
 step "journal"
 in_journal() { journalctl -q -u fieldrelaybox.service -o cat -p "$1..$1" | grep -q "^$2"; }

@@ -7,7 +7,7 @@ set -eu
 packages_of() {
     case "$1" in
     build) echo "g++ cmake ninja-build pkg-config python3 libcjson-dev libinih-dev libnl-genl-3-dev libsystemd-dev" ;;
-    test) echo "libgtest-dev python3 util-linux iproute2 ffmpeg" ;;
+    test) echo "libgtest-dev python3 util-linux iproute2 nftables ffmpeg" ;;
     run) echo "python3 util-linux iproute2" ;;
     video) echo "ffmpeg" ;;
     fuzz) echo "clang libclang-rt-dev llvm python3" ;;

@@ -23,7 +23,7 @@ fail() {
 # Started again inside the namespaces as their first process; it ends, and everything with it.
 inside() {
     prepare
-    env --default-signal=INT,QUIT PATH="$tools/standins:$PATH" "$@" <&0 &
+    env --default-signal=INT,QUIT PATH="$tools/standins:$PATH:/usr/sbin:/sbin" "$@" <&0 &
     await $! end_child
     exit
 }

@@ -119,7 +119,8 @@ inline constexpr std::array stream_target_settings{
                    "# for example, 192.168.1.10:3000,192.168.1.11:3000\r\n",
         .label = "Raw UDP receivers",
         .help = "receivers of the raw UDP stream, the same form; ports 1 to 65534 (audio goes to "
-                "the port above), at most 10",
+                "the port above), at most 10; none that is the box itself at 3001, 4001, 4242, "
+                "5000 or 5001",
         .report = {"udp_clients", 90},
         .parameters = {{{"udp_clients", 1, "address:port,..."}}}},
 };

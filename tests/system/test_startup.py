@@ -177,6 +177,13 @@ class Start(unittest.TestCase):
         self.assertEqual(box.log.lines[-1], "discovery bind failed")
         taken.close()
 
+    def test_the_firewall_example_is_one(self) -> None:
+        rules = str(ROOT / "packaging" / "examples" / "fieldrelaybox.nft")
+        for _ in range(2):  # again replaces it
+            subprocess.run(["nft", "-f", rules], check=True)
+        with Box(), App() as app:  # loopback stays open
+            app.message()
+
     def test_one_daemon_at_a_time(self) -> None:
         box = Box()
         box.stand_ins.answer("ping", 0, seconds=4)
