@@ -26,20 +26,20 @@ std::atomic<int> media_sends{0};
 
 // What waits in one slow network fills the shared socket, which then takes nothing for the other
 // apps either. For a while each app has a socket of its own, where it fills nobody else's.
-constexpr std::int32_t apart_ms = 10'000;
+constexpr std::int64_t apart_ms = 10'000;
 
 std::atomic<bool> apart{false};
-std::atomic<std::uint32_t> apart_since_ms{0}; // meaningful only while apart
+std::atomic<std::int64_t> apart_since_ms{0}; // meaningful only while apart
 
 void send_apart() {
-    apart_since_ms.store(millisecond_clock(), std::memory_order_relaxed);
+    apart_since_ms.store(timer_clock(), std::memory_order_relaxed);
     apart.store(true, std::memory_order_release);
 }
 
 bool is_apart() {
     if (!apart.load(std::memory_order_acquire))
         return false;
-    if (has_passed(millisecond_clock(), apart_since_ms.load(std::memory_order_relaxed), apart_ms))
+    if (has_passed(timer_clock(), apart_since_ms.load(std::memory_order_relaxed), apart_ms))
         apart.store(false, std::memory_order_relaxed);
     return apart.load(std::memory_order_relaxed);
 }

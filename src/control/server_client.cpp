@@ -19,8 +19,8 @@ namespace fieldrelaybox {
 
 namespace {
 
-constexpr std::int64_t pause_after_failure_us = 5'000;
-constexpr std::size_t datagram_capacity = 131'200;
+constexpr std::int64_t link_pause_us = 5'000;
+constexpr std::size_t link_datagram_capacity = 131'200;
 
 // A missing id is 0: not authenticated.
 void take_answer(Bytes datagram, const sockaddr_in& sender) {
@@ -37,7 +37,7 @@ void take_answer(Bytes datagram, const sockaddr_in& sender) {
 void receive_step(int socket, std::span<std::uint8_t> buffer) {
     sockaddr_in sender{};
     const auto datagram =
-        receive_from({socket, statistics().server_in, pause_after_failure_us}, buffer, &sender);
+        receive_from({socket, statistics().server_in, link_pause_us}, buffer, &sender);
     if (datagram && !datagram->empty())
         handle_server_datagram(*datagram, sender);
 }
@@ -55,7 +55,7 @@ void handle_server_datagram(Bytes datagram, const sockaddr_in& sender) {
 
 void init_server_client() {
     start_service("server", [socket = open_server_link()] {
-        static std::array<std::uint8_t, datagram_capacity> buffer;
+        static std::array<std::uint8_t, link_datagram_capacity> buffer;
         while (true)
             run_guarded("server", [&] { receive_step(socket, buffer); });
     });

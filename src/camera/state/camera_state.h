@@ -91,7 +91,7 @@ struct CameraBuilderState {
     // A stop was sent and the camera has not been heard since; when it was heard last, and in which
     // of its connections. The builders of the gimbal use them, the numbers under their mutex.
     std::atomic<bool> gimbal_stop_in_doubt{false};
-    std::uint32_t gimbal_stop_heard_ms = 0;
+    std::int64_t gimbal_stop_heard_ms = 0;
     std::uint32_t gimbal_stop_connection = 0;
 
     // The gimbal stands where it was sent: gimbal_move and gimbal_reset send no speed. Set by
