@@ -89,7 +89,7 @@ bool holds_whole_settings(const std::string& text) {
     const std::string_view comment = settings().front().comment;
     const std::string_view heading = comment.substr(0, comment.find('\r'));
     const std::string last_key = '\n' + std::string(settings().back().key) + '=';
-    if (text.find('\0') != std::string::npos)
+    if (std::ranges::count(text, '\0') != 0)
         return false;
     if (text.find(heading) == std::string::npos)
         return text.find_first_of("=:") != std::string::npos;
