@@ -272,6 +272,8 @@ class Guards(unittest.TestCase):
         taken = [Receiver(port) for port in ports]
         box = Box()
         box.launch()
+        self.addCleanup(box.process.kill)
+        box.log.wait_for("Init P2P client")
         for port in ports:
             wait_until(lambda: [line for line in box.log.lines if f" on port {port}: " in line],
                        f"it tells that {port} is taken")
@@ -293,6 +295,7 @@ class Watchdog(unittest.TestCase):
         manager.bind(str(box.directory / "notify"))
         self.addCleanup(manager.close)
         box.start(NOTIFY_SOCKET=str(box.directory / "notify"))
+        self.addCleanup(box.process.kill)
         self.assertEqual(manager.recv(99), b"READY=1")
         for name in ("video", "telemetry", "control", "commands"):
             with self.subTest(name), held_thread(box.process.pid, name):
