@@ -2,6 +2,7 @@
 
 #include "config/settings.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>

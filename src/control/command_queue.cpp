@@ -21,11 +21,11 @@ using Command = std::function<void()>;
 
 constexpr std::chrono::seconds longest_wait{1}; // shows life that often
 
-std::mutex mutex; // short, guards queue
+std::mutex queue_mutex; // short, guards queue
 std::condition_variable arrival;
 std::deque<Command> queue;
 
-// mutex is held.
+// queue_mutex is held.
 void drop_oldest() {
     queue.pop_front();
     count(statistics().commands_dropped);
@@ -42,13 +42,13 @@ Command take_oldest(std::unique_lock<std::mutex>& lock) {
 
 void perform_next() {
     show_life(Vital::commands);
-    std::unique_lock lock(mutex);
+    std::unique_lock lock(queue_mutex);
     if (arrival.wait_for(lock, longest_wait, [] { return !queue.empty(); }))
         take_oldest(lock)();
 }
 
 bool is_waiting() {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(queue_mutex);
     return !queue.empty();
 }
 
@@ -56,7 +56,7 @@ bool is_waiting() {
 
 void queue_command(std::function<void()> perform) {
     {
-        const std::lock_guard lock(mutex);
+        const std::lock_guard lock(queue_mutex);
         if (queue.size() == command_queue_capacity)
             drop_oldest();
         queue.push_back(command_for_log_sender(std::move(perform)));

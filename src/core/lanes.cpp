@@ -23,14 +23,14 @@ struct Lane {
     LogLimit drops;
 };
 
-std::mutex mutex; // short, guards everything in lanes; a lane once there stays
+std::mutex lanes_mutex; // short, guards everything in lanes; a lane once there stays
 std::map<std::string, Lane> lanes;
 
 thread_local const Lane* lane_of_this_thread = nullptr;
 
 // The lane's thread ends when there is nothing.
 std::optional<LaneJob> take_job(Lane& lane) {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(lanes_mutex);
     lane.has_thread = !lane.waiting.empty();
     if (!lane.has_thread)
         return std::nullopt;
@@ -45,14 +45,14 @@ void run_jobs(const char* name, Lane& lane) {
         run_guarded(name, job->run);
 }
 
-// mutex is held. Without a thread the jobs wait for resume_lanes.
+// lanes_mutex is held. Without a thread the jobs wait for resume_lanes.
 void start_lane(const std::string& name, Lane& lane) {
     if (!lane.has_thread && !lane.waiting.empty())
         lane.has_thread =
             start_thread(name.c_str(), [&name, &lane] { run_jobs(name.c_str(), lane); });
 }
 
-// mutex is held. What is asked for now is newer than what waits.
+// lanes_mutex is held. What is asked for now is newer than what waits.
 void remove_kind(Lane& lane, const std::string& kind) {
     const auto same = [&kind](const LaneJob& job) { return !kind.empty() && job.kind == kind; };
     count(statistics().commands_merged, std::erase_if(lane.waiting, same));
@@ -61,7 +61,7 @@ void remove_kind(Lane& lane, const std::string& kind) {
 } // namespace
 
 bool add_job(const std::string& lane_name, LaneJob job) {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(lanes_mutex);
     const auto place = lanes.try_emplace(lane_name).first;
     Lane& lane = place->second;
     remove_kind(lane, job.kind);
@@ -79,7 +79,7 @@ bool add_job(const std::string& lane_name, LaneJob job) {
 }
 
 void resume_lanes() {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(lanes_mutex);
     for (auto& [name, lane] : lanes)
         start_lane(name, lane);
 }
@@ -87,7 +87,7 @@ void resume_lanes() {
 bool await_lanes(int time_limit_ms) {
     constexpr int pause_ms = 10;
     const auto idle = [] {
-        const std::lock_guard lock(mutex);
+        const std::lock_guard lock(lanes_mutex);
         return std::ranges::none_of(lanes, [](const auto& entry) {
             return entry.second.has_thread && &entry.second != lane_of_this_thread;
         });

@@ -30,14 +30,14 @@ struct LogSender {
     std::uint32_t left_out;
 };
 
-std::mutex mutex; // guards senders
+std::mutex senders_mutex; // guards senders
 // The last place is for all who find no place of their own.
 std::array<LogSender, sender_capacity + 1> senders{};
 
 thread_local std::uint32_t sender_of_this_thread = 0;
 thread_local std::size_t kind_in_this_thread = 0;
 
-// mutex is held.
+// senders_mutex is held.
 LogSender& find_place(std::uint32_t address, std::int64_t now) {
     auto* const others = senders.end() - 1;
     auto* place = std::find_if(senders.begin(), others,
@@ -74,7 +74,7 @@ bool take_log_allowance() {
     if (sender_of_this_thread == 0)
         return true;
     const std::int64_t now = timer_clock();
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(senders_mutex);
     LogSender& sender = find_place(sender_of_this_thread, now);
     std::int64_t& paid_until = sender.paid_until[kind_in_this_thread];
     const Allowance& allowance = allowances[kind_in_this_thread];
@@ -89,7 +89,7 @@ bool take_log_allowance() {
 
 std::vector<LinesLeftOut> take_lines_left_out() {
     std::vector<LinesLeftOut> left_out;
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(senders_mutex);
     for (LogSender& sender : senders) {
         if (sender.left_out > 0)
             left_out.push_back({sender.address, std::exchange(sender.left_out, 0)});

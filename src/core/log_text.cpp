@@ -31,7 +31,7 @@ std::size_t size_beyond_ascii(std::string_view text) {
     for (const char byte : text.substr(1, size - 1)) {
         if ((byte & 0xC0) != 0x80)
             return 0;
-        character = character << 6 | (byte & 0x3FU);
+        character = character << 6 | (static_cast<std::uint8_t>(byte) & 0x3FU);
     }
     return character >= smallest_of_size[size] && character <= largest_character &&
                    !is_surrogate(character)

@@ -19,11 +19,11 @@ constexpr std::array flipped_settings{&setting_row("focus_assistant_enabled"),
 
 } // namespace
 
-void flip_and_save(FlippedSetting flipped) {
-    const Setting& setting = *flipped_settings[static_cast<std::size_t>(flipped)];
-    change_settings([&setting] { flip_setting(setting); });
+void flip_and_save(FlippedSetting setting) {
+    const Setting& row = *flipped_settings[static_cast<std::size_t>(setting)];
+    change_settings([&row] { flip_setting(row); });
     SettingsCommands commands;
-    add_commands(setting, std::to_string(load_number(setting.field)), commands);
+    add_commands(row, std::to_string(load_number(row.field)), commands);
     request_save(std::move(commands));
 }
 
