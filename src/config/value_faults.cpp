@@ -1,6 +1,7 @@
 #include "config/value_faults.h"
 
 #include "config/channel_functions.h"
+#include "config/own_inputs.h"
 #include "config/settings.h"
 #include "core/sockets.h"
 #include "core/text.h"
@@ -84,26 +85,39 @@ std::string number_fault(const Setting& setting, const std::string& value) {
                : value + " is none of " + words;
 }
 
-// Returns how many of them are usable.
-std::size_t tell_receivers(std::string_view list, std::uint16_t highest_port, const Tell& tell) {
+// Of the ports from the receiver's own up.
+bool comes_back(sockaddr_in receiver, int ports) {
+    for (; ports > 0; --ports) {
+        if (is_own_input(receiver))
+            return true;
+        receiver.sin_port = htons(static_cast<std::uint16_t>(ntohs(receiver.sin_port) + 1));
+    }
+    return false;
+}
+
+// Returns how many of them are usable. Each gets datagrams at so many ports.
+std::size_t tell_receivers(std::string_view list, int ports, const Tell& tell) {
+    const auto highest_port = static_cast<std::uint16_t>(0x10000 - ports);
     std::size_t usable = 0;
     while (!list.empty()) {
         const std::string_view item = take_item(list, ',');
-        if (parse_endpoint(item, highest_port))
+        const auto receiver = parse_endpoint(item, highest_port);
+        if (receiver && !comes_back(*receiver, ports))
             ++usable;
         else
-            tell(quoted(item) + " is not address:port");
+            tell(quoted(item) +
+                 (receiver ? ": the box itself receives there" : " is not address:port"));
     }
     return usable;
 }
 
 void tell_udp_clients(std::string_view list, const Tell& tell) {
-    if (tell_receivers(list, highest_udp_client_port, tell) > udp_client_limit)
+    if (tell_receivers(list, 2, tell) > udp_client_limit)
         tell("only the first " + std::to_string(udp_client_limit) + " receivers count");
 }
 
 void tell_mpegts_clients(std::string_view list, const Tell& tell) {
-    tell_receivers(list, std::numeric_limits<std::uint16_t>::max(), tell);
+    tell_receivers(list, 1, tell);
 }
 
 void tell_channel_map(std::string_view map, const Tell& tell) {

@@ -1,14 +1,13 @@
 // The UDP service on port 4242: apps find the box, register and send their commands here.
 #pragma once
 
+#include "config/own_inputs.h"
 #include "core/bytes.h"
 #include "core/sockets.h"
 
 #include <cstdint>
 
 namespace fieldrelaybox {
-
-inline constexpr std::uint16_t control_port = 4242;
 
 // Opens port 4242 and starts the server thread. A port that is taken ends the process with status
 // 100.

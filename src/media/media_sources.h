@@ -1,15 +1,12 @@
 // The threads that receive media datagrams and hand them to the relay.
 #pragma once
 
+#include "config/own_inputs.h"
 #include "core/bytes.h"
 
 #include <cstdint>
 
 namespace fieldrelaybox {
-
-inline constexpr std::uint16_t video_source_port = 5000;
-inline constexpr std::uint16_t audio_source_port = 4001;
-inline constexpr std::uint16_t transcoded_video_port = 3001;
 
 // Each is called once by start-up; a port that is taken is logged and tried for again.
 void init_transcode();

@@ -1,10 +1,10 @@
 #include "media/udp_clients.h"
 
+#include "config/own_inputs.h"
 #include "core/log.h"
 #include "core/sockets.h"
 #include "core/statistics.h"
 #include "core/text.h"
-#include "media/own_inputs.h"
 
 #include <atomic>
 #include <mutex>
@@ -24,13 +24,8 @@ UdpClients::Entry entry_of(const sockaddr_in& video) {
     return entry;
 }
 
-// Of an address of the box; others may use these ports.
-bool has_own_port(const UdpClients::Entry& entry) {
-    return is_own_port(entry.video) || is_own_port(entry.audio);
-}
-
-bool is_own_input(const UdpClients::Entry& entry) {
-    return has_own_port(entry) && is_own_address(entry.video.sin_addr);
+bool comes_back(const UdpClients::Entry& entry) {
+    return is_own_input(entry.video) || is_own_input(entry.audio);
 }
 
 void tell_own_input(const UdpClients::Entry& entry) {
@@ -45,7 +40,7 @@ void add_item(std::string_view item, UdpClients& clients) {
     if (!video)
         log_warning("UDP client \"%.*s\" skipped: not address:port", static_cast<int>(item.size()),
                     item.data());
-    else if (is_own_input(entry))
+    else if (comes_back(entry))
         tell_own_input(entry);
     else if (clients.count < clients.entries.size())
         clients.entries[clients.count++] = entry;
@@ -86,7 +81,7 @@ void check_udp_clients() {
     const std::lock_guard lock(list_mutex);
     UdpClients kept{};
     for (std::size_t i = 0; i < current_clients.count; ++i) {
-        if (is_own_input(current_clients.entries[i]))
+        if (comes_back(current_clients.entries[i]))
             tell_own_input(current_clients.entries[i]);
         else
             kept.entries[kept.count++] = current_clients.entries[i];

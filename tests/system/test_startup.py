@@ -40,7 +40,8 @@ MISTAKES = {
     "rc_input_map=pan,,Tilt": ': rc_input_map: "Tilt" is no channel function; channel 3 does nothing',
     "udp_clients=192.0.2.1:7,192.0.2.2:65535":
         ': udp_clients: "192.0.2.2:65535" is not address:port',
-    "mpegts_clients=192.0.2.1:65535,box:7": ': mpegts_clients: "box:7" is not address:port',
+    "mpegts_clients=192.0.2.1:65535,127.0.0.1:5000":
+        ': mpegts_clients: "127.0.0.1:5000": the box itself receives there',
     "server_host=relay": ': server_host: "relay" is not a dotted IPv4 address; names are not resolved',
     "server_user=0123456789abcdef": ": server_user: longer than 15 characters; the rest is left out",
     "wifi_iface=lo": "",

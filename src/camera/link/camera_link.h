@@ -2,6 +2,8 @@
 // Every sender of camera frames enters here; the telemetry receiver keeps the link state current.
 #pragma once
 
+#include "config/own_inputs.h"
+
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -9,8 +11,6 @@
 #include <span>
 
 namespace fieldrelaybox {
-
-inline constexpr std::uint16_t camera_port = 5001;
 
 // Process-wide, one instance.
 struct CameraLink {

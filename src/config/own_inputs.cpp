@@ -1,6 +1,4 @@
-#include "media/own_inputs.h"
-
-#include "media/media_sources.h"
+#include "config/own_inputs.h"
 
 #include <algorithm>
 #include <array>
@@ -12,13 +10,8 @@ namespace fieldrelaybox {
 
 namespace {
 
-constexpr std::array<std::uint16_t, 5> own_ports{
-    video_source_port,
-    audio_source_port,
-    transcoded_video_port,
-    4242, // the apps, control_port
-    5001, // the camera, camera_port
-};
+constexpr std::array own_ports{video_source_port, audio_source_port, transcoded_video_port,
+                               control_port, camera_port};
 
 bool is_at(const sockaddr* place, in_addr address) {
     return place != nullptr && place->sa_family == AF_INET &&
@@ -28,12 +21,6 @@ bool is_at(const sockaddr* place, in_addr address) {
 bool belongs_to(const ifaddrs& interface, in_addr address) {
     return is_at(interface.ifa_addr, address) ||
            ((interface.ifa_flags & IFF_BROADCAST) != 0 && is_at(interface.ifa_broadaddr, address));
-}
-
-} // namespace
-
-bool is_own_port(const sockaddr_in& address) {
-    return std::ranges::find(own_ports, ntohs(address.sin_port)) != own_ports.end();
 }
 
 bool is_own_address(in_addr address) {
@@ -49,6 +36,13 @@ bool is_own_address(in_addr address) {
             return true;
     }
     return false;
+}
+
+} // namespace
+
+bool is_own_input(const sockaddr_in& receiver) {
+    return std::ranges::find(own_ports, ntohs(receiver.sin_port)) != own_ports.end() &&
+           is_own_address(receiver.sin_addr);
 }
 
 } // namespace fieldrelaybox
