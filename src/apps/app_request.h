@@ -28,8 +28,8 @@ struct AppCommand {
     void (*handle)(const AppRequest& request);
 };
 
-// The text of object's member called name, "" when it is missing. A number counts like its text;
-// for a member of any other type there is nothing.
+// The text of object's member called name, "" when it is missing. A number counts like its text.
+// There is nothing for a member of any other type, and for a number too long to be kept.
 std::optional<std::string> text_member(const cJSON* object, const char* name);
 
 // Nothing when text is not JSON, or when a member of the request is neither text nor number, which

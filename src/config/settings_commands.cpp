@@ -18,9 +18,14 @@ std::string program_of(std::string_view command) {
     return std::string(command.substr(command.rfind('/') + 1));
 }
 
+// The lane is the background: what it does not wait for could be overtaken by the next.
+std::string in_foreground(const std::string& command) {
+    return command.substr(0, command.find_last_not_of(" &") + 1);
+}
+
 void run_commands(const SettingsCommands& commands) {
     for (const std::string& command : commands.texts)
-        run_shell_command(command.c_str(), settings_command_time_limit_ms);
+        run_shell_command(in_foreground(command).c_str(), settings_command_time_limit_ms);
     if (commands.restarts_rc_input)
         store<std::uint8_t>(status_block().rc_receiver_state, 0);
 }

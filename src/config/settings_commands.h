@@ -7,8 +7,7 @@
 
 namespace fieldrelaybox {
 
-// For each such command: one that hangs must not hold up all later ones for ever. A command that
-// ends in "&" is done when it has been started.
+// For each such command: one that hangs must not hold up all later ones for ever.
 inline constexpr int settings_command_time_limit_ms = 30'000;
 
 struct SettingsCommands {
@@ -17,7 +16,13 @@ struct SettingsCommands {
     bool restarts_rc_input = false; // the RC state byte is cleared after the commands
 };
 
-// Has the commands run. Never waits for one.
+// Has the commands run. Never waits for one. A "&" at the end of one does not count: it is waited
+// for in its lane.
 void start_settings_commands(SettingsCommands commands);
+
+// The same for a single one, of which those that wait become one.
+inline void start_settings_command(const char* text) {
+    start_settings_commands({.texts = {text}, .kind = text});
+}
 
 } // namespace fieldrelaybox

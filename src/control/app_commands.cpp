@@ -119,7 +119,7 @@ void recalibrate_rc_input() {
         run("rm -f /boot/rcin.cal");
         run("umount /boot");
         run("mount /boot");
-        start_settings_commands({.texts = {"killall -q rcin"}, .kind = "killall -q rcin"});
+        start_settings_command("killall -q rcin");
     });
 }
 

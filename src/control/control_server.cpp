@@ -34,6 +34,9 @@ constexpr std::int64_t pause_after_failure_us = 5'000;
 constexpr std::size_t datagram_capacity = 131'200;
 constexpr std::size_t longest_command = 255;
 
+// Twice what the longest list of bytes for the camera needs; the rest would only hold up others.
+constexpr std::size_t longest_test_datagram = 8192;
+
 // Control codes, byte 12 of a datagram.
 enum class ControlCode : std::uint8_t {
     register_app = 0,
@@ -42,6 +45,11 @@ enum class ControlCode : std::uint8_t {
     remote_control = 5,
     json_command = '{',
 };
+
+// The sender if it is registered now: it may have left when its command's turn comes.
+sockaddr_in registered_app(const sockaddr_in& sender) {
+    return is_registered_app(app_key(sender)) ? sender : sockaddr_in{};
+}
 
 // A private copy: the datagram's buffer is needed for the next one.
 void queue_app_command(Bytes payload, const sockaddr_in& sender) {
@@ -52,9 +60,9 @@ void queue_app_command(Bytes payload, const sockaddr_in& sender) {
         log_limited_warning(log_limits().command_cut, timer_clock(),
                             "command cut to %zu characters", longest_command);
     }
-    queue_command([text = std::string(characters, std::min(length, longest_command)), sender] {
-        dispatch_app_command(text.c_str(), text.size(), sender);
-    });
+    queue_command(
+        [text = std::string(characters, std::min(length, longest_command)),
+         app = registered_app(sender)] { dispatch_app_command(text.c_str(), text.size(), app); });
 }
 
 void register_app(Bytes arguments, const Endpoint& sender) {
@@ -73,8 +81,8 @@ void remove_app(const Endpoint& sender) {
 void queue_remote_control(Bytes arguments, const sockaddr_in& sender) {
     std::array<std::uint8_t, 5> bytes{};
     std::copy_n(arguments.begin(), std::min(arguments.size(), bytes.size()), bytes.begin());
-    queue_command([bytes, sender] {
-        remote_control(bytes[0], get_i16le(&bytes[1]), get_i16le(&bytes[3]), sender);
+    queue_command([bytes, app = registered_app(sender)] {
+        remote_control(bytes[0], get_i16le(&bytes[1]), get_i16le(&bytes[3]), app);
     });
 }
 
@@ -141,8 +149,9 @@ void init_device_discovery() {
 void handle_app_datagram(Bytes datagram, const sockaddr_in& sender) {
     set_log_sender(sender.sin_addr.s_addr);
     if (!datagram.empty() && datagram[0] == '[') {
+        const Bytes used = datagram.first(std::min(datagram.size(), longest_test_datagram));
         queue_command(
-            [copy = std::vector(datagram.begin(), datagram.end())] { handle_test_datagram(copy); });
+            [copy = std::vector(used.begin(), used.end())] { handle_test_datagram(copy); });
         return;
     }
     if (datagram.size() < message_header_size || datagram[0] != 'B' || is_own_message(sender))

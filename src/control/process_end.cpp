@@ -9,25 +9,38 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstdio>
 #include <unistd.h>
 
 namespace fieldrelaybox {
 
 namespace {
 
-constexpr int commands_patience_ms = 500;
-constexpr std::int64_t arrival_time_us = 20'000; // of a datagram that waits at a socket
+constexpr int lanes_patience_ms = 500;
+constexpr int arrival_time_ms = 20; // of a datagram that waits at a socket
+constexpr int pause_ms = 10;
 
-// What came before is saved, too, although it may still wait for its turn; a command that hangs
-// does not hold up the end.
-SaveTicket ticket_of_all_commands() {
+void sleep_ms(int milliseconds) {
+    sleep_us(std::int64_t{milliseconds} * 1000);
+}
+
+// What came before is to be saved, too, although it may still wait for its turn. Returns how much
+// of the time limit was needed.
+int await_commands(int time_limit_ms) {
     static std::atomic<bool> performed{false};
-    sleep_us(arrival_time_us);
+    sleep_ms(arrival_time_ms);
     queue_command([] { performed = true; });
-    for (int waited = 0; !performed && waited < commands_patience_ms; waited += 10)
-        sleep_us(10'000);
-    return last_save_request();
+    int waited = arrival_time_ms;
+    for (; !performed && waited < time_limit_ms; waited += pause_ms)
+        sleep_ms(pause_ms);
+    return waited;
+}
+
+// Other threads keep running to the last instruction, so no destructor may run under them, and
+// nothing may be flushed that one of them uses.
+[[noreturn]] void end_when_saved(int exit_status, SaveTicket ticket, int time_limit_ms) {
+    finish_saving(ticket, time_limit_ms);
+    await_lanes(lanes_patience_ms);
+    _exit(exit_status);
 }
 
 sigset_t stop_signals() {
@@ -40,12 +53,8 @@ sigset_t stop_signals() {
 
 } // namespace
 
-// Other threads keep running to the last instruction, so no destructor may run under them.
 void end_process(int exit_status, SaveTicket ticket) {
-    finish_saving(ticket, save_patience_ms);
-    await_lanes(commands_patience_ms);
-    std::fflush(nullptr);
-    _exit(exit_status);
+    end_when_saved(exit_status, ticket, save_patience_ms);
 }
 
 void start_waiting_for_signals() {
@@ -58,7 +67,8 @@ void start_waiting_for_signals() {
         pthread_sigmask(SIG_UNBLOCK, &signals, nullptr); // a second one ends it at once
         log_line("ending: signal %d", number);
         announce_stopping();
-        end_process(0, ticket_of_all_commands());
+        const int waited = await_commands(save_patience_ms);
+        end_when_saved(0, last_save_request(), save_patience_ms - waited);
     });
 }
 

@@ -1,9 +1,9 @@
 #include "camera/builders/image_settings.h"
 
 #include "camera/link/stored_frame.h"
+#include "config/settings_commands.h"
 #include "core/log.h"
 #include "core/numbers.h"
-#include "core/shell.h"
 #include "core/text.h"
 #include "core/word_table.h"
 
@@ -117,7 +117,7 @@ void set_video_aspect(const char* aspect) {
     const bool sent =
         send_stored_frame(aspect_frame, std::array<std::uint8_t, 2>{0x00, found->code});
     if (sent || found->word == "16:9")
-        run_shell_command("killall -q display &");
+        start_settings_command("killall -q display &");
 }
 
 void set_video_standard(const char* standard) {

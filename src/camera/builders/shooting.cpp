@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <mutex>
 
 namespace fieldrelaybox {
 
@@ -66,6 +67,16 @@ static_assert(std::all_of(shot_kinds.begin(), shot_kinds.end(), [](const ShotKin
     return shot_frame_of(row.kind) != nullptr;
 }));
 
+// The frames of one command do not mix with those of another: RC gives commands, too.
+std::mutex trigger_mutex;
+
+// trigger_mutex is held.
+void press_interval_stop() {
+    log_line("stop interval shoting");
+    if (send_stored_frame_times(2, interval_stop_frame))
+        send_stored_frame_times(2, idle_button_frame);
+}
+
 } // namespace
 
 bool set_mode(bool video) {
@@ -74,6 +85,7 @@ bool set_mode(bool video) {
 }
 
 void record(bool start) {
+    const std::lock_guard lock(trigger_mutex);
     if (start) {
         const bool in_video_mode = camera_state().video_mode || set_mode(true);
         if (in_video_mode && send_stored_frame_times(2, record_start_frame))
@@ -92,16 +104,14 @@ void set_shot_mode(int format) {
 }
 
 void stop_interval_shooting() {
-    log_line("stop interval shoting");
-    if (send_stored_frame_times(2, interval_stop_frame))
-        send_stored_frame_times(2, idle_button_frame);
+    const std::lock_guard lock(trigger_mutex);
+    press_interval_stop();
 }
 
 void shot() {
-    if (camera_state().interval_shooting) {
-        stop_interval_shooting();
-        return;
-    }
+    const std::lock_guard lock(trigger_mutex);
+    if (camera_state().interval_shooting)
+        return press_interval_stop();
     const bool in_photo_mode = camera_state().photo_mode || set_mode(false);
     log_line("shot");
     const ButtonFrame* frame = shot_frame_of(camera_state().shot_kind);

@@ -53,8 +53,7 @@ void set_zoom_relative(int change) {
 // Whose it is first: the RC loop reads the step first.
 void set_zoom_step(int step, const sockaddr_in& app) {
     CameraBuilderState& state = camera_builder_state();
-    const std::uint64_t key = app_key(app);
-    state.zoom_step_app = is_registered_app(key) ? key : 0;
+    state.zoom_step_app = app_key(app);
     state.zoom_step = step;
 }
 

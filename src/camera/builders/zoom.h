@@ -15,7 +15,7 @@ void set_zoom_relative(int change);
 int current_zoom_level();
 
 // The zoom step register: what the RC loop changes the level by in each of its steps. It dies with
-// the app that set it, if that is a registered one, and with the link to the camera.
+// the app that set it (zeros: with nobody), and with the link to the camera.
 void set_zoom_step(int step, const sockaddr_in& app);
 int current_zoom_step();
 

@@ -3,9 +3,9 @@
 #include "camera/state/camera_state.h"
 #include "camera/state/camera_state_frames.h"
 #include "camera/state/shot_kinds.h"
+#include "config/settings_commands.h"
 #include "core/log.h"
 #include "core/shared_access.h"
-#include "core/shell.h"
 #include "core/status_block.h"
 
 #include <algorithm>
@@ -103,7 +103,7 @@ void note_video_format(Bytes payload) {
     if (before == no_video_format || before == format)
         return;
     log_line("video format changed");
-    run_shell_command("killall -q display &");
+    start_settings_command("killall -q display &");
 }
 
 void store_exposure(Bytes payload) {
