@@ -113,6 +113,16 @@ class Link(BoxTestCase):
                 self.assertEqual(moved.index("gimbal speed 44,0"), 1)
                 app.send(order(0))
                 camera.wait_for(lambda got: got.name == "gimbal speed 0,0")
+        camera.fence()
+        camera.go_silent(60)  # too short to be noticed
+        app.send(order(44))
+        app.send(order(0))
+        camera.wait_for(lambda got: got.name == "gimbal speed 0,0")  # as if it were lost
+        for again in (lambda: app.send(order(0)), lambda: camera.go_silent(0)):
+            time.sleep(0.4)
+            camera.take()
+            again()
+            camera.wait_for(lambda got: got.name == "gimbal speed 0,0")
 
 
 class Clock(BoxTestCase):

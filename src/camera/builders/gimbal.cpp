@@ -27,9 +27,25 @@ static_assert(angle_frame.size() == 23 && angle_frame[3] == 0x38);
 
 constexpr std::int64_t reset_pause_us = 100'000;
 
+// A camera that is there sends several times as often.
+constexpr std::int64_t longest_camera_pause_ms = 300;
+
 // Looking at the hold flag and sending are one step: a stop must not be followed by the frame of a
 // move that was decided before it. Never held across a pause of a sequence.
 std::mutex gimbal_mutex;
+
+// The caller holds gimbal_mutex, here and below. Whether a stop was the last order and nothing came
+// from the camera for so long, until now, that it may have been away.
+bool stop_met_silence(std::int64_t now) {
+    const CameraBuilderState& state = camera_builder_state();
+    return state.gimbal_stop_in_doubt && state.gimbal_stop_is_last &&
+           now - state.gimbal_stop_heard_ms > longest_camera_pause_ms;
+}
+
+// A stop that may have been lost can be given again.
+bool is_lost_stop(GimbalPair pair) {
+    return pair == GimbalPair{} && (!camera_connected() || stop_met_silence(timer_clock()));
+}
 
 // False when the camera was told the pair last. What one was told that went away since counts for
 // nothing.
@@ -38,7 +54,7 @@ bool remember_gimbal_pair(GimbalPair pair) {
     const std::uint32_t connection = camera_link().connections;
     const bool changed = state.last_gimbal_pair.exchange(pair) != pair;
     return state.gimbal_pair_connection.exchange(connection) != connection || changed ||
-           !camera_connected();
+           !camera_connected() || is_lost_stop(pair);
 }
 
 bool send_speed_frame(std::int64_t pan, std::int64_t tilt) {
@@ -48,11 +64,11 @@ bool send_speed_frame(std::int64_t pan, std::int64_t tilt) {
     return send_stored_frame(frame);
 }
 
-// The caller holds gimbal_mutex, here and below.
 void doubt_stop() {
     CameraBuilderState& state = camera_builder_state();
     state.gimbal_stop_heard_ms = camera_link().last_datagram_ms;
     state.gimbal_stop_connection = camera_link().connections;
+    state.gimbal_stop_is_last = true;
     state.gimbal_stop_in_doubt = true;
 }
 
@@ -60,7 +76,10 @@ void doubt_stop() {
 // got is forgotten.
 void note_move(bool sent) {
     CameraBuilderState& state = camera_builder_state();
-    if (sent && camera_link().connections != state.gimbal_stop_connection)
+    if (!sent)
+        return;
+    state.gimbal_stop_is_last = false;
+    if (camera_link().connections != state.gimbal_stop_connection)
         state.gimbal_stop_in_doubt = false;
 }
 
@@ -105,6 +124,7 @@ void press_reset_button_twice() {
 
 bool stop_unless_held() {
     const std::lock_guard lock(gimbal_mutex);
+    note_move(camera_connected()); // the recentre, which a stop of before must not end
     return camera_builder_state().gimbal_hold || send_speed_frame(0, 0);
 }
 
@@ -114,7 +134,7 @@ void announce_speed(GimbalPair pair) {
     CameraBuilderState& state = camera_builder_state();
     if (pair != GimbalPair{})
         state.gimbal_hold = false;
-    else if (!state.gimbal_hold.exchange(true) || !camera_connected())
+    else if (!state.gimbal_hold.exchange(true) || is_lost_stop(pair))
         send_speed(0, 0);
 }
 
@@ -186,10 +206,14 @@ void gimbal_repeat_lost_stop() {
     if (!state.gimbal_stop_in_doubt || !camera_connected())
         return;
     const std::lock_guard lock(gimbal_mutex);
-    if (state.gimbal_stop_in_doubt && camera_link().connections != state.gimbal_stop_connection)
+    const std::int64_t heard_ms = camera_link().last_datagram_ms;
+    const bool another = camera_link().connections != state.gimbal_stop_connection;
+    if (state.gimbal_stop_in_doubt && (another || stop_met_silence(heard_ms))) {
         send_speed(0, 0);
-    else if (camera_link().last_datagram_ms != state.gimbal_stop_heard_ms)
+        state.gimbal_stop_is_last = false; // once is enough for a camera that sends rarely
+    } else if (heard_ms != state.gimbal_stop_heard_ms) {
         state.gimbal_stop_in_doubt = false;
+    }
 }
 
 void gimbal_reset(bool quick) {

@@ -4,7 +4,7 @@
 namespace fieldrelaybox {
 
 // Announces a speed: gimbal_move sends it. (0, 0) stops the gimbal and holds it. A pair that was
-// the last one already does nothing.
+// the last one already does nothing, unless it is a stop that may have been lost.
 void gimbal_speed(int pan, int tilt);
 
 // Moves the gimbal, reversed as the settings say; nothing while it is held.
@@ -15,7 +15,8 @@ void gimbal_move(int pan, int tilt);
 void gimbal_carry_on_app_move();
 
 // Announces and moves in one step, held or not: a live speed from an app, which ends a relative
-// move. A pair that was the last one already does nothing.
+// move. A pair that was the last one already does nothing, unless it is a stop that may have been
+// lost.
 void gimbal_speed_now(int pan, int tilt);
 
 // Turns the gimbal to an angle and holds it; ends a relative move of the app.
@@ -28,8 +29,9 @@ void gimbal_set_app_position(int a, int b);
 // on. One given while the camera is away is lost, as every other move is.
 void gimbal_move_for_app(int a, int b);
 
-// Sends a stop once more that the camera cannot have got: it was away then, or went away right
-// after it. To be called every few milliseconds; costs nothing while there is none.
+// Sends a stop once more that the camera may not have got: it was away then, or silent for a
+// moment, or went away right after it. To be called every few milliseconds; costs nothing while
+// there is none.
 void gimbal_repeat_lost_stop();
 
 // Stops the gimbal. Quick: locks the orientation. Otherwise recentres by two presses of a button,

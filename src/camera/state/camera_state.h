@@ -88,11 +88,13 @@ struct CameraBuilderState {
     std::atomic<GimbalPair> last_gimbal_pair{};
     std::atomic<std::uint32_t> gimbal_pair_connection{no_connection};
 
-    // A stop was sent and the camera has not been heard since; when it was heard last, and in which
-    // of its connections. The builders of the gimbal use them, the numbers under their mutex.
+    // A stop was sent and the camera has not been heard since; when it was heard last, in which of
+    // its connections, and whether neither a move nor the stop once more has been sent since. The
+    // builders of the gimbal use them, all but the first under their mutex.
     std::atomic<bool> gimbal_stop_in_doubt{false};
     std::int64_t gimbal_stop_heard_ms = 0;
     std::uint32_t gimbal_stop_connection = 0;
+    bool gimbal_stop_is_last = false;
 
     // The gimbal stands where it was sent: gimbal_move and gimbal_reset send no speed. Set by
     // gimbal_speed(0, 0), gimbal_move_for_app(0, 0) and gimbal_set_angle, cleared by the first two
