@@ -19,8 +19,8 @@ namespace {
 
 constexpr std::int64_t pause_between_clients_us = 5;
 
-// Room for what waits for absent clients, so that the present ones lose nothing.
-constexpr int udp_clients_buffer_bytes = 10'000'000;
+// Of each UDP client's socket: a second of video.
+constexpr int udp_client_buffer_bytes = 1'000'000;
 
 // A socket towards one fixed loopback port.
 struct Output {
@@ -54,12 +54,22 @@ std::array<EncoderOutput, 3> audio_outputs{
 
 std::atomic<bool> local_video{false};
 
-int udp_video_socket = -1;
-int udp_audio_socket = -1;
+// By the client's place, a socket each: what waits for one that is slow or absent takes the room of
+// no other.
+using UdpClientSockets = std::array<int, udp_client_capacity>;
+UdpClientSockets udp_video_sockets{};
+UdpClientSockets udp_audio_sockets{};
 
 void open_output(Output& output) {
     output.socket = open_udp_socket();
     output.address = ipv4_address(loopback_address, output.port);
+}
+
+void open_udp_client_sockets(UdpClientSockets& sockets) {
+    for (int& socket : sockets) {
+        socket = open_udp_socket();
+        set_socket_buffers(socket, 0, udp_client_buffer_bytes);
+    }
 }
 
 // Never waits: datagrams for hosts that are not there fill the socket's buffer for seconds, and
@@ -73,12 +83,13 @@ void send_to(const Output& output, Bytes datagram) {
     send_datagram(output.socket, datagram, output.address, statistics().*output.count);
 }
 
-void send_to_udp_clients(Bytes datagram, int socket, sockaddr_in UdpClients::Entry::*address) {
+void send_to_udp_clients(Bytes datagram, const UdpClientSockets& sockets,
+                         sockaddr_in UdpClients::Entry::*address) {
     if (load(config_record().udp_enabled) == 0)
         return;
     const UdpClients& clients = udp_clients();
     for (std::size_t i = 0; i < clients.count; ++i) {
-        send_datagram(socket, datagram, clients.entries[i].*address,
+        send_datagram(sockets[i], datagram, clients.entries[i].*address,
                       statistics().udp_clients[i].sent);
         spin_us(pause_between_clients_us);
     }
@@ -104,10 +115,8 @@ void init_video_bridge() {
         open_output(encoder.output);
     for (EncoderOutput& encoder : audio_outputs)
         open_output(encoder.output);
-    for (int* socket : {&udp_video_socket, &udp_audio_socket}) {
-        *socket = open_udp_socket();
-        set_socket_buffers(*socket, udp_clients_buffer_bytes, udp_clients_buffer_bytes);
-    }
+    open_udp_client_sockets(udp_video_sockets);
+    open_udp_client_sockets(udp_audio_sockets);
 }
 
 void relay_video(Bytes datagram) {
@@ -119,13 +128,13 @@ void relay_video(Bytes datagram) {
 
 void relay_transcoded_video(Bytes datagram) {
     post_message(datagram, MessageKind::video);
-    send_to_udp_clients(datagram, udp_video_socket, &UdpClients::Entry::video);
+    send_to_udp_clients(datagram, udp_video_sockets, &UdpClients::Entry::video);
     send_to_encoders(datagram, video_outputs);
 }
 
 void relay_audio(Bytes datagram) {
     post_message(datagram, MessageKind::audio);
-    send_to_udp_clients(datagram, udp_audio_socket, &UdpClients::Entry::audio);
+    send_to_udp_clients(datagram, udp_audio_sockets, &UdpClients::Entry::audio);
     send_to_encoders(datagram, audio_outputs);
 }
 

@@ -8,13 +8,23 @@
 
 #include <atomic>
 #include <mutex>
-#include <optional>
+#include <utility>
+#include <vector>
 
 namespace fieldrelaybox {
 
 namespace {
 
-std::mutex list_mutex;
+enum class Verdict : std::uint8_t { unjudged, taken, own_input, too_many };
+
+// An item of the setting and what the last look at the box's addresses said about it.
+struct Candidate {
+    UdpClients::Entry entry;
+    Verdict verdict = Verdict::unjudged;
+};
+
+std::mutex list_mutex; // guards all here
+std::vector<Candidate> candidates;
 UdpClients current_clients{};
 std::atomic<std::uint32_t> list_version{1};
 
@@ -28,28 +38,34 @@ bool comes_back(const UdpClients::Entry& entry) {
     return is_own_input(entry.video) || is_own_input(entry.audio);
 }
 
-void tell_own_input(const UdpClients::Entry& entry) {
-    const Endpoint endpoint = endpoint_of(entry.video);
-    log_warning("UDP client \"%s:%d\" skipped: the box itself receives there",
-                endpoint.address_text.data(), endpoint.port);
-}
-
-void add_item(std::string_view item, UdpClients& clients) {
-    const std::optional<sockaddr_in> video = parse_endpoint(item, highest_udp_client_port);
-    const auto entry = video ? entry_of(*video) : UdpClients::Entry{};
-    if (!video)
+void add_candidate(std::string_view item) {
+    if (const auto video = parse_endpoint(item, highest_udp_client_port))
+        candidates.push_back({.entry = entry_of(*video)});
+    else
         log_warning("UDP client \"%.*s\" skipped: not address:port", static_cast<int>(item.size()),
                     item.data());
-    else if (comes_back(entry))
-        tell_own_input(entry);
-    else if (clients.count < clients.entries.size())
-        clients.entries[clients.count++] = entry;
-    else
-        log_warning("UDP client \"%.*s\" skipped: %zu clients are the most",
-                    static_cast<int>(item.size()), item.data(), clients.entries.size());
 }
 
-// Both: list_mutex is held.
+// One that is taken is told of only when it was not before.
+void tell_verdict(const UdpClients::Entry& entry, Verdict before, Verdict now) {
+    const Endpoint endpoint = endpoint_of(entry.video);
+    const char* const address = endpoint.address_text.data();
+    if (now == Verdict::own_input)
+        log_warning("UDP client \"%s:%d\" skipped: the box itself receives there", address,
+                    endpoint.port);
+    else if (now == Verdict::too_many)
+        log_warning("UDP client \"%s:%d\" skipped: %zu clients are the most", address,
+                    endpoint.port, udp_client_capacity);
+    else if (before != Verdict::unjudged)
+        log_line("UDP client \"%s:%d\" is back", address, endpoint.port);
+}
+
+Verdict judge(const UdpClients::Entry& entry, const UdpClients& clients) {
+    if (comes_back(entry))
+        return Verdict::own_input;
+    return clients.count < clients.entries.size() ? Verdict::taken : Verdict::too_many;
+}
+
 void place_counts(const UdpClients& clients) {
     for (std::size_t i = 0; i < clients.entries.size(); ++i) {
         PeerCount& place = statistics().udp_clients[i];
@@ -67,27 +83,36 @@ void replace_list(UdpClients clients) {
     list_version.store(clients.version, std::memory_order_release);
 }
 
+// Replaces the list when a verdict is another than before, or at least when told to.
+void judge_all(bool replace) {
+    UdpClients clients{};
+    for (Candidate& candidate : candidates) {
+        const Verdict now = judge(candidate.entry, clients);
+        if (now == Verdict::taken)
+            clients.entries[clients.count++] = candidate.entry;
+        const Verdict before = std::exchange(candidate.verdict, now);
+        if (now == before)
+            continue;
+        tell_verdict(candidate.entry, before, now);
+        replace = true;
+    }
+    if (replace)
+        replace_list(clients);
+}
+
 } // namespace
 
 void parse_udp_clients(std::string_view list) {
-    UdpClients clients{};
-    while (!list.empty())
-        add_item(take_item(list, ','), clients);
     const std::lock_guard lock(list_mutex);
-    replace_list(clients);
+    candidates.clear();
+    while (!list.empty())
+        add_candidate(take_item(list, ','));
+    judge_all(true);
 }
 
 void check_udp_clients() {
     const std::lock_guard lock(list_mutex);
-    UdpClients kept{};
-    for (std::size_t i = 0; i < current_clients.count; ++i) {
-        if (comes_back(current_clients.entries[i]))
-            tell_own_input(current_clients.entries[i]);
-        else
-            kept.entries[kept.count++] = current_clients.entries[i];
-    }
-    if (kept.count != current_clients.count)
-        replace_list(kept);
+    judge_all(false);
 }
 
 const UdpClients& udp_clients() {

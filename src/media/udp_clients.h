@@ -31,8 +31,9 @@ struct UdpClients {
 // log line. The first 10 count.
 void parse_udp_clients(std::string_view list);
 
-// Takes the clients out at whose address the box itself receives by now; called on every supervisor
-// pass. Asks the system for its addresses only while a client has such a port.
+// Takes the clients out at whose address the box itself receives by now, and those back in where it
+// no longer does; called on every supervisor pass. Logs what changed. Asks the system for its
+// addresses only while a client has such a port.
 void check_udp_clients();
 
 // The list, as a copy of the calling thread's own that is renewed only when the list changed. Valid

@@ -76,7 +76,8 @@ class FanOut(BoxTestCase):
 class SlowNetwork(BoxTestCase):
     """An app behind a link of 64 kbit/s; the box gets its address there only later."""
 
-    settings = ENCODERS + "udp_enabled=1\nudp_clients=10.7.0.1:4242,127.0.0.1:4999,0.0.0.0:5001\n"
+    settings = ENCODERS + ("udp_enabled=1\nudp_clients=10.7.0.1:4242,127.0.0.1:4999,0.0.0.0:5001,"
+                           "10.7.0.2:7300,127.0.0.1:7100\n")
 
     @classmethod
     def setUpClass(cls) -> None:
@@ -97,22 +98,24 @@ class SlowNetwork(BoxTestCase):
                        ("10.7.0.1", 0))
 
     @unittest.skipIf(RUNNER, "an emulator does not know the socket option that this needs")
-    def test_one_slow_app_costs_the_others_nothing(self) -> None:
+    def test_a_slow_app_and_a_slow_client_cost_the_others_nothing(self) -> None:
         self.register_slow_app()
         self.box.log.wait_for("client connected from 10.7.0.2:7000", whole=False)
-        app, encoder = self.app(), self.receiver(3002)
+        app, others = self.app(), [self.receiver(7100), self.receiver(3002)]
         began = time.monotonic()
         for number in range(1000):
             picture = struct.pack("<I", number) + bytes(40_000)
             send(picture, VIDEO_IN)
             self.assertEqual(app.payload(app_protocol.VIDEO), picture)
-            self.assertEqual(encoder.receive(), picture)
+            for other in others:
+                self.assertEqual(other.receive(), picture)
             if number % 50 == 0:
                 self.register_slow_app()
         self.enterContext(App())  # whose registration is answered
         self.assertLess(time.monotonic() - began, 10)
-        slow = next(it["sent"] for it in read_counts()["apps"] if it["address"] == "10.7.0.2")
-        self.assertGreater(slow["blocked"], 0)  # all that may wait for it does
+        for kind in ("apps", "udp_clients"):
+            slow = next(it["sent"] for it in read_counts()[kind] if it["address"] == "10.7.0.2")
+            self.assertGreater(slow["blocked"], 0)  # all that may wait for it does
 
     def test_own_ports_get_no_media_and_stay_own(self) -> None:
         for client in ("10.7.0.1:4242", "127.0.0.1:4999", "0.0.0.0:5001"):
@@ -120,6 +123,9 @@ class SlowNetwork(BoxTestCase):
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as thief:
             thief.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEPORT, 1)
             self.assertRaises(OSError, thief.bind, ("", app_protocol.PORT))
+        subprocess.run("ip address del 10.7.0.1/24 dev slow".split(), check=True)
+        wait_until(lambda: "10.7.0.1" in [it["address"] for it in read_counts()["udp_clients"]],
+                   "it is another's now")
 
 
 class Transcoding(BoxTestCase):
