@@ -8,6 +8,7 @@
 #include "camera/state/telemetry_receiver.h"
 #include "config/config_record.h"
 #include "core/clock.h"
+#include "core/lanes.h"
 #include "core/status_block.h"
 #include "core/threads.h"
 #include "unit/shell_recorder.h"
@@ -93,6 +94,7 @@ struct Telemetry : testing::Test {
         set_message_socket(box.socket());
         add_app_client(endpoint_of(app.address()), true, now);
         receive("00");
+        await([] { return await_lanes(0); }); // forwarding is off
         take_posts();
     }
 
