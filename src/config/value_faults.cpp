@@ -7,7 +7,6 @@
 #include "core/text.h"
 #include "core/word_table.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <net/if.h>
@@ -16,13 +15,8 @@ namespace fieldrelaybox {
 
 namespace {
 
-// On a terminal, a control character could do more than show.
 std::string quoted(std::string_view text) {
-    std::string shown(text);
-    std::replace_if(
-        shown.begin(), shown.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; },
-        '?');
-    return '"' + shown + '"';
+    return '"' + std::string(text) + '"';
 }
 
 ConfigRecord record_of(const Setting& setting, const std::string& value) {

@@ -145,6 +145,11 @@ void tell_lines_left_out() {
     }
 }
 
+void flush_log() {
+    flush_log_outlet(error_outlet, for_journal(warning_prefix));
+    flush_log_outlet(output_outlet, "");
+}
+
 LogLimits& log_limits() {
     static LogLimits limits;
     return limits;

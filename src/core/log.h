@@ -30,6 +30,9 @@ void print_own_line(std::string_view line);
 // Tells of what senders had no allowance for since the last call.
 void tell_lines_left_out();
 
+// Tells of lines that nobody read, once somebody does, without waiting for the next line.
+void flush_log();
+
 // For events that can repeat endlessly: one limit per kind of line.
 struct LogLimit {
     std::atomic<bool> used{false};

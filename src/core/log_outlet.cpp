@@ -93,4 +93,10 @@ void write_log_line(LogOutlet& outlet, std::string_view notice_prefix, std::stri
     count(statistics().log_lines_lost);
 }
 
+void flush_log_outlet(LogOutlet& outlet, std::string_view notice_prefix) {
+    const std::lock_guard lock(outlet.mutex);
+    if (put_rest(outlet) && outlet.untold != 0)
+        put_behind_notice(outlet, notice_prefix, "");
+}
+
 } // namespace fieldrelaybox

@@ -39,4 +39,7 @@ void open_log_outlet(LogOutlet& outlet);
 // counted.
 void write_log_line(LogOutlet& outlet, std::string_view notice_prefix, std::string_view line);
 
+// Writes what waits for the next line, the rest of one and how many were lost, if that can be now.
+void flush_log_outlet(LogOutlet& outlet, std::string_view notice_prefix);
+
 } // namespace fieldrelaybox

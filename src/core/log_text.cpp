@@ -72,4 +72,10 @@ ShownText show_text(std::string_view text, std::span<char> line) {
     return done;
 }
 
+std::string shown_text(std::string_view text) {
+    std::string line(text.size() * escape(0).size(), '\0');
+    line.resize(show_text(text, line).written);
+    return line;
+}
+
 } // namespace fieldrelaybox

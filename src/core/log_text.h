@@ -1,9 +1,10 @@
 // How text from outside looks in a line of the log: it can neither make a line nor an escape
-// sequence of its own. Entered by the log.
+// sequence of its own. Entered by the log and by answers on standard output.
 #pragma once
 
 #include <cstddef>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace fieldrelaybox {
@@ -17,5 +18,8 @@ struct ShownText {
 // Writes as many whole characters of text to line as fit. Control characters, those of C1 as well,
 // and bytes that are no UTF-8 are shown as \xNN; all others stay.
 ShownText show_text(std::string_view text, std::span<char> line);
+
+// The same for a whole text.
+std::string shown_text(std::string_view text);
 
 } // namespace fieldrelaybox

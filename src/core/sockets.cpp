@@ -1,6 +1,7 @@
 #include "core/sockets.h"
 
 #include "core/clock.h"
+#include "core/exit_status.h"
 #include "core/log.h"
 #include "core/statistics.h"
 #include "core/text.h"
@@ -8,6 +9,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -71,8 +73,10 @@ std::optional<sockaddr_in> parse_endpoint(std::string_view text, std::uint16_t h
 
 int open_udp_socket() {
     const int result = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
-    if (result < 0)
-        log_error("cannot open a socket: %s", std::strerror(errno));
+    if (result < 0) {
+        log_error("the daemon ends: cannot open a socket: %s", std::strerror(errno));
+        std::_Exit(exit_unable);
+    }
     return result;
 }
 

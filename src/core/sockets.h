@@ -39,7 +39,8 @@ bool parse_ipv4(std::string_view text, in_addr& address);
 // Parses "192.0.2.1:5000" with a port from 1 to highest_port; nothing for anything else.
 std::optional<sockaddr_in> parse_endpoint(std::string_view text, std::uint16_t highest_port);
 
-// A blocking UDP socket, or -1 (logged).
+// A blocking UDP socket. All are opened at the start: where none is to be had, the
+// process ends with status 1 (logged), since a link without one would be silent for good.
 int open_udp_socket();
 
 // Asks the kernel for buffers of these sizes; it rounds and limits them.

@@ -5,8 +5,12 @@
 #include "config/config_start.h"
 #include "core/exit_status.h"
 #include "core/log.h"
+#include "core/log_text.h"
 #include "core/word_table.h"
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace fieldrelaybox {
@@ -27,16 +31,16 @@ constexpr const char* help_text =
     "  --check-config [FILE]  list what is wrong with the settings in FILE, or else in\n"
     "                         fieldrelaybox.conf, as the daemon would log it; the exit status is "
     "1\n"
-    "                         when there is something";
+    "                         when there is something\n";
 
 int print_version(const char* /*file*/) {
-    print_line("fieldrelaybox %d.%d.%d", daemon_version.major, daemon_version.minor,
-               daemon_version.patch);
+    std::printf("fieldrelaybox %d.%d.%d\n", daemon_version.major, daemon_version.minor,
+                daemon_version.patch);
     return 0;
 }
 
 int print_help(const char* /*file*/) {
-    print_line("%s", help_text);
+    std::fputs(help_text, stdout);
     return 0;
 }
 
@@ -45,7 +49,7 @@ int check_config(const char* file) {
     int status = 0;
     load_config_file(file == nullptr ? config_file_name : file, record,
                      [&status](const std::string& line) {
-                         print_line("%s", line.c_str());
+                         std::fputs((shown_text(line) + '\n').c_str(), stdout);
                          status = exit_faults_found;
                      });
     return status;
@@ -63,6 +67,15 @@ constexpr std::array<Option, 3> options{{
     {"--check-config", 2, check_config},
 }};
 
+// Unlike the log, an answer waits for whoever reads it, so that it comes whole.
+int give_answer(const Option& option, const char* file) {
+    const int status = option.answer(file);
+    if (std::fflush(stdout) == 0)
+        return status;
+    log_error("fieldrelaybox: cannot write the answer: %s", std::strerror(errno));
+    return exit_unable;
+}
+
 } // namespace
 
 std::optional<int> answer_arguments(std::span<const char* const> arguments) {
@@ -70,7 +83,7 @@ std::optional<int> answer_arguments(std::span<const char* const> arguments) {
         return std::nullopt;
     const Option* option = find_word(options, arguments.front());
     if (option != nullptr && arguments.size() <= option->most_arguments)
-        return option->answer(arguments.size() > 1 ? arguments[1] : nullptr);
+        return give_answer(*option, arguments.size() > 1 ? arguments[1] : nullptr);
     log_error("fieldrelaybox: unknown argument \"%s\", see --help",
               option == nullptr ? arguments.front() : arguments[option->most_arguments]);
     return exit_wrong_usage;

@@ -1,9 +1,28 @@
+#include "core/exit_status.h"
 #include "daemon/arguments.h"
 #include "daemon/startup.h"
 
+#include <fcntl.h>
+#include <initializer_list>
 #include <span>
+#include <unistd.h>
+
+namespace {
+
+// Whatever is opened in the place of a missing one would be written to like a log.
+bool have_standard_descriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0 && open("/dev/null", O_RDWR) != descriptor)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
 
 int main(int count, char** arguments) {
+    if (!have_standard_descriptors())
+        return fieldrelaybox::exit_unable; // there is nowhere to say so
     const std::span<const char* const> given(arguments, static_cast<std::size_t>(count));
     // A program can be started without so much as its name.
     const std::optional<int> answered =

@@ -2,6 +2,7 @@
 
 #include "config/config_record.h"
 #include "config/config_start.h"
+#include "config/own_inputs.h"
 #include "config/setting_updates.h"
 #include "control/control_server.h"
 #include "control/process_end.h"
@@ -10,6 +11,7 @@
 #include "core/log.h"
 #include "core/service_manager.h"
 #include "core/shell.h"
+#include "core/sockets.h"
 #include "core/statistics.h"
 #include "core/status_block.h"
 #include "core/text.h"
@@ -23,6 +25,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <optional>
+#include <unistd.h>
 
 namespace fieldrelaybox {
 
@@ -45,6 +49,24 @@ void stamp_identity() {
     copy_text(block.version_text, version_text("v."));
 }
 
+// Another daemon whose status block was removed is known by this alone.
+bool app_port_is_free() {
+    const int socket = open_udp_socket();
+    const bool is_free = bind_socket(socket, INADDR_ANY, control_port);
+    close(socket);
+    return is_free;
+}
+
+// Touches nothing of another daemon's.
+std::optional<int> refuse_second_daemon() {
+    if (const Opening opening = open_status_block(); opening != Opening::done)
+        return opening == Opening::in_use ? exit_already_running : exit_unable;
+    if (app_port_is_free())
+        return std::nullopt;
+    log_error("discovery bind failed");
+    return exit_already_running;
+}
+
 void start_services() {
     init_video_bridge(); // the outputs, before anything can be received
     init_transcode();
@@ -62,8 +84,8 @@ int run_daemon() {
     std::signal(SIGPIPE, SIG_IGN); // a log reader that goes away must not end the daemon
     std::signal(SIGCHLD, SIG_DFL); // inherited as ignored, it would hide what commands return
     start_waiting_for_signals();
-    if (const Opening opening = open_status_block(); opening != Opening::done)
-        return opening == Opening::in_use ? exit_already_running : exit_unable;
+    if (const std::optional<int> refused = refuse_second_daemon())
+        return *refused;
     stamp_identity();
     if (!open_statistics()) // before anything is counted
         log_error("cannot keep the statistics in shared memory %s: %s",

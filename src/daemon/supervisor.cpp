@@ -118,6 +118,7 @@ void run_supervisor_pass(Supervisor& supervisor) {
     sweep_app_clients(timer_clock());
     resume_lanes();
     tell_lines_left_out();
+    flush_log();
     server_keepalive();
     check_udp_clients();
     if (supervisor.pass_count % passes_between_probes == 0)

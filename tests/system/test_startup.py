@@ -12,8 +12,8 @@ from pathlib import Path
 from typing import Iterator
 
 from box import (DATA, MEMORY_IS_ITS_OWN, PORTS, ROOT, SHARED_MEMORY_DIRECTORY, STATUS_BLOCK,
-                 TIMEOUT, App, Box, Camera, Receiver, app_protocol, frames, load_hex, load_record,
-                 mask_record, wait_until)
+                 TIMEOUT, App, Box, Camera, Receiver, app_protocol, bound_ports, frames, load_hex,
+                 load_record, mask_record, wait_until)
 
 HUD_MEM = SHARED_MEMORY_DIRECTORY / "hud_mem"
 CONFIG_MEM = SHARED_MEMORY_DIRECTORY / "config_mem"
@@ -199,6 +199,10 @@ class Start(unittest.TestCase):
         self.assertEqual(HUD_MEM.read_bytes()[600:612], b"of the first")
         self.assertEqual([place.stat().st_ino for place in sorted(SHARED_MEMORY_DIRECTORY.iterdir())],
                          regions)
+        HUD_MEM.unlink()  # its lock goes with it
+        self.assertEqual(box.run(), (100, "", "discovery bind failed\n"))
+        self.assertEqual([place.stat().st_ino for place in sorted(SHARED_MEMORY_DIRECTORY.iterdir())
+                          if place != HUD_MEM], regions[:2])
         box.process.kill()
         box.process.wait()
         box.stand_ins.answer("ping")
@@ -235,7 +239,9 @@ class Guards(unittest.TestCase):
                 for number, words in enumerate(MISTAKES.values(), 1) if words]
         self.assertEqual(box.run("--check-config"), (1, "\n".join(told) + "\n", ""))
         self.assertEqual(box.run("--version"), (0, "fieldrelaybox 0.20.2\n", ""))
-        self.assertEqual(box.run("--help")[0], 0)
+        status, printed, log = box.run("--help")
+        self.assertEqual((status, log), (0, ""))
+        self.assertIn("\n  --version ", printed)
         for wrong in (["-v"], ["--version", "1"], ["--check-config", "a", "b"]):
             status, printed, log = box.run(*wrong)
             self.assertEqual((status, printed, log.count("\n")), (2, "", 1), wrong)
@@ -267,6 +273,22 @@ class Guards(unittest.TestCase):
             self.assertEqual(box.await_exit(), 1, box.log.lines)
             missed.add(box.log.lines[-1].removeprefix(CANNOT_DO_WITHOUT))
         self.assertEqual(missed, SERVICES)
+
+    def test_closed_standard_streams_take_nothing_of_the_regions(self) -> None:
+        box = Box()
+        box.launch("sh", "-c", 'exec "$0" "$@" >&- 2>&-')
+        wait_until(lambda: set(PORTS) <= bound_ports(), "it runs")
+        start = HUD_MEM.read_bytes()[:15]
+        box.process.terminate()
+        self.assertEqual((box.await_exit(), start), (0, b"\x01Fieldrelaybox\0"))
+
+    def test_without_a_socket_there_is_no_start(self) -> None:
+        for most in (12, 22, 32):
+            box = Box()
+            box.launch("sh", "-c", f'ulimit -n {most}; exec "$0" "$@"')
+            self.assertEqual(box.await_exit(), 1)
+            self.assertEqual(box.log.lines[-1],
+                             "the daemon ends: cannot open a socket: Too many open files")
 
     def test_taken_ports_are_had_once_they_are_free(self) -> None:
         ports = sorted(set(PORTS) - {app_protocol.PORT})
