@@ -1,7 +1,6 @@
 """The camera vocabulary through port 4242: frames, log lines, status block, shell commands."""
 
 import struct
-import unittest
 from fnmatch import fnmatchcase
 from itertools import zip_longest
 
@@ -143,7 +142,3 @@ class RemoteControl(Commands):
         for case in COMMANDS["datagrams"]:
             with self.subTest(case["name"]):
                 self.run_case(case, [bytes.fromhex(case["datagram"])])
-
-
-if __name__ == "__main__":
-    unittest.main()

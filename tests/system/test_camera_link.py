@@ -3,7 +3,6 @@
 import datetime
 import struct
 import time
-import unittest
 
 from box import (IP_FORWARD, BoxTestCase, Camera, app_protocol, counter_22_frame, load_json, send,
                  wait_until)
@@ -138,7 +137,3 @@ class Clock(BoxTestCase):
             camera.take()
             self.box.await_pass()
             self.assertEqual(camera.take(), [])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -180,7 +180,3 @@ class CutShort(unittest.TestCase):
             self.assertTrue(self.prepare() in (old, new))
             old = COPY.read_bytes()
         self.assertGreater(half, KILLS / 2)
-
-
-if __name__ == "__main__":
-    unittest.main()

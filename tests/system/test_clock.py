@@ -57,7 +57,3 @@ class Clock(BoxTestCase):
             self.everything_there_while(there)
             SHIFT.write_text(str(gone))
             wait_until(lambda: self.links() == [0, 0, 0], f"missed, the clock off by {gone}", 10)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -2,7 +2,6 @@
 
 import time
 import socket
-import unittest
 
 from box import (DOCS, FENCE, LOOPBACK, TIMEOUT, App, BoxTestCase, Camera, app_protocol,
                  assert_documented, load_json, send, wait_until)
@@ -216,7 +215,3 @@ class PeriodicRecords(BoxTestCase):
         self.assertEqual(set(self.box.stand_ins.runs("pidof")), {"pidof hostapd"})
         self.box.stand_ins.answer("pidof", 1)
         app.record(bytes.fromhex("0605010a01ff00"))
-
-
-if __name__ == "__main__":
-    unittest.main()

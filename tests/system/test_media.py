@@ -179,7 +179,3 @@ class VideoLink(BoxTestCase):
         app.record(bytes.fromhex("05010000000000"))  # a pass later
         told = [line for line in self.box.log.lines[start:] if line.startswith("video ")]
         self.assertEqual(told, ["video connected", "video disconnected"])
-
-
-if __name__ == "__main__":
-    unittest.main()

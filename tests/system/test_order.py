@@ -131,7 +131,3 @@ class Ends(unittest.TestCase):
         box.process.wait(20)
         self.assertLess(time.monotonic() - before, 7)
         self.assertEqual(box.await_exit(), 0)
-
-
-if __name__ == "__main__":
-    unittest.main()

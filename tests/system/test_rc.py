@@ -1,7 +1,6 @@
 """RC control: the real daemon flown through shared memory, every frame to the camera checked."""
 
 import time
-import unittest
 from pathlib import Path
 
 from box import App, BoxTestCase, TIMEOUT, app_protocol, frames, wait_until
@@ -223,7 +222,3 @@ class Flight(Pilot):
         lines = saved.read_bytes().split(b"\r\n")
         self.assertIn(b"osd_enabled=0", lines)
         self.assertIn(b"internal_camera_enabled=1", lines)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -180,7 +180,3 @@ class Subcommands(BoxTestCase):
         self.assert_client(0, "sent {", "camera", "iso", "400")
         camera.wait_for(lambda got: got.name.startswith("set iso"))
         self.assert_client(2, "", "camera", "fly")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -3,7 +3,6 @@
 import fcntl
 import random
 import time
-import unittest
 
 from box import (FENCE, MEMORY_IS_ITS_OWN, PORTS, TIMEOUT, App, BoxTestCase, Camera, app_protocol, frames,
                  send, wait_until)
@@ -120,7 +119,3 @@ class Robustness(BoxTestCase):
         told = [line for line in self.box.log.lines[start:] if "dropped" in line]
         self.assertTrue(1 <= len(told) <= 20, told)
         self.assert_steady()
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -250,7 +250,3 @@ class Restart(unittest.TestCase):
         send(restart := app_protocol.command('{"cmd":"restart"}'), app_protocol.PORT)
         self.assertEqual(box.await_exit(), 3)
         assert_documented("restart", sent=restart, exit="status 3")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -276,7 +276,3 @@ class NoRoom(unittest.TestCase):
                              "No space left on device")
             shown = client()
             self.assertEqual((shown.returncode, shown.stdout, shown.stderr.count("\n")), (1, "", 1))
-
-
-if __name__ == "__main__":
-    unittest.main()

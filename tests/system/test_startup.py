@@ -333,7 +333,3 @@ class Watchdog(unittest.TestCase):
             manager.settimeout(TIMEOUT)
             self.assertEqual(manager.recv(99), b"WATCHDOG=1")
         box.stop()
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -3,7 +3,6 @@
 import shutil
 import subprocess
 import sys
-import unittest
 
 from box import TOOLS, BoxTestCase
 
@@ -32,7 +31,3 @@ class Video(BoxTestCase):
             capture_output=True, text=True, check=True, timeout=60)
         self.assertEqual(probe.stderr, "")
         self.assertEqual(probe.stdout.strip(), f"h264,320,240,{SECONDS * RATE}")
-
-
-if __name__ == "__main__":
-    unittest.main()
