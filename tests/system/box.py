@@ -7,6 +7,7 @@ happen, and fails with the daemon's log when it does not.
 
 from __future__ import annotations
 
+import contextlib
 import ctypes
 import json
 import os
@@ -24,7 +25,7 @@ import threading
 import time
 import unittest
 from pathlib import Path
-from typing import IO, Any, Callable
+from typing import IO, Any, Callable, Iterator
 
 ROOT = Path(__file__).resolve().parents[2]
 TOOLS = ROOT / "tools"
@@ -56,6 +57,8 @@ FENCE = b"[77"
 UNTOLD = ("[stand-in]", "test command", "command cut", "config request",
           "client connected", f"client {LOOPBACK}:")
 IP_FORWARD = Path("/proc/sys/net/ipv4/ip_forward")
+MASTER, COPY = Path("/boot/fieldrelaybox.conf"), Path("/run/fieldrelaybox.conf")
+"""The settings on the card, and those that the daemon was started with."""
 RECORD_BYTES_THAT_LIVE = ((1364, 1), (2952, 5), (2958, 1), (3131, 40), (3172, 4))
 
 
@@ -121,6 +124,32 @@ def assert_documented(title: str, **rows: str | bytes) -> None:
 def send(data: bytes, port: int, address: str = LOOPBACK) -> None:
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
         sender.sendto(data, (address, port))
+
+
+def command(**members: object) -> bytes:
+    return app_protocol.command(json.dumps(members, separators=(",", ":")))
+
+
+def update(name: str, value: object) -> bytes:
+    """The command that changes a setting."""
+    return command(cmd="updateparam", name=name, value=str(value))
+
+
+@contextlib.contextmanager
+def repeated(action: Callable[[], object], seconds: float) -> Iterator[None]:
+    """Every so many seconds, beside what the test does meanwhile."""
+    done = threading.Event()
+
+    def repeat() -> None:
+        while not done.wait(seconds):
+            action()
+    thread = threading.Thread(target=repeat, daemon=True)
+    thread.start()
+    try:
+        yield
+    finally:
+        done.set()
+        thread.join()
 
 
 class Lines:
@@ -343,24 +372,18 @@ class App(Receiver):
 
     def __init__(self, data_only: bool = False) -> None:
         super().__init__()
-        self.data_only, self._leaving = data_only, threading.Event()
-        self._refresher = threading.Thread(target=self._refresh, daemon=True)
+        self.data_only, self._registered = data_only, contextlib.ExitStack()
 
     def __enter__(self) -> "App":
         self.register()
         self.await_reply()
-        self._refresher.start()
+        self._registered.enter_context(repeated(self.register, 1.5))
         return self
 
     def __exit__(self, *_: object) -> None:
-        self._leaving.set()
-        self._refresher.join()
+        self._registered.close()
         self.send(app_protocol.unregister())
         self.close()
-
-    def _refresh(self) -> None:
-        while not self._leaving.wait(1.5):
-            self.register()
 
     def await_reply(self) -> None:
         """A record may be on its way before the reply is."""
@@ -373,8 +396,11 @@ class App(Receiver):
     def register(self) -> None:
         self.send(app_protocol.register(self.data_only))
 
-    def command(self, **members: str) -> None:
-        self.send(app_protocol.command(json.dumps(members, separators=(",", ":"))))
+    def command(self, **members: object) -> None:
+        self.send(command(**members))
+
+    def update(self, name: str, value: object) -> None:
+        self.send(update(name, value))
 
     def message(self, wanted: Callable[[Message], bool] = lambda _: True,
                 timeout: float = TIMEOUT) -> Message:
@@ -475,6 +501,12 @@ class BoxTestCase(unittest.TestCase):
 
     def app(self, data_only: bool = False) -> App:
         return self.enterContext(App(data_only))
+
+    def silent_app(self) -> App:
+        """One that does not register by itself."""
+        app = App()
+        self.addCleanup(app.close)
+        return app
 
     def camera(self, quiet: bool = False) -> Camera:
         camera = self.enterContext(Camera(self.box, quiet))

@@ -73,7 +73,7 @@ class Commands(BoxTestCase):
     def set_parameter(self, name: str, value: str) -> None:
         if self.parameters.get(name, "0") != value:
             self.parameters[name] = value
-            self.listener.command(cmd="updateparam", name=name, value=value)
+            self.listener.update(name, value)
             self.finish_commands()
 
     def carried_on(self, after: dict) -> set[str]:

@@ -4,8 +4,8 @@ import datetime
 import struct
 import time
 
-from box import (IP_FORWARD, BoxTestCase, Camera, app_protocol, counter_22_frame, load_json, send,
-                 wait_until)
+from box import (IP_FORWARD, BoxTestCase, Camera, app_protocol, command, counter_22_frame, load_json,
+                 send, wait_until)
 
 RECORDS = load_json("app_records.json")
 
@@ -45,7 +45,7 @@ class Link(BoxTestCase):
             wait_until(lambda: self.link_bytes() == (0, 1, 1), "the link is up again")
             app.drain()
             app.record(bytes.fromhex("05000200000000"))
-            app.send(app_protocol.command('{"cmd":"iso","param":"100"}'))
+            app.command(cmd="iso", param="100")
             camera.wait_for(lambda got: got.frame.command == (0x02, 0x2A))  # at the new port
             start = len(log.lines)
         log.wait_for("data disconnected", start)
@@ -64,7 +64,7 @@ class Link(BoxTestCase):
 
     def disable(self, camera: Camera) -> None:
         for word, flag in (("disable", 1), ("enable", 0)):
-            send(app_protocol.command(f'{{"cmd":"camera","param":"{word}"}}'), app_protocol.PORT)
+            send(command(cmd="camera", param=word), app_protocol.PORT)
             wait_until(lambda: self.box.status["camera_disabled"] == flag, word)
             for number in range(50 * flag):
                 camera.push(counter_22_frame(number))
@@ -81,8 +81,7 @@ class Link(BoxTestCase):
 
     def test_a_stop_reaches_a_gimbal_that_was_away_and_no_old_move_does(self) -> None:
         def relative(speed: int) -> bytes:
-            words = f'"cmd":"position","param":"moverel","value1":"{speed}","value2":"0"'
-            return app_protocol.command(f"{{{words}}}")
+            return command(cmd="position", param="moverel", value1=str(speed), value2="0")
 
         def live(speed: int) -> bytes:
             return app_protocol.gimbal_motion(1, speed, 0)

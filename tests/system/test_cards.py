@@ -10,10 +10,10 @@ from pathlib import Path
 from typing import Any, Callable, Iterator
 from unittest import mock
 
-from box import DAEMON, MEMORY_IS_ITS_OWN, ROOT, Box, BoxTestCase, app_protocol, send, wait_until
+from box import (COPY, DAEMON, MASTER, MEMORY_IS_ITS_OWN, ROOT, Box, BoxTestCase, app_protocol,
+                 send, update, wait_until)
 from fieldrelaybox.box_status import read_counts
 
-MASTER, COPY = Path("/boot/fieldrelaybox.conf"), Path("/run/fieldrelaybox.conf")
 SECOND, FIRMWARE = Path(f"{MASTER}.bak"), Path("/boot/firmware/fieldrelaybox.conf")
 SLOW_CARD, STEPS = Path(DAEMON).parent / "tests" / "libslow_card.so", Path("/run/steps")
 KILLS = 250
@@ -48,7 +48,7 @@ class Cards(BoxTestCase):
         def counts() -> tuple[int, int]:
             return read_counts()["saves_done"], read_counts()["saves_failed"]
         before = counts()
-        self.listener.command(cmd="updateparam", name=name, value=value)
+        self.listener.update(name, value)
         wait_until(lambda: counts() != before, "the save is counted")
         self.finish_commands()
         done, failed = (after - then for after, then in zip(counts(), before))
@@ -127,8 +127,7 @@ class CutShort(unittest.TestCase):
         (box.directory / COPY.name).symlink_to(COPY)
         with mock.patch.dict(os.environ, LD_PRELOAD=str(SLOW_CARD), CARD_STEPS=str(STEPS)):
             box.start()
-        send(app_protocol.command(
-            f'{{"cmd":"updateparam","name":"tcp_port","value":"{port}"}}'), app_protocol.PORT)
+        send(update("tcp_port", port), app_protocol.PORT)
         return box
 
     def save(self, port: int) -> bytes:

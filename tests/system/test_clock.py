@@ -1,12 +1,11 @@
 """Somebody sets the clock: nothing that is there is lost for it, and nothing that is gone stays."""
 
 import os
-import threading
 import unittest
 from pathlib import Path
 from unittest import mock
 
-from box import App, BoxTestCase, Camera, send, wait_until
+from box import BoxTestCase, Camera, repeated, send, wait_until
 
 HOUR, MONTH = 3600, 30 * 24 * 3600
 SHIFT = Path("/run/clock_shift")
@@ -30,16 +29,9 @@ class Clock(BoxTestCase):
 
     def everything_there_while(self, seconds: int) -> None:
         """The clock is set right behind a pass."""
-        silent, app = threading.Event(), App()
-        self.addCleanup(app.close)
-
-        def film() -> None:
-            while not silent.wait(0.2):
-                send(b"picture", 5000)
-        with Camera(self.box) as camera:
+        app = self.silent_app()
+        with Camera(self.box) as camera, repeated(lambda: send(b"picture", 5000), 0.2):
             camera.connect()
-            filming = threading.Thread(target=film, daemon=True)
-            filming.start()
             self.await_pass()
             app.register()
             app.await_reply()
@@ -49,8 +41,6 @@ class Clock(BoxTestCase):
             self.assertGreater(abs(self.box.mirror["clock"] - before), HOUR * 900)
             self.assertEqual(self.links(), [1, 1, 1])
             self.assertNotRegex("".join(self.box.log.lines[lines:]), "lost|disconnected")
-            silent.set()
-            filming.join()
 
     def test_nothing_is_lost_and_nothing_stays(self) -> None:
         for there, gone in ((HOUR, 0), (-HOUR, MONTH)):

@@ -3,7 +3,7 @@
 import time
 import socket
 
-from box import (DOCS, FENCE, LOOPBACK, TIMEOUT, App, BoxTestCase, Camera, app_protocol,
+from box import (DOCS, FENCE, LOOPBACK, TIMEOUT, BoxTestCase, Camera, app_protocol,
                  assert_documented, load_json, send, wait_until)
 
 RECORDS = load_json("app_records.json")
@@ -14,11 +14,6 @@ class Registration(BoxTestCase):
 
     def setUp(self) -> None:
         wait_until(lambda: self.box.status["app_client_count"] == 0, "all apps are gone")
-
-    def silent_app(self) -> App:
-        app = App()
-        self.addCleanup(app.close)
-        return app
 
     def test_nobody_fills_the_log(self) -> None:
         """What is left out is counted, and another sender's line is not."""
@@ -76,7 +71,7 @@ class Registration(BoxTestCase):
     def test_the_eleventh_app_waits_for_a_free_place(self) -> None:
         for _ in range(9):
             self.app(data_only=True)
-        leaving, late = self.silent_app(), self.silent_app()  # which do not register by themselves
+        leaving, late = self.silent_app(), self.silent_app()
         leaving.register()
         leaving.await_reply()
         late.register()
@@ -136,8 +131,7 @@ class TestDatagrams(BoxTestCase):
         """What comes of the datagrams that the document shows."""
         texts = (DOCS / "app-protocol.md").read_text().split("`")
         sent = [bytes.fromhex(text) for text in texts if text.startswith(("42 00 ", "5b 35 "))]
-        app, player = App(), self.receiver(6000)
-        self.addCleanup(app.close)
+        app, player = self.silent_app(), self.receiver(6000)
         for datagram in sent[:6]:
             app.send(datagram)
         app.await_reply()

@@ -4,12 +4,11 @@ import os
 import socket
 import struct
 import subprocess
-import threading
 import time
 import unittest
 
-from box import (IP_FORWARD, RUNNER, App, BoxTestCase, Receiver, app_protocol, send,
-                 wait_until)
+from box import (IP_FORWARD, RUNNER, App, BoxTestCase, Receiver, app_protocol, repeated,
+                 send, wait_until)
 from fieldrelaybox.box_status import read_counts
 
 VIDEO_IN, AUDIO_IN, TRANSCODED_IN = 5000, 4001, 3001
@@ -150,14 +149,7 @@ class VideoLink(BoxTestCase):
         self.assertEqual(self.box.status["video_status"], "video disconnected")
         start = len(self.box.log.lines)
         IP_FORWARD.write_text("1")
-        done = threading.Event()
-
-        def stream() -> None:
-            while not done.wait(0.1):
-                send(b"picture", VIDEO_IN)
-        streaming = threading.Thread(target=stream)
-        streaming.start()
-        try:
+        with repeated(lambda: send(b"picture", VIDEO_IN), 0.1):
             self.box.log.wait_for("video connected", start)
             wait_until(lambda: forwarded() == "0\n", "forwarding goes off")
             app.record(bytes.fromhex("05010200000000"))
@@ -166,9 +158,6 @@ class VideoLink(BoxTestCase):
             self.assertEqual(self.box.status["video_status"], "")
             wait_until(lambda: self.box.mirror["video_connected"], "the record follows")
             self.assertNotIn("video disconnected", self.box.log.lines)
-        finally:
-            done.set()
-            streaming.join()
         app.drain()
         app.record(bytes.fromhex("05010000000000"))
         app.record(bytes.fromhex("06010100000000"))

@@ -4,22 +4,14 @@ import json
 import signal
 import time
 import unittest
-from pathlib import Path
+from typing import Iterator
 
-from box import App, Box, BoxTestCase, app_protocol, send, wait_until
+from box import (MASTER, Box, BoxTestCase, app_protocol, assert_documented, command, send, update,
+                 wait_until)
 
-MASTER = Path("/boot/fieldrelaybox.conf")
 SLOW_MOUNT = 2.0
 GIMBAL_SPEED, ZOOM_LEVEL = (0x04, 0x0C), (0x02, 0x34)
 AT_REST = bytes.fromhex("000000000000")
-
-
-def command(**members: object) -> bytes:
-    return app_protocol.command(json.dumps(members))
-
-
-def update(name: str, value: object) -> bytes:
-    return command(cmd="updateparam", name=name, value=str(value))
 
 
 def burst(*datagrams: bytes) -> None:
@@ -77,8 +69,7 @@ class Order(BoxTestCase):
 
         def levels() -> list[bytes]:
             return self.payloads(ZOOM_LEVEL)
-        leaver = App()
-        self.addCleanup(leaver.close)
+        leaver = self.silent_app()
         for at_once in (False, True):
             leaver.register()
             leaver.await_reply()
@@ -98,36 +89,31 @@ class Order(BoxTestCase):
 
 
 class Ends(unittest.TestCase):
-    def end(self, how: bytes | None) -> tuple[int, float]:
-        """The exit status; how many seconds after the save that was under way the process ended."""
-        box = Box().start()
-        box.stand_ins.answer("mount", seconds=1)
-        burst(*(update("tcp_port", port) for port in (7001, 7002)), update("hud_enabled", 1))
-        wait_until(lambda: box.stand_ins.runs("mount"), "the save begins")
-        burst(update("tcp_port", 7003))
-        box.process.send_signal(signal.SIGTERM) if how is None else burst(how, how)
-        box.process.wait(20)
-        saved = MASTER.stat().st_mtime
-        took = time.time() - saved
-        runs = box.stand_ins.runs("umount", "mount")
-        self.assertEqual(runs[-1], "mount /boot", "no save is cut off")
-        return box.await_exit(), took
-
-    def test_what_came_before_the_end_is_saved(self) -> None:
+    def ends(self, mount_seconds: int) -> Iterator[tuple[Box, float]]:
+        """Boxes that have ended, each in its way, from a save on; and when they were told to end."""
         for how, status in ((None, 0), (command(cmd="restart"), 3)):
             with self.subTest(status=status):
-                ended, took = self.end(how)
-                self.assertEqual(ended, status)
-                self.assertIn("\ntcp_port=7003\n", MASTER.read_text())
-                self.assertLess(took, 1 + 1 + 0.5)  # mounted again, and a second
+                box = Box().start()
+                box.stand_ins.answer("mount", seconds=mount_seconds)
+                burst(*(update("tcp_port", port) for port in (7001, 7002)), update("hud_enabled", 1))
+                wait_until(lambda: box.stand_ins.runs("mount"), "the save begins")
+                burst(update("tcp_port", 7003))
+                told = time.time()
+                burst(how, how) if how else box.process.send_signal(signal.SIGTERM)
+                box.process.wait(20)
+                yield box, told
+                self.assertEqual(box.await_exit(), status)
+
+    def test_what_came_before_the_end_is_saved(self) -> None:
+        for box, _ in self.ends(1):
+            after_save = time.time() - MASTER.stat().st_mtime
+            self.assertLess(after_save, 1 + 1 + 0.5)  # mounted again, and a second
+            self.assertIn("\ntcp_port=7003\n", MASTER.read_text())
+            runs = box.stand_ins.runs("umount", "mount")
+            self.assertEqual(runs[-1], "mount /boot", "no save is cut off")
+        assert_documented("restart", sent=command(cmd="restart"), exit="status 3")
 
     def test_a_card_that_hangs_does_not_keep_it_for_long(self) -> None:
-        box = Box().start()
-        box.stand_ins.answer("mount", seconds=9)
-        burst(update("tcp_port", 7001))
-        wait_until(lambda: box.stand_ins.runs("mount"), "the save begins")
-        before = time.monotonic()
-        box.process.send_signal(signal.SIGTERM)
-        box.process.wait(20)
-        self.assertLess(time.monotonic() - before, 7)
-        self.assertEqual(box.await_exit(), 0)
+        for box, told in self.ends(9):
+            self.assertLess(time.time() - told, 7)
+            box.log.wait_for("a save is still under way after 5000 ms")

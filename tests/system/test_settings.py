@@ -3,14 +3,13 @@
 import json
 import re
 import threading
-import unittest
 from pathlib import Path
 
-from box import (DATA, LATER_SETTINGS, App, Box, BoxTestCase, app_protocol, assert_documented,
-                 load_json, load_record, mask_record, send, wait_until, without_later_settings)
+from box import (COPY, DATA, LATER_SETTINGS, MASTER, App, Box, BoxTestCase, app_protocol,
+                 assert_documented, command, load_json, load_record, mask_record, send, wait_until,
+                 without_later_settings)
 from fieldrelaybox.box_status import read_counts
 
-MASTER, COPY = Path("/boot/fieldrelaybox.conf"), Path("/run/fieldrelaybox.conf")
 SAVING = ["mount -o rw,remount /boot", "umount /boot", "mount /boot"]
 WIFI_MARKER = Path("/run/wlan.update")
 CIRCLE = [case for case in load_json("app_update_circle.json") if "via" not in case]
@@ -46,7 +45,7 @@ class Circle(BoxTestCase):
                          (DATA / "app_update_circle.saved.conf").read_bytes())
         self.assertEqual(COPY.read_bytes(), self.saved.replace(b"\r\n", b"\n"))
         report = without_later_settings(self.report(), "report")
-        assert_documented("configrequest", sent=app_protocol.command('{"cmd":"configrequest"}'),
+        assert_documented("configrequest", sent=command(cmd="configrequest"),
                           answer=app_protocol.build_message(report.encode()))
         self.assertEqual(report.rstrip("\0\n"),
                          (DATA / "app_update_circle.report.json").read_text().rstrip("\n"))
@@ -146,8 +145,8 @@ class Commands(BoxTestCase):
 
         def change(app: App, own: dict[str, str], number: int) -> None:
             for name in own:
-                app.command(cmd="updateparam", name=name, value=str(number))
-                app.command(cmd="updateparam", name="audio_volume", value=f"{len(own)}{number}")
+                app.update(name, number)
+                app.update("audio_volume", f"{len(own)}{number}")
         with App() as second:
             for number in range(1001, 1009):
                 threads = [threading.Thread(target=change, args=(app, own, number))
@@ -205,7 +204,7 @@ class Commands(BoxTestCase):
         for value, name in (("1", "wifi0"), ("2", "wlan0")):
             start = len(self.box.log.lines)
             self.listener.command(cmd="wlan", param="scan", value="0")
-            scan = app_protocol.command(f'{{"cmd":"wlan","param":"scan","value":"{value}"}}')
+            scan = command(cmd="wlan", param="scan", value=value)
             self.listener.send(scan)
             got = self.listener.message(lambda one: app_protocol.is_json(one.payload)).payload
             expected = {"cmd": "wlanscan", "param": value, "value": "one,,2 3"}
@@ -226,8 +225,8 @@ class Commands(BoxTestCase):
         for number in range(84):
             for interface in ("1", "2"):
                 self.listener.command(cmd="wlan", param="scan", value=interface)
-            self.listener.command(cmd="updateparam", name="audio_volume", value=str(number))
-        self.listener.command(cmd="updateparam", name="rtsp_enabled", value="1")
+            self.listener.update("audio_volume", number)
+        self.listener.update("rtsp_enabled", 1)
         wait_until(lambda: "killall -q rtsp-server" in self.box.stand_ins.runs()[ran:], "the rest")
         wait_until(lambda: self.box.threads() == self.idle_threads + 3, "only these three wait")
         self.finish_commands()
@@ -241,12 +240,3 @@ class Commands(BoxTestCase):
     def test_a_name_never_reaches_the_shell_unchecked(self) -> None:
         self.listener.record(bytes.fromhex(RECORDS["code9"][1]["payload"]))  # asked before
         self.assertEqual(self.box.stand_ins.runs("reboot", "wlanstatus"), [])
-
-
-class Restart(unittest.TestCase):
-    def test_restart_ends_the_process_with_status_3(self) -> None:
-        box = Box().start()
-        send(app_protocol.EMPTY_HEADER + b'{"cmd":"restart"', app_protocol.PORT)
-        send(restart := app_protocol.command('{"cmd":"restart"}'), app_protocol.PORT)
-        self.assertEqual(box.await_exit(), 3)
-        assert_documented("restart", sent=restart, exit="status 3")

@@ -10,9 +10,9 @@ from collections import Counter
 from pathlib import Path
 from typing import Any
 
-from box import (CONFIG_RECORD, DOCS, LOOPBACK, ROOT, SHARED_MEMORY_DIRECTORY, STATUS_BLOCK, TOOLS,
-                 App, Box, BoxTestCase, Receiver, app_protocol, attitude_frame, counter_22_frame,
-                 wait_until)
+from box import (CONFIG_RECORD, DOCS, LOOPBACK, MASTER, ROOT, SHARED_MEMORY_DIRECTORY,
+                 STATUS_BLOCK, TOOLS, App, Box, BoxTestCase, Receiver, app_protocol,
+                 attitude_frame, counter_22_frame, wait_until)
 
 from fieldrelaybox.box_status import read_counts
 from fieldrelaybox.settings_words import update_command
@@ -73,7 +73,6 @@ class Layouts(unittest.TestCase):
 
 
 STATISTICS_PLACE = SHARED_MEMORY_DIRECTORY / STATISTICS.name
-BOOT_FILE = Path("/boot/fieldrelaybox.conf")
 NO_COUNTERS = ("magic", "version", "size", "process_id", "started", "address", "port", "present")
 
 
@@ -209,9 +208,9 @@ class Counts(BoxTestCase):
         self.command('{"cmd":"nonsense"}', "commands_taken", "commands_unknown")
         self.command('{"cmd":"' + 300 * "x" + '"}', "commands_taken", "commands_unknown",
                      "commands_cut")
-        BOOT_FILE.unlink()
-        BOOT_FILE.mkdir()
-        self.addCleanup(BOOT_FILE.rmdir)
+        MASTER.unlink()
+        MASTER.mkdir()
+        self.addCleanup(MASTER.rmdir)
         self.command(update_command("video_transcode_enabled", ["0"]), "commands_taken",
                      "saves_failed", "settings_unsaved")
         self.command('{"cmd":"camera","param":"disable"}', "commands_taken")

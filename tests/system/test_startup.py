@@ -127,7 +127,7 @@ class Start(unittest.TestCase):
             self.assertEqual(len(box.stand_ins.runs("ping")), 1)
             self.assertRegex(box.stand_ins.runs("ping")[0], r"^ping -c 1 -W 1 \d+\.\d+\.\d+\.\d+$")
 
-    def test_an_existing_status_block_is_cleared_and_keeps_its_size(self) -> None:
+    def test_an_existing_status_block_is_cleared_and_keeps_its_size_or_grows(self) -> None:
         box = Box()
         HUD_MEM.write_bytes(b"\xaa" * 8192)
         CONFIG_MEM.write_bytes(b"\xaa" * 5000)
@@ -137,46 +137,33 @@ class Start(unittest.TestCase):
             self.assertEqual(content[600:656] + content[900:1648], bytes(56 + 748))
             self.assertEqual(content[1936:], b"\xaa" * (8192 - 1936))
             self.assertEqual(CONFIG_MEM.stat().st_size, 3256)
-
-    def test_a_status_block_too_small_to_use_is_grown(self) -> None:
         box = Box()
-        HUD_MEM.touch()
+        HUD_MEM.touch()  # too small to use
         with box:
             self.assertEqual(HUD_MEM.stat().st_size, STATUS_BLOCK.size)
             self.assertTrue([line for line in box.log.lines if "hud_mem" in line])
             self.assertEqual(box.status["daemon_started"], 1)
 
-    def test_an_unusable_region_ends_the_start(self) -> None:
-        for place in (HUD_MEM, CONFIG_MEM):
-            with self.subTest(place.name):
-                box = Box()
-                place.mkdir()
-                box.launch()
-                self.assertEqual(box.await_exit(), 1)
-                place.rmdir()
-                self.assertEqual(len(box.log.lines), 1, box.log.lines)
-                self.assertIn(place.name, box.log.lines[0])
+    def assert_no_start(self, box: Box, status: int, told: str) -> None:
+        box.launch()
+        self.assertEqual(box.await_exit(), status)
+        self.assertIn(told, box.log.lines[-1])
 
-    def test_without_room_for_a_region_there_is_no_start(self) -> None:
+    def test_an_unusable_region_or_port_ends_the_start(self) -> None:
         for filling, place in ((b"full", HUD_MEM), (b"", CONFIG_MEM)):
             with self.subTest(place.name):
+                box, told = Box(), f"cannot open shared memory /{place.name}: "
+                place.mkdir()
+                self.assert_no_start(box, 1, told)
+                self.assertEqual(len(box.log.lines), 1)
+                place.rmdir()
                 subprocess.run(["/bin/mount", "-nt", "tmpfs", "-o", "size=4k", "small",
                                 SHARED_MEMORY_DIRECTORY], check=True)
                 (SHARED_MEMORY_DIRECTORY / "filling").write_bytes(filling)
-                box = Box()
-                box.launch()
-                self.assertEqual(box.await_exit(), 1)
+                self.assert_no_start(Box(), 1, told + "No space left on device")
                 subprocess.run(["/bin/umount", "-n", SHARED_MEMORY_DIRECTORY], check=True)
-                self.assertEqual(box.log.lines[-1], f"cannot open shared memory /{place.name}: "
-                                                    "No space left on device")
-
-    def test_a_taken_app_port_ends_the_start(self) -> None:
-        taken = Receiver(4242)
-        box = Box()
-        box.launch()
-        self.assertEqual(box.await_exit(), 100)
-        self.assertEqual(box.log.lines[-1], "discovery bind failed")
-        taken.close()
+        with Receiver(4242).socket:
+            self.assert_no_start(Box(), 100, "discovery bind failed")
 
     def test_the_firewall_example_is_one(self) -> None:
         rules = str(ROOT / "packaging" / "examples" / "fieldrelaybox.nft")
