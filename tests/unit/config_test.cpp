@@ -32,8 +32,7 @@ ConfigRecord start_with(const std::string& content) {
 // text without what settings of later_settings.json add to every file and report.
 std::string without_later_settings(std::string text, const char* part) {
     const Json later = load_json("later_settings.json");
-    const cJSON* entry = nullptr;
-    cJSON_ArrayForEach(entry, later.get()) {
+    for (const cJSON* entry : items_of(later.get())) {
         const std::string added = test_data::text(entry, part);
         const std::size_t place = text.find(added);
         if (place == std::string::npos)
@@ -73,8 +72,7 @@ TEST(SettingsList, is_what_the_client_reads) {
 
 TEST(ConfigFile, reads_and_writes_single_lines) {
     const Json cases = load_json("reader_lines.json");
-    const cJSON* entry = nullptr;
-    cJSON_ArrayForEach(entry, cases.get()) {
+    for (const cJSON* entry : items_of(cases.get())) {
         const ConfigRecord record = start_with(text(entry, "file"));
         const std::string saved = "\r\n" + format_config_file(record);
         EXPECT_NE(saved.find('\n' + text(entry, "saved_line") + "\r\n"), std::string::npos)
@@ -83,16 +81,15 @@ TEST(ConfigFile, reads_and_writes_single_lines) {
 }
 
 TEST(Tables, have_the_names_that_the_apps_use) {
-    const cJSON* entry = nullptr;
     const Json functions = load_json("channel_functions.json");
-    cJSON_ArrayForEach(entry, functions.get()) {
+    for (const cJSON* entry : items_of(functions.get())) {
         const char* name = cJSON_GetArrayItem(entry, 0)->valuestring;
         EXPECT_EQ(static_cast<int>(find_channel_function(name)),
                   cJSON_GetArrayItem(entry, 1)->valueint)
             << name;
     }
     const Json modes = load_json("hdmi_modes.json");
-    cJSON_ArrayForEach(entry, modes.get()) {
+    for (const cJSON* entry : items_of(modes.get())) {
         const char* name = cJSON_GetArrayItem(entry, 0)->valuestring;
         auto group = static_cast<HdmiGroup>(7);
         int mode = -1;

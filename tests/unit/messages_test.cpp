@@ -55,8 +55,7 @@ TEST_F(Messages, equal_the_expected_bytes_but_for_the_number_that_counts_on) {
     std::uint32_t sequence = sequence_of(app.take().at(0));
 
     const Json data = load_json("app_records.json");
-    const cJSON* item = nullptr;
-    cJSON_ArrayForEach(item, member(data.get(), "headers")) {
+    for (const cJSON* item : items_of(member(data.get(), "headers"))) {
         const auto id = static_cast<std::uint32_t>(member(item, "client_id")->valuedouble);
         store(config_record().server_client_id, id);
         post_message(from_hex("0165aabb"), static_cast<MessageKind>(number(item, "kind")));

@@ -36,8 +36,7 @@ std::int64_t status_value(const std::string& offset) {
 }
 
 void set_status(const cJSON* values) {
-    const cJSON* value = nullptr;
-    cJSON_ArrayForEach(value, values) {
+    for (const cJSON* value : items_of(values)) {
         if (std::string(value->string) == "1648")
             put_u32le(&status_byte("1648"), static_cast<std::uint32_t>(value->valuedouble));
         else
@@ -46,9 +45,8 @@ void set_status(const cJSON* values) {
 }
 
 void expect_status(const cJSON* values) {
-    const cJSON* value = nullptr;
-    cJSON_ArrayForEach(value, values) EXPECT_EQ(status_value(value->string), value->valuedouble)
-        << value->string;
+    for (const cJSON* value : items_of(values))
+        EXPECT_EQ(status_value(value->string), value->valuedouble) << value->string;
 }
 
 int state_value(const std::string& name) {
@@ -66,10 +64,8 @@ int state_value(const std::string& name) {
 }
 
 void expect_values(const cJSON* item) {
-    const cJSON* value = nullptr;
-    cJSON_ArrayForEach(value, member(item, "state"))
-            EXPECT_EQ(state_value(value->string), value->valueint)
-        << value->string;
+    for (const cJSON* value : items_of(member(item, "state")))
+        EXPECT_EQ(state_value(value->string), value->valueint) << value->string;
     expect_status(member(item, "status_block"));
 }
 
@@ -117,13 +113,12 @@ struct Telemetry : testing::Test {
 
     // The vector whose name is name.
     const cJSON* find_vector(const std::string& name) const {
-        const cJSON* item = nullptr;
-        cJSON_ArrayForEach(item, member(camera_data.get(), "vectors")) {
+        for (const cJSON* item : items_of(member(camera_data.get(), "vectors"))) {
             if (text(item, "name") == name)
-                break;
+                return item;
         }
-        EXPECT_NE(item, nullptr) << name;
-        return item;
+        ADD_FAILURE() << name;
+        return nullptr;
     }
 
     std::int64_t now = timer_clock();
@@ -135,15 +130,14 @@ struct Telemetry : testing::Test {
 
 TEST_F(Telemetry, attitude) {
     const Json data = load_json("telemetry.json");
-    const cJSON* item = nullptr;
-    cJSON_ArrayForEach(item, member(data.get(), "attitude")) {
+    for (const cJSON* item : items_of(member(data.get(), "attitude"))) {
         SCOPED_TRACE(text(item, "note"));
         receive(text(item, "frame"));
         EXPECT_EQ(take_posts(), texts_of(member(item, "posts")));
         expect_status(member(item, "bytes"));
-        const cJSON* degrees = nullptr;
-        cJSON_ArrayForEach(degrees, member(item, "texts")) EXPECT_STREQ(
-            reinterpret_cast<const char*>(&status_byte(degrees->string)), degrees->valuestring);
+        for (const cJSON* degrees : items_of(member(item, "texts")))
+            EXPECT_STREQ(reinterpret_cast<const char*>(&status_byte(degrees->string)),
+                         degrees->valuestring);
         const StatusBlock& block = status_block();
         for (const auto& [name, angle] : {std::pair{"A", &block.attitude_a},
                                           {"B", &block.attitude_b},
@@ -159,8 +153,7 @@ TEST_F(Telemetry, attitude) {
 TEST_F(Telemetry, short_frames_and_frames_that_change_nothing) {
     camera.take();
     const Json data = load_json("telemetry.json");
-    const cJSON* item = nullptr;
-    cJSON_ArrayForEach(item, member(data.get(), "other")) {
+    for (const cJSON* item : items_of(member(data.get(), "other"))) {
         SCOPED_TRACE(text(item, "note"));
         set_status(member(item, "before"));
         receive(text(item, "frame"));
@@ -186,8 +179,7 @@ TEST_F(Telemetry, silence_of_more_than_3_s_ends_the_link) {
 }
 
 TEST_F(Telemetry, long_frames_become_state_status_and_records) {
-    const cJSON* item = nullptr;
-    cJSON_ArrayForEach(item, member(camera_data.get(), "vectors")) {
+    for (const cJSON* item : items_of(member(camera_data.get(), "vectors"))) {
         SCOPED_TRACE(text(item, "name"));
         set_status(member(item, "before"));
         receive_next(item);
@@ -199,11 +191,9 @@ TEST_F(Telemetry, long_frames_become_state_status_and_records) {
 TEST_F(Telemetry, values_follow_the_long_frames) {
     shell_recorder::take_commands();
     const int before = running_threads;
-    const cJSON* sequence = nullptr;
-    cJSON_ArrayForEach(sequence, member(camera_data.get(), "sequences")) {
+    for (const cJSON* sequence : items_of(member(camera_data.get(), "sequences"))) {
         SCOPED_TRACE(text(sequence, "note"));
-        const cJSON* step = nullptr;
-        cJSON_ArrayForEach(step, member(sequence, "steps")) {
+        for (const cJSON* step : items_of(member(sequence, "steps"))) {
             testing::internal::CaptureStderr();
             receive_next(step);
             expect_values(step);
@@ -223,8 +213,7 @@ TEST_F(Telemetry, values_follow_the_long_frames) {
 TEST_F(Telemetry, other_frames_of_such_lengths_change_nothing) {
     const StatusBlock before = status_block();
     const ShotKind kind = camera_state().shot_kind;
-    const cJSON* item = nullptr;
-    cJSON_ArrayForEach(item, member(camera_data.get(), "change_nothing")) {
+    for (const cJSON* item : items_of(member(camera_data.get(), "change_nothing"))) {
         SCOPED_TRACE(text(item, "note"));
         receive_next(item);
         EXPECT_TRUE(take_posts().empty());

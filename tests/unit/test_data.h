@@ -71,10 +71,18 @@ inline int number(const cJSON* object, const char* name) {
     return item == nullptr ? 0 : item->valueint;
 }
 
+// Of an array or an object.
+inline std::vector<const cJSON*> items_of(const cJSON* list) {
+    std::vector<const cJSON*> items;
+    const cJSON* item = nullptr;
+    cJSON_ArrayForEach(item, list) items.push_back(item);
+    return items;
+}
+
 inline std::vector<std::string> texts_of(const cJSON* list) {
     std::vector<std::string> texts;
-    const cJSON* item = nullptr;
-    cJSON_ArrayForEach(item, list) texts.emplace_back(item->valuestring);
+    for (const cJSON* item : items_of(list))
+        texts.emplace_back(item->valuestring);
     return texts;
 }
 
