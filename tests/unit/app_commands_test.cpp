@@ -24,9 +24,7 @@
 #include "unit/test_clock.h"
 #include "unit/test_data.h"
 
-#include <future>
 #include <set>
-#include <thread>
 
 using namespace fieldrelaybox;
 using namespace test_data;
@@ -65,8 +63,7 @@ std::uint8_t& mirror_byte(const char* offset) {
 
 // Sibling programs that are restarted or read the file must find the flags as they are in it.
 void expect_mirror(const cJSON* item) {
-    const cJSON* entry = nullptr;
-    cJSON_ArrayForEach(entry, member(item, "mirror")) {
+    for (const cJSON* entry : items_of(member(item, "mirror"))) {
         if (std::stoul(entry->string) != offsetof(StatusBlock, rc_receiver_state)) { // comes last
             EXPECT_EQ(mirror_byte(entry->string), entry->valueint) << entry->string;
         }
@@ -76,13 +73,12 @@ void expect_mirror(const cJSON* item) {
 // The commands word for word, and texts that are longer than a datagram's are.
 TEST_F(AppCommands, mirror_save_and_run_in_this_order) {
     const Json items = load_json("app_update_circle.json");
-    const cJSON* item = nullptr;
-    cJSON_ArrayForEach(item, items.get()) {
+    for (const cJSON* item : items_of(items.get())) {
         SCOPED_TRACE(text(item, "name") + ' ' + text(item, "send").substr(0, 100));
         const bool saved = cJSON_IsTrue(member(item, "saved")) != 0;
-        const cJSON* entry = nullptr;
         if (saved)
-            cJSON_ArrayForEach(entry, member(item, "mirror")) mirror_byte(entry->string) ^= 1;
+            for (const cJSON* entry : items_of(member(item, "mirror")))
+                mirror_byte(entry->string) ^= 1;
         Lines commands = saved ? save_commands : Lines{};
         for (const std::string& command : texts_of(member(item, "runs")))
             commands.push_back(command.substr(0, command.find(" &"))); // its lane waits for it
@@ -118,24 +114,27 @@ TEST_F(AppCommands, unknown_interface_codes_leave_the_interface_alone) {
 
 TEST_F(AppCommands, garbage_changes_nothing) {
     const std::string before = record_bytes();
-    const std::string deep(200'000, '[');
-    const std::string deep_objects = [] {
-        std::string objects;
-        for (int i = 0; i < 20'000; ++i)
-            objects += R"({"cmd":)";
-        return objects;
-    }();
-    for (const std::string& garbage :
-         {std::string(), std::string("{"), std::string("[\"cmd\",\"reboot\"]"), deep, deep_objects,
-          std::string("\"reboot\""), std::string("null"), std::string(300, '\xFF'),
-          std::string(R"({"cmd":["reboot"]})"), std::string(R"({"cmd":null,"name":{}})"),
-          std::string(R"({"cmd":"reboot)"), std::string("{\"cmd\":\"re\0boot\"}", 17),
-          std::string(R"({"cmd":"wlan","param":"scan"})"),
-          std::string(R"({"cmd":"wlan","param":"scan","value":"0"})"),
-          std::string(R"({"cmd":"wlan","param":"scan","value":"1;reboot"})"),
-          std::string(R"({"cmd":"\ud800shot"})"), std::string("}{")}) {
-        dispatch(garbage);
-    }
+    std::string deep_objects;
+    for (int i = 0; i < 20'000; ++i)
+        deep_objects += R"({"cmd":)";
+    const std::vector<std::string> garbage{"",
+                                           "{",
+                                           R"(["cmd","reboot"])",
+                                           std::string(200'000, '['),
+                                           deep_objects,
+                                           R"("reboot")",
+                                           "null",
+                                           std::string(300, '\xFF'),
+                                           R"({"cmd":["reboot"]})",
+                                           R"({"cmd":null,"name":{}})",
+                                           R"({"cmd":"reboot)",
+                                           std::string("{\"cmd\":\"re\0boot\"}", 17),
+                                           R"({"cmd":"wlan","param":"scan"})",
+                                           R"({"cmd":"wlan","param":"scan","value":"0"})",
+                                           R"({"cmd":"wlan","param":"scan","value":"1;reboot"})",
+                                           R"({"cmd":"\ud800shot"})",
+                                           "}{"};
+    std::ranges::for_each(garbage, dispatch);
     EXPECT_EQ(record_bytes(), before);
     EXPECT_EQ(shell_recorder::take_commands(), Lines{});
 }
@@ -155,42 +154,6 @@ TEST_F(AppCommands, numbers_count_like_their_texts_and_other_types_are_refused) 
     EXPECT_EQ(config_record().audio_volume, 77);
     const std::string told = "command refused: \"value2\" is neither a text nor a number\n";
     EXPECT_EQ(testing::internal::GetCapturedStderr(), told + told + told + told);
-}
-
-// --- Saves ---
-
-void change_port(const char* port) {
-    const std::string command =
-        R"({"cmd":"updateparam","name":"tcp_port","value":")" + std::string(port) + R"("})";
-    dispatch_app_command(command.c_str(), command.size());
-}
-
-// Whatever was asked for before is saved, unless a mount hangs; what comes later is not begun.
-TEST_F(AppCommands, restart_waits_for_saves_of_what_came_before) {
-    const auto restart_while_saving = [](bool hangs) {
-        std::promise<void> saving;
-        std::promise<void> ending;
-        shell_recorder::on_command =
-            [&, first = true, ended = ending.get_future().share()](const std::string&) mutable {
-                if (std::exchange(first, false))
-                    saving.set_value();
-                ended.wait();
-            };
-        test_clock::on_wait = [&, waits = 0]() mutable {
-            if (!hangs && ++waits == 2)
-                ending.set_value();
-            std::this_thread::sleep_for(std::chrono::milliseconds(hangs ? 0 : 1));
-        };
-        change_port("7001");
-        saving.get_future().wait();
-        change_port("7002");
-        dispatch_app_command(R"({"cmd":"restart"})", 17);
-        std::this_thread::sleep_for(std::chrono::minutes(1)); // it ends before
-    };
-    EXPECT_EXIT(restart_while_saving(true), testing::ExitedWithCode(3), "way after 5000 ms");
-    EXPECT_EQ(saved_file().find("tcp_port=700"), std::string::npos);
-    EXPECT_EXIT(restart_while_saving(false), testing::ExitedWithCode(3), "");
-    EXPECT_NE(saved_file().find("tcp_port=7002\r\n"), std::string::npos);
 }
 
 // --- What the apps and the sibling programs see ---
@@ -265,11 +228,10 @@ TEST_F(AppReplies, the_examples_of_the_documents_are_what_arrives) {
     run_supervisor_pass(supervisor);
     decode_gimbal_attitude(from_hex("5519040000000000000000640031009cff000000000000000000"));
     const Json data = load_json("camera_state.json");
-    const cJSON* item = nullptr;
     const std::set<std::string> examples{
         "state 49: photo mode, idle, card fine", "battery: discharging", "playback: several, DNG",
         "lens 59: distance infinite: far",       "histogram: rising",    "shooting 85: usual"};
-    cJSON_ArrayForEach(item, member(data.get(), "vectors")) {
+    for (const cJSON* item : items_of(member(data.get(), "vectors"))) {
         if (examples.contains(text(item, "name")))
             decode_camera_frame(from_hex(text(item, "frame")), timer_clock());
     }
