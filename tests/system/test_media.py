@@ -73,7 +73,7 @@ class FanOut(BoxTestCase):
 
 
 class SlowNetwork(BoxTestCase):
-    """An app behind a link of 64 kbit/s; the box gets its address there only later."""
+    """An app and a client behind a link of 64 kbit/s; the box gets its address there only later."""
 
     settings = ENCODERS + ("udp_enabled=1\nudp_clients=10.7.0.1:4242,127.0.0.1:4999,0.0.0.0:5001,"
                            "10.7.0.2:7300,127.0.0.1:7100\n")

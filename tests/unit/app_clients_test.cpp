@@ -1,7 +1,10 @@
-// The table of registered apps and the list of raw-UDP clients.
+// The table of registered apps, the list of raw-UDP clients and the pauses between them.
 #include "apps/app_clients.h"
+#include "config/config_record.h"
 #include "core/status_block.h"
+#include "media/relay.h"
 #include "media/udp_clients.h"
+#include "unit/test_clock.h"
 #include "unit/test_data.h"
 
 #include <thread>
@@ -66,6 +69,27 @@ TEST(UdpClients, readers_see_whole_lists_while_another_thread_replaces_them) {
             ASSERT_EQ(endpoint_of(clients.entries[k].video).port, clients.count == 2 ? 1 : 2);
     }
     writer.join();
+}
+
+TEST(UdpClients, get_a_pause_of_5_us_behind_each) {
+    [[maybe_unused]] static const bool opened = (init_video_bridge(), true);
+    const std::array<test_data::Receiver, 2> clients;
+    std::string list;
+    for (const auto& client : clients)
+        list += "127.0.0.1:" + std::to_string(ntohs(client.address().sin_port)) + ',';
+    parse_udp_clients(list);
+    config_record().udp_enabled = 1;
+    std::string got; // by the clients before each pause
+    test_clock::on_wait = [&] {
+        for (const auto& client : clients)
+            got += std::to_string(client.take().size());
+        got += ' ';
+    };
+    const std::vector<std::uint8_t> datagram(9000, 0xEE);
+    relay_transcoded_video(datagram);
+    EXPECT_EQ(got, "10 01 ");
+    relay_audio(datagram);
+    EXPECT_EQ(test_clock::take_waits(), std::vector<std::int64_t>(4, 5));
 }
 
 } // namespace

@@ -13,7 +13,6 @@
 #include "control/app_commands.h"
 #include "core/lanes.h"
 #include "unit/camera_receiver.h"
-#include "unit/full_stream.h"
 
 #include <atomic>
 #include <future>
@@ -88,6 +87,41 @@ TEST_F(CameraCommands, RecentresThatWaitBecomeOneAndButtonsAreBounded) {
     })) << frames;
 }
 
+// A stream in place of a UDP socket of the daemon: it takes the same calls, and they wait while it
+// is full, which sends over loopback never do.
+struct FullStream {
+    FullStream() {
+        constexpr int small = 4096;
+        const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+        setsockopt(listener, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+        setsockopt(sender, SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
+        sockaddr_in address = ipv4_address(loopback_address, 0);
+        socklen_t size = sizeof address;
+        auto* generic = reinterpret_cast<sockaddr*>(&address);
+        EXPECT_EQ(bind(listener, generic, size), 0);
+        EXPECT_EQ(listen(listener, 1), 0);
+        EXPECT_EQ(getsockname(listener, generic, &size), 0);
+        EXPECT_EQ(connect(sender, generic, size), 0);
+        receiver = accept(listener, nullptr, nullptr);
+        close(listener);
+    }
+    // From now on every send waits, but those that never do.
+    void fill() const {
+        const test_data::ByteVector bytes(65536);
+        while (send(sender, bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+        }
+    }
+    // Ends the wait of whoever sends.
+    void shut() const { shutdown(sender, SHUT_RDWR); }
+    ~FullStream() {
+        close(sender);
+        close(receiver);
+    }
+
+    int sender = ::socket(AF_INET, SOCK_STREAM, 0);
+    int receiver = -1;
+};
+
 // Another thread writes there, under a lock that is not ours.
 __attribute__((no_sanitize("thread"))) int
 count_stamped(const std::array<std::array<std::uint8_t, 20>, 2>& frames) {
@@ -98,7 +132,7 @@ count_stamped(const std::array<std::array<std::uint8_t, 20>, 2>& frames) {
 
 // The second number is not taken before the first frame is on its way.
 TEST_F(CameraCommands, NumberingAndSendingAreOneStep) {
-    const test_data::FullStream stream;
+    const FullStream stream;
     stream.fill();
     camera_link().socket = stream.sender;
     std::array<std::array<std::uint8_t, 20>, 2> frames{};
