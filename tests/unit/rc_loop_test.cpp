@@ -1,9 +1,13 @@
-// The RC loop's step against tables of channel values, with a clock of its own.
+// What the RC loop reads, and its step against tables of channel values, with a clock of its own.
+#include "camera/builders/gimbal.h"
+#include "config/config_record.h"
 #include "core/clock.h"
+#include "core/status_block.h"
+#include "rc/rc_loop.h"
 #include "rc/rc_step.h"
+#include "unit/camera_receiver.h"
 
-#include <gtest/gtest.h>
-#include <string>
+#include <limits>
 
 namespace fieldrelaybox {
 namespace {
@@ -406,6 +410,39 @@ TEST_F(RcLoopTest, the_first_channel_of_a_function_that_is_there_counts) {
     inputs.channels[4] = 1000;
     EXPECT_EQ(steps(20), "");
     EXPECT_EQ(step(0, 0), move(1000));
+}
+
+TEST(RcInputs, app_focus_point_and_roll_speed_are_inputs) {
+    const CameraReceiver camera;
+    status_block().focus_point_x = 0.123;
+    status_block().focus_point_y = std::numeric_limits<double>::quiet_NaN();
+    config_record().roll_speed = 30;
+    gimbal_move_for_app(5, 6);
+    const RcInputs inputs = read_rc_inputs(77);
+    EXPECT_EQ(inputs.percents.roll, 30);
+    EXPECT_TRUE(inputs.camera_connected && inputs.app_moves && !inputs.app_registered);
+    EXPECT_EQ(inputs.last_gimbal_pair, (GimbalPair{5, -6}));
+    EXPECT_EQ(inputs.focus_x, 123);
+    EXPECT_EQ(inputs.focus_y, 0);
+    gimbal_move_for_app(0, 0);
+    EXPECT_FALSE(read_rc_inputs(78).app_moves);
+}
+
+TEST(RcInputs, channels_without_a_map_do_nothing) {
+    std::ranges::fill(status_block().rc_channels, std::uint16_t{2000});
+    RcInputs inputs = read_rc_inputs(1);
+    inputs.rc_enabled = inputs.camera_connected = true;
+    inputs.rc_receiver_state = 6;
+    inputs.percents = {100, 100, 100};
+    RcState state;
+    std::vector<RcCommand> commands;
+    rc_step(inputs, state, commands);
+    EXPECT_TRUE(commands.empty());
+    // One entry that is not 0 shows that a map was read: 0 is pan then.
+    status_block().channel_function[31] = 255;
+    inputs.functions = read_rc_inputs(2).functions;
+    rc_step(inputs, state, commands);
+    EXPECT_FALSE(commands.empty());
 }
 
 TEST(ControlSchedule, leaves_out_what_it_missed) {
