@@ -19,7 +19,8 @@ class Link(BoxTestCase):
 
     def test_contact_port_change_and_silence(self) -> None:
         wifi = next(case for case in RECORDS["code9"] if case["note"] == "usual")
-        self.box.stand_ins.answer("wlanstatus", 0, "no JSON\n" + "\n".join(wifi["wlanstatus_lines"]))
+        lines = ["no JSON", "[1,2]", "", *wifi["wlanstatus_lines"], '{"ssid":5,"freq":"x"}']
+        self.box.stand_ins.answer("wlanstatus", 0, "\n".join(lines))
         app, log = self.app(data_only=True), self.box.log
         IP_FORWARD.write_text("5")
         app.record(bytes.fromhex("05000000000000"))

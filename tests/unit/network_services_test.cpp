@@ -28,17 +28,6 @@ namespace {
 
 constexpr const char* link_command = "./bin/wlanstatus wlan0";
 
-TEST(Wifi, link_status_is_put_together_from_lines) {
-    shell_recorder::outputs[link_command] =
-        "{\"ssid\":\"OSMO_1\",\"freq\":5180}\nnot JSON\n[1,2]\n\n"
-        "{\"ssid\":5,\"freq\":\"x\"}\n{\"signal\":-55}";
-    LinkStatus status;
-    query_link_status("wlan0", status);
-    EXPECT_EQ(status.ssid, "OSMO_1");
-    EXPECT_EQ(status.frequency, 5180);
-    EXPECT_EQ(status.signal, 201);
-}
-
 TEST(Wifi, a_hanging_tool_costs_a_while_and_one_thread) {
     constexpr std::chrono::milliseconds patience{1};
     shell_recorder::outputs["./bin/wlanstatus slow0"] = "{\"freq\":2412}\n";
@@ -110,8 +99,7 @@ TEST(Wifi, interfaces_are_those_of_the_system) {
     EXPECT_EQ(interface_list(5), "");
     const Json list(cJSON_Parse(('[' + interface_list() + ']').c_str()), cJSON_Delete);
     ASSERT_NE(list, nullptr);
-    const cJSON* entry = nullptr;
-    cJSON_ArrayForEach(entry, list.get()) {
+    for (const cJSON* entry : items_of(list.get())) {
         in_addr address{};
         EXPECT_NE(text(entry, "name"), "lo");
         EXPECT_TRUE(parse_ipv4(text(entry, "addr"), address));
@@ -138,8 +126,7 @@ TEST(Supervisor, posts_what_the_status_program_tells) {
     store_text(config_record().camera_iface, "wlan0");
     Supervisor supervisor{};
     const Json data = load_json("app_records.json");
-    const cJSON* item = nullptr;
-    cJSON_ArrayForEach(item, member(data.get(), "code9")) {
+    for (const cJSON* item : items_of(member(data.get(), "code9"))) {
         SCOPED_TRACE(text(item, "note"));
         std::string& output = shell_recorder::outputs[link_command] = "";
         for (const std::string& line : texts_of(member(item, "wlanstatus_lines")))
