@@ -1,8 +1,7 @@
-// The app commands: what only their process can see, hostile texts, many at once, and the replies.
+// The app commands: what only their process can see, hostile texts, and the replies.
 #include "apps/app_clients.h"
 #include "apps/link_state_record.h"
 #include "apps/messages.h"
-#include "camera/commands/camera_commands.h"
 #include "camera/state/gimbal_attitude.h"
 #include "camera/state/telemetry_receiver.h"
 #include "config/boot_partition.h"
@@ -14,7 +13,6 @@
 #include "control/command_polling.h"
 #include "control/control_server.h"
 #include "core/clock.h"
-#include "core/log.h"
 #include "core/status_block.h"
 #include "core/text.h"
 #include "core/threads.h"

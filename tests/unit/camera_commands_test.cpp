@@ -9,7 +9,6 @@
 #include "camera/builders/zoom.h"
 #include "camera/link/stored_frame.h"
 #include "camera/state/camera_state.h"
-#include "config/config_record.h"
 #include "control/app_commands.h"
 #include "core/lanes.h"
 #include "unit/camera_receiver.h"

@@ -7,7 +7,6 @@
 #include "camera/state/camera_state.h"
 #include "config/boot_partition.h"
 #include "config/config_record.h"
-#include "config/config_saving.h"
 #include "core/log.h"
 #include "core/log_senders.h"
 #include "core/status_block.h"

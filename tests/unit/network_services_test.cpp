@@ -7,7 +7,6 @@
 #include "control/server_client.h"
 #include "control/wifi.h"
 #include "core/clock.h"
-#include "core/text.h"
 #include "core/threads.h"
 #include "daemon/supervisor.h"
 #include "unit/shell_recorder.h"
