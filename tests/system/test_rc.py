@@ -203,10 +203,13 @@ class Flight(Pilot):
         self.sticks.set("pan", CENTRE)
 
     def test_a_flipped_setting_is_saved_while_the_gimbal_moves_on(self) -> None:
+        self.note_idle_threads()
         self.box.stand_ins.answer("mount", seconds=2)
         self.move("pan", HIGH, FULL)
         flags = ("osd_enabled", "internal_camera_enabled", "focus_assistant_enabled")
-        for name in ("osd", "intcamera", "custom-focus-assistant"):
+        self.sticks.set("osd", HIGH)
+        wait_until(lambda: self.box.stand_ins.runs("mount"), "the save begins")
+        for name in ("intcamera", "custom-focus-assistant"):
             self.sticks.set(name, HIGH)
         wait_until(lambda: [self.box.status[flag] for flag in flags] == [0, 1, 1], "they are flipped")
         self.assertEqual(self.box.stand_ins.runs("umount"), [])  # at once
@@ -217,6 +220,7 @@ class Flight(Pilot):
         self.assertGreater(len(times), 30)
         self.assertLess(max(b - a for a, b in zip(times, times[1:])), 1.5)  # no mount waited for
         self.assertEqual(self.box.stand_ins.runs("killall"), ["killall -q raspivid"])
+        self.finish_commands()
         self.assertLessEqual(len(self.box.stand_ins.runs("umount")), 2)  # one serves all that waited
         lines = MASTER.read_bytes().split(b"\r\n")
         self.assertIn(b"osd_enabled=0", lines)
