@@ -2,8 +2,9 @@
 #include "daemon/arguments.h"
 #include "daemon/startup.h"
 
+#include <algorithm>
+#include <array>
 #include <fcntl.h>
-#include <initializer_list>
 #include <span>
 #include <unistd.h>
 
@@ -11,11 +12,10 @@ namespace {
 
 // Whatever is opened in the place of a missing one would be written to like a log.
 bool have_standard_descriptors() {
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(descriptor, F_GETFD) < 0 && open("/dev/null", O_RDWR) != descriptor)
-            return false;
-    }
-    return true;
+    constexpr std::array descriptors{STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
+    return std::ranges::all_of(descriptors, [](int descriptor) {
+        return fcntl(descriptor, F_GETFD) >= 0 || open("/dev/null", O_RDWR) == descriptor;
+    });
 }
 
 } // namespace

@@ -68,9 +68,11 @@ class Robustness(BoxTestCase):
         fcntl.fcntl(self.box.process.stderr, fcntl.F_SETPIPE_SZ, 4096)
         log, start = self.box.log, len(self.box.log.lines)
         log.reading.clear()
+        self.box.fence()  # it stands still with this line
         for _ in range(30):
             send(b"[7" + bytes(400 * "x", "ascii"), app_protocol.PORT)
-        self.box.fence()
+        for _ in range(40):
+            self.box.fence()  # until there is no room for its short line either
         self.assertGreater(read_counts()["log_lines_lost"], 0)
         log.reading.set()
 

@@ -1,14 +1,18 @@
 // Texts, limits and the video watchdog.
 #include "config/config_record.h"
+#include "core/lanes.h"
 #include "core/log.h"
 #include "core/status_block.h"
 #include "core/text.h"
 #include "media/media_sources.h"
+#include "unit/shell_recorder.h"
+#include "unit/test_data.h"
 
 #include <array>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace fieldrelaybox;
@@ -72,6 +76,9 @@ TEST(Log, lines_are_single_readable_and_bounded_with_priorities_in_the_journal) 
 TEST(VideoWatchdog, judges_by_its_own_flag) {
     constexpr std::int64_t now = 3'900'000'000;
     const std::array<std::uint8_t, 3> datagram{1, 2, 3};
+    shell_recorder::on_command = [own = std::this_thread::get_id()](const std::string&) {
+        EXPECT_NE(std::this_thread::get_id(), own); // video does not wait for a command
+    };
     handle_video_datagram(datagram, now);
     EXPECT_EQ(config_record().video_connected, 1);
     config_record().video_connected = 0; // as the camera link does
@@ -80,6 +87,8 @@ TEST(VideoWatchdog, judges_by_its_own_flag) {
     video_watchdog(now + 1001);
     EXPECT_STREQ(status_block().video_status, "video disconnected");
     EXPECT_EQ(status_block().video_connected, 0);
+    EXPECT_TRUE(test_data::await([] { return await_lanes(0); }));
+    EXPECT_TRUE(shell_recorder::take_unlimited_commands().empty());
 }
 
 } // namespace
