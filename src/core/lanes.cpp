@@ -53,9 +53,12 @@ void start_lane(const std::string& name, Lane& lane) {
 }
 
 // lanes_mutex is held. What is asked for now is newer than what waits.
-void remove_kind(Lane& lane, const std::string& kind) {
-    const auto same = [&kind](const LaneJob& job) { return !kind.empty() && job.kind == kind; };
-    count(statistics().commands_merged, std::erase_if(lane.waiting, same));
+void remove_kind(Lane& lane, const LaneJob& newer) {
+    const auto removed = std::erase_if(lane.waiting, [&newer](const LaneJob& job) {
+        return !newer.kind.empty() && job.kind == newer.kind;
+    });
+    if (newer.is_command)
+        count(statistics().commands_merged, removed);
 }
 
 } // namespace
@@ -64,7 +67,7 @@ bool add_job(const std::string& lane_name, LaneJob job) {
     const std::lock_guard lock(lanes_mutex);
     const auto place = lanes.try_emplace(lane_name).first;
     Lane& lane = place->second;
-    remove_kind(lane, job.kind);
+    remove_kind(lane, job);
     if (lane.waiting.size() == lane_capacity) {
         count(statistics().commands_dropped);
         log_limited_warning(lane.drops, timer_clock(),

@@ -15,6 +15,7 @@ inline constexpr std::size_t lane_capacity = 12;
 struct LaneJob {
     std::string kind; // a waiting job of the same kind gives way to this one; "": none does
     std::function<void()> run; // an exception ends this job only
+    bool is_command = true;    // counts among the commands merged and dropped
 };
 
 // Puts job behind those that wait in the lane called name, which is also its thread's (15
