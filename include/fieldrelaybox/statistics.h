@@ -89,8 +89,8 @@ typedef struct Statistics {
     uint64_t saves_failed;
     PeerCount apps[10];        /* by place in the table of apps */
     PeerCount udp_clients[10]; /* by place in the setting udp_clients; video and audio together */
-    uint64_t settings_unsaved; /* 1 while the configuration file lacks a change, since its last save
-                                  failed; else 0 */
+    uint64_t settings_unsaved; /* 1 while the configuration file lacks a change: its save waits, is
+                                  under way or failed; else 0 */
     uint64_t log_lines_lost;   /* nobody read standard error or output */
 } Statistics;
 

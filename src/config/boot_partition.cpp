@@ -61,11 +61,24 @@ Failure make_writable(const std::string& point) {
     return {};
 }
 
+std::string second_file(const std::string& master) {
+    return master + ".bak";
+}
+
+// The newest that is whole, or "".
+std::string whole_file(const std::string& master) {
+    for (const std::string& file : {master, second_file(master)}) {
+        if (holds_whole_settings(read_file(file)))
+            return file;
+    }
+    return {};
+}
+
 // One after the other, and first the one that is not the only whole one.
-Failure write_to_card(const std::string& master, const std::string& text) {
-    const std::string second = master + ".bak";
-    const bool only_second_is_whole =
-        !holds_whole_settings(read_file(master)) && holds_whole_settings(read_file(second));
+Failure write_to_card(const std::string& master, const std::string& whole,
+                      const std::string& text) {
+    const std::string second = second_file(master);
+    const bool only_second_is_whole = whole == second;
     const Failure failure = only_second_is_whole ? "" : write_file_or_none(second, text);
     return failure.empty() ? write_file(master, text) : failure;
 }
@@ -96,19 +109,27 @@ Failure refresh_run_copy(const std::string& text) {
     return failure.empty() ? rename_file(fresh, run_copy_path) : failure;
 }
 
-Failure save(const std::string& text) {
+struct Saved {
+    bool on_card;
+    Failure failure; // also of what comes after the card
+};
+
+Saved save(const TextToSave& text_to_save) {
     const std::string point = boot_mount_point();
     Failure failure = make_writable(point);
+    if (!failure.empty())
+        return {false, failure};
     const std::string master = master_file(); // a link on the partition is seen only now
-    if (failure.empty())
-        failure = write_to_card(master, text);
+    const std::string whole = whole_file(master);
+    const std::string text = text_to_save(whole);
+    failure = write_to_card(master, whole, text);
     if (failure.empty())
         failure = mount_anew(point);
     if (failure.empty())
         failure = read_back(master, text);
-    if (failure.empty())
-        failure = refresh_run_copy(text);
-    return failure;
+    if (!failure.empty())
+        return {false, failure};
+    return {true, refresh_run_copy(text)};
 }
 
 void tell(const Failure& failure) {
@@ -127,10 +148,10 @@ std::string boot_mount_point() {
     return mount_point_of(master_file());
 }
 
-bool write_settings_to_boot(const std::string& text) {
-    const Failure failure = save(text);
-    tell(failure);
-    return failure.empty();
+bool write_settings_to_boot(const TextToSave& text_to_save) {
+    const Saved saved = save(text_to_save);
+    tell(saved.failure);
+    return saved.on_card;
 }
 
 } // namespace fieldrelaybox

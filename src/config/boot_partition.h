@@ -3,6 +3,7 @@
 // and one of the two is whole at all times.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace fieldrelaybox {
@@ -19,10 +20,15 @@ inline constexpr int boot_command_time_limit_ms = 10'000;
 // "/boot" when the file lies in no file system of its own. Called between saves.
 std::string boot_mount_point();
 
-// Writes text to the file beside config_file_path (".bak"), then to that itself, mounts the
+// The text of a save. It is asked for when the partition is writable and nothing is written yet;
+// whole_file is the path of whole settings there, the newest, or "".
+using TextToSave = std::function<std::string(const std::string& whole_file)>;
+
+// Writes the text to the file beside config_file_path (".bak"), then to that itself, mounts the
 // partition anew, and refreshes run_copy_path. The first step that fails is the last: what was
-// whole before it stays so. Returns false then; logged, but not again while the reason stays the
-// same. Called by one thread at a time.
-bool write_settings_to_boot(const std::string& text);
+// whole before it stays so. Returns whether the partition holds the text, which is all that a save
+// is for. A failure is logged, but not again while the reason stays the same. Called by one thread
+// at a time.
+bool write_settings_to_boot(const TextToSave& text_to_save);
 
 } // namespace fieldrelaybox

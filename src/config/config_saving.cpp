@@ -3,14 +3,19 @@
 #include "config/boot_partition.h"
 #include "config/config_file.h"
 #include "config/config_record.h"
+#include "config/late_settings.h"
 #include "core/clock.h"
 #include "core/lanes.h"
 #include "core/log.h"
 #include "core/shared_access.h"
 #include "core/statistics.h"
 
+#include <algorithm>
+#include <limits>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -20,57 +25,107 @@ namespace {
 
 std::mutex record_mutex; // short: no save copies half a change
 
+constexpr auto none = std::numeric_limits<SaveTicket>::max();
+
 struct Saving {
     std::mutex mutex{}; // short, guards the rest
     SaveTicket requested = 0;
-    SaveTicket saved = 0; // up to here
-    bool under_way = false;
+    std::map<std::string, SaveTicket> waiting{}; // by kind: the first that nothing has begun for
+    SaveTicket under_way = none;                 // the first that the job under way is for
+    const char* kind = "";                       // of that job
+    std::int64_t begun_ms = 0;                   // timer clock
+    bool told_slow = false;
     bool stopped = false;
     std::vector<SettingsCommands> commands{}; // of the requests that no save has taken up
 };
 
 Saving saving;
 
+constexpr const char* save_kind = "save";
+
 void copy_whole_record(ConfigRecord& copy) {
     const std::lock_guard lock(record_mutex);
     copy_config_record(copy);
 }
 
+// saving.mutex is held in these.
+bool is_done(SaveTicket ticket) {
+    return saving.under_way > ticket &&
+           std::ranges::all_of(saving.waiting,
+                               [ticket](const auto& entry) { return entry.second > ticket; });
+}
+
+void note_request(const char* kind) {
+    saving.waiting.try_emplace(kind, ++saving.requested);
+}
+
+// What waits of the same kind gives way, as it does in a lane: there are only so many kinds.
+void keep_commands(SettingsCommands commands) {
+    if (commands.texts.empty())
+        return;
+    const auto same = [&](const SettingsCommands& other) { return other.kind == commands.kind; };
+    count(statistics().commands_merged, std::erase_if(saving.commands, same));
+    saving.commands.push_back(std::move(commands));
+}
+
+void settle(bool saved) {
+    if (saved && !saving.waiting.contains(save_kind))
+        store<std::uint64_t>(statistics().settings_unsaved, 0);
+}
+
 // Returns false when the process is about to end: then nothing begins any more.
-bool begin() {
+bool begin(const char* kind) {
     const std::lock_guard lock(saving.mutex);
-    saving.under_way = !saving.stopped;
-    return saving.under_way;
+    if (saving.stopped)
+        return false;
+    const auto request = saving.waiting.extract(kind);
+    saving.under_way = request.empty() ? saving.requested : request.mapped();
+    saving.kind = kind;
+    saving.begun_ms = timer_clock();
+    saving.told_slow = false;
+    return true;
 }
 
 void end() {
     const std::lock_guard lock(saving.mutex);
-    saving.under_way = false;
+    saving.under_way = none;
 }
 
-// What the next save contains, and what is to run after it.
-SaveTicket take_requests(std::vector<SettingsCommands>& commands) {
+std::vector<SettingsCommands> take_commands() {
     const std::lock_guard lock(saving.mutex);
-    commands = std::exchange(saving.commands, {});
-    return saving.requested;
+    return std::exchange(saving.commands, {});
+}
+
+std::string text_to_save(const std::string& whole_file) {
+    take_late_settings(whole_file);
+    ConfigRecord record{};
+    copy_whole_record(record);
+    return format_config_file(record);
 }
 
 void save_newest() {
-    std::vector<SettingsCommands> commands;
-    const SaveTicket ticket = take_requests(commands);
+    std::vector<SettingsCommands> commands = take_commands();
     save_config_file();
     for (SettingsCommands& each : commands)
         start_settings_commands(std::move(each));
-    const std::lock_guard lock(saving.mutex);
-    saving.saved = ticket;
+}
+
+// A request has been noted.
+void add_saving_job(const char* kind, std::function<void()> body) {
+    add_job("saving", {kind, [kind, body = std::move(body)] {
+                           if (!begin(kind))
+                               return;
+                           const std::shared_ptr<void> ending(nullptr, [](void*) { end(); });
+                           body();
+                       }});
 }
 
 // Returns false at the time limit.
-bool await(int time_limit_ms, const std::function<bool()>& is_done) {
+bool await(int time_limit_ms, const std::function<bool()>& condition) {
     constexpr int pause_ms = 10;
     const auto done = [&] {
         const std::lock_guard lock(saving.mutex);
-        return is_done();
+        return condition();
     };
     for (int waited = 0; !done(); waited += pause_ms) {
         if (waited >= time_limit_ms) {
@@ -85,11 +140,12 @@ bool await(int time_limit_ms, const std::function<bool()>& is_done) {
 } // namespace
 
 void save_config_file() {
-    ConfigRecord record{};
-    copy_whole_record(record);
-    const bool saved = write_settings_to_boot(format_config_file(record));
+    const bool saved = write_settings_to_boot(text_to_save);
+    {
+        const std::lock_guard lock(saving.mutex);
+        settle(saved);
+    }
     count(saved ? statistics().saves_done : statistics().saves_failed);
-    store<std::uint64_t>(statistics().settings_unsaved, saved ? 0 : 1);
 }
 
 void change_settings(const std::function<void()>& change) {
@@ -100,10 +156,11 @@ void change_settings(const std::function<void()>& change) {
 void request_save(SettingsCommands commands) {
     {
         const std::lock_guard lock(saving.mutex);
-        ++saving.requested;
-        saving.commands.push_back(std::move(commands));
+        note_request(save_kind);
+        store<std::uint64_t>(statistics().settings_unsaved, 1);
+        keep_commands(std::move(commands));
     }
-    run_between_saves("save", save_newest);
+    add_saving_job(save_kind, save_newest);
 }
 
 SaveTicket last_save_request() {
@@ -112,23 +169,32 @@ SaveTicket last_save_request() {
 }
 
 bool await_save(SaveTicket ticket, int time_limit_ms) {
-    return await(time_limit_ms, [ticket] { return saving.saved >= ticket; });
+    return await(time_limit_ms, [ticket] { return is_done(ticket); });
 }
 
 bool finish_saving(SaveTicket ticket, int time_limit_ms) {
     return await(time_limit_ms, [ticket] {
-        saving.stopped |= saving.saved >= ticket;
-        return saving.stopped && !saving.under_way;
+        saving.stopped |= is_done(ticket);
+        return saving.stopped && saving.under_way == none;
     });
 }
 
 void run_between_saves(const char* kind, std::function<void()> body) {
-    add_job("saving", {kind, [body = std::move(body)] {
-                           if (!begin())
-                               return;
-                           const std::shared_ptr<void> ending(nullptr, [](void*) { end(); });
-                           body();
-                       }});
+    {
+        const std::lock_guard lock(saving.mutex);
+        note_request(kind);
+    }
+    add_saving_job(kind, std::move(body));
+}
+
+void tell_of_slow_save(std::int64_t now) {
+    const std::lock_guard lock(saving.mutex);
+    if (saving.under_way == none || saving.told_slow ||
+        !has_passed(now, saving.begun_ms, slow_save_ms))
+        return;
+    saving.told_slow = true;
+    log_warning("%s: under way at the boot partition for more than %d s", saving.kind,
+                slow_save_ms / 1000);
 }
 
 } // namespace fieldrelaybox

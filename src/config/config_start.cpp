@@ -2,7 +2,9 @@
 
 #include "config/config_file.h"
 #include "config/config_record.h"
+#include "config/late_settings.h"
 #include "config/settings.h"
+#include "config/whole_files.h"
 #include "core/status_block.h"
 
 namespace fieldrelaybox {
@@ -14,6 +16,8 @@ bool init_config_record() {
     set_defaults_before_loading(config_record());
     if (load_config_file(config_file_name, config_record()))
         set_defaults_after_loading(config_record());
+    if (read_file(config_file_name).empty())
+        expect_late_settings(config_record());
     return true;
 }
 

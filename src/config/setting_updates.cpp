@@ -90,6 +90,15 @@ void update_setting(const Setting& setting, const std::string& value) {
         store_switch_and_mirror(setting, *number);
 }
 
+void take_setting(const Setting& setting, const ConfigRecord& from) {
+    if (is_text(setting.kind))
+        store_text(setting.field, text_in(from, setting.field));
+    else if (setting.mirrored_at_start)
+        store_switch_and_mirror(setting, number_in(from, setting.field));
+    else
+        store_number(setting.field, number_in(from, setting.field));
+}
+
 void flip_setting(const Setting& setting) {
     store_switch_and_mirror(setting, load_number(setting.field) == 0 ? 1 : 0);
 }

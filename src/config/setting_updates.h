@@ -20,6 +20,9 @@ inline constexpr std::array<TranscodedResolution, 3> transcoded_resolutions{
 // Stores what the row makes of an app's value, and mirrors it. To be saved: see change_settings.
 void update_setting(const Setting& setting, const std::string& value);
 
+// Stores the setting as it is in another record, and mirrors it.
+void take_setting(const Setting& setting, const ConfigRecord& from);
+
 // Turns a switch over, and mirrors it.
 void flip_setting(const Setting& setting);
 

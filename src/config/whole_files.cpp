@@ -52,6 +52,17 @@ Failure fill(int file, const std::string& path, const std::string& text) {
     return failure;
 }
 
+// Of the last setting, and what follows it. A save has the value in quotes, so power that goes
+// takes the closing quote and all behind it: a value without an opening one was written by hand.
+bool is_whole_line(std::string_view line) {
+    if (line.find('\n') != std::string_view::npos)
+        return line.find_first_of("=:") != std::string_view::npos;
+    line.remove_prefix(std::min(line.size(), line.find_first_of("=:")));
+    if (line.size() < 2)
+        return false;
+    return line[1] != '"' || line.find('"', 2) != std::string_view::npos;
+}
+
 } // namespace
 
 Failure write_file(const std::string& path, const std::string& text) {
@@ -89,17 +100,12 @@ std::string read_file(const std::string& path) {
 bool holds_whole_settings(const std::string& text) {
     const std::string_view comment = settings().front().comment;
     const std::string_view heading = comment.substr(0, comment.find('\r'));
-    const std::string last_key = '\n' + std::string(settings().back().key) + '=';
     if (std::ranges::count(text, '\0') != 0)
         return false;
     if (text.find(heading) == std::string::npos)
         return text.find_first_of("=:") != std::string::npos;
-    const std::size_t last = text.rfind(last_key);
-    if (last == std::string::npos)
-        return false;
-    const std::string_view value = std::string_view(text).substr(last + last_key.size());
-    return value.find('\n') != std::string_view::npos ||
-           (value.size() > 1 && (value.ends_with('"') || value.ends_with("\"\r")));
+    const std::size_t last = text.rfind('\n' + std::string(settings().back().key));
+    return last != std::string::npos && is_whole_line(std::string_view(text).substr(last + 1));
 }
 
 } // namespace fieldrelaybox

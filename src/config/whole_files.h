@@ -22,9 +22,10 @@ Failure rename_file(const std::string& from, const std::string& to);
 // Empty when it cannot be read.
 std::string read_file(const std::string& path);
 
-// A file with the heading that every save writes was cut short when its last setting or the end of
-// that is missing; one without it was written by hand, and holds a setting at least.
-// packaging/bin/prepare-configuration decides likewise.
+// A file with the heading that every save writes was cut short when its last setting is missing, or
+// without a line end has no value or one whose closing quote is missing; one without the heading
+// was written by hand, and holds a setting at least. packaging/bin/prepare-configuration decides
+// likewise.
 bool holds_whole_settings(const std::string& text);
 
 } // namespace fieldrelaybox

@@ -4,6 +4,7 @@
 #include "apps/server_link.h"
 #include "config/channel_functions.h"
 #include "config/config_saving.h"
+#include "config/late_settings.h"
 #include "config/setting_updates.h"
 #include "config/settings.h"
 #include "config/settings_table.h"
@@ -132,6 +133,13 @@ void change_and_save(const Parts& parts, const ParameterHooks& extra, const AppR
 
 std::span<const ParameterHooks> parameter_hooks() {
     return hooks;
+}
+
+void follow_late_settings() {
+    set_late_settings_hooks({.prepare = server_settings_changing, .follow_up = [] {
+                                 apply_server_connection();
+                                 apply_udp_clients();
+                             }});
 }
 
 void update_parameter(const AppRequest& request) {

@@ -33,4 +33,8 @@ std::span<const ParameterHooks> parameter_hooks();
 // run in lanes of theirs. Unknown names change nothing.
 void update_parameter(const AppRequest& request);
 
+// Has the first save bring along what depends on settings that it takes over from the boot
+// partition (config/late_settings.h). Called by start-up.
+void follow_late_settings();
+
 } // namespace fieldrelaybox

@@ -7,6 +7,7 @@
 #include "control/control_server.h"
 #include "control/process_end.h"
 #include "control/server_client.h"
+#include "control/update_parameters.h"
 #include "core/exit_status.h"
 #include "core/log.h"
 #include "core/service_manager.h"
@@ -96,6 +97,7 @@ int run_daemon() {
     Supervisor supervisor{.pass_count = 0, .mirror = open_config_mirror()};
     if (supervisor.mirror == nullptr)
         return exit_unable;
+    follow_late_settings();
     mirror_settings_at_start(); // overlays read these without opening the settings
     store_text(config_record().version, version_text(""));
     start_services();

@@ -6,6 +6,7 @@
 #include "camera/builders/camera_system.h"
 #include "camera/state/data_watchdog.h"
 #include "config/config_record.h"
+#include "config/config_saving.h"
 #include "control/wifi.h"
 #include "core/clock.h"
 #include "core/lanes.h"
@@ -117,6 +118,7 @@ void run_supervisor_pass(Supervisor& supervisor) {
     sync_camera_clock();
     sweep_app_clients(timer_clock());
     resume_lanes();
+    tell_of_slow_save(timer_clock());
     tell_lines_left_out();
     flush_log();
     server_keepalive();

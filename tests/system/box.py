@@ -229,7 +229,7 @@ class Box:
         for name in (STATUS_BLOCK.name, CONFIG_RECORD.name):
             (SHARED_MEMORY_DIRECTORY / name).unlink(missing_ok=True)
         if settings is not None:
-            text = settings.encode() if isinstance(settings, str) else settings
+            text = (settings or "\n").encode() if isinstance(settings, str) else settings
             (self.directory / "fieldrelaybox.conf").write_bytes(text)
 
     def __enter__(self) -> "Box":
