@@ -14,6 +14,7 @@ namespace {
 ConfigRecord live_record{};
 std::mutex text_mutex; // guards its text fields
 std::mutex camera_disabled_mutex;
+std::mutex change_mutex; // short: no save copies half a change
 
 static_assert(sizeof(ConfigRecord) % sizeof(std::uint32_t) == 0);
 static_assert(alignof(ConfigRecord) >= alignof(std::uint32_t));
@@ -48,6 +49,16 @@ void copy_config_record(ConfigRecord& copy) {
     for (std::size_t i = 0; i < words.size(); ++i)
         words[i] = load(source[i]);
     std::memcpy(&copy, words.data(), sizeof copy);
+}
+
+void change_settings(const std::function<void()>& change) {
+    const std::lock_guard lock(change_mutex);
+    change();
+}
+
+void copy_between_changes(ConfigRecord& copy) {
+    const std::lock_guard lock(change_mutex);
+    copy_config_record(copy);
 }
 
 } // namespace fieldrelaybox

@@ -7,6 +7,7 @@
 #include "fieldrelaybox/shared_memory.h"
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -43,5 +44,12 @@ template<std::size_t Capacity> std::string load_text(const char (&field)[Capacit
 
 // Copies the whole live record; no text in the copy is half-written.
 void copy_config_record(ConfigRecord& copy);
+
+// Runs change, which sets fields of the live record and their mirrors: whole to every save, and not
+// beside another change. It must not wait for anything.
+void change_settings(const std::function<void()>& change);
+
+// As copy_config_record, but no change is half in the copy. Not to be called within a change.
+void copy_between_changes(ConfigRecord& copy);
 
 } // namespace fieldrelaybox

@@ -23,8 +23,6 @@ namespace fieldrelaybox {
 
 namespace {
 
-std::mutex record_mutex; // short: no save copies half a change
-
 constexpr auto none = std::numeric_limits<SaveTicket>::max();
 
 struct Saving {
@@ -42,11 +40,6 @@ struct Saving {
 Saving saving;
 
 constexpr const char* save_kind = "save";
-
-void copy_whole_record(ConfigRecord& copy) {
-    const std::lock_guard lock(record_mutex);
-    copy_config_record(copy);
-}
 
 // saving.mutex is held in these.
 bool is_done(SaveTicket ticket) {
@@ -99,7 +92,7 @@ std::vector<SettingsCommands> take_commands() {
 std::string text_to_save(const std::string& whole_file) {
     take_late_settings(whole_file);
     ConfigRecord record{};
-    copy_whole_record(record);
+    copy_between_changes(record);
     return format_config_file(record);
 }
 
@@ -146,11 +139,6 @@ void save_config_file() {
         settle(saved);
     }
     count(saved ? statistics().saves_done : statistics().saves_failed);
-}
-
-void change_settings(const std::function<void()>& change) {
-    const std::lock_guard lock(record_mutex);
-    change();
 }
 
 void request_save(SettingsCommands commands) {

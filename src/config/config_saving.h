@@ -13,10 +13,6 @@ namespace fieldrelaybox {
 // has (config/late_settings.h). A failure is logged and counted.
 void save_config_file();
 
-// Runs change, which sets fields of the live record and their mirrors: whole to every save, and not
-// beside another change. It must not wait for anything.
-void change_settings(const std::function<void()>& change);
-
 // Has the live record saved as it is now or newer: all that wait for the saver share one save. The
 // commands run after it, whether it succeeded or not, since the settings are in force; those that
 // wait give way to later ones of the same kind. Never waits.

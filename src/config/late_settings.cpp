@@ -2,8 +2,7 @@
 
 #include "config/channel_functions.h"
 #include "config/config_file.h"
-#include "config/config_saving.h"
-#include "config/config_start.h"
+#include "config/config_record.h"
 #include "config/setting_updates.h"
 #include "core/log.h"
 #include "core/text.h"
@@ -50,10 +49,10 @@ void take_late_settings(const std::string& path) {
     if (at_start == nullptr || path.empty())
         return;
     ConfigRecord from_file{};
-    set_defaults_before_loading(from_file);
+    set_defaults(DefaultTime::before_loading, from_file);
     if (!load_config_file(path, from_file))
         return;
-    set_defaults_after_loading(from_file);
+    set_defaults(DefaultTime::after_loading, from_file);
     late_hooks.prepare();
     change_settings([&] { take_unchanged(*at_start, from_file); });
     late_hooks.follow_up();

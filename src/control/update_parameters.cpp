@@ -3,6 +3,7 @@
 #include "apps/app_clients.h"
 #include "apps/server_link.h"
 #include "config/channel_functions.h"
+#include "config/config_record.h"
 #include "config/config_saving.h"
 #include "config/late_settings.h"
 #include "config/setting_updates.h"

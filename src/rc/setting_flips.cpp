@@ -1,5 +1,6 @@
 #include "rc/setting_flips.h"
 
+#include "config/config_record.h"
 #include "config/config_saving.h"
 #include "config/setting_updates.h"
 #include "config/settings_table.h"

@@ -4,6 +4,7 @@ import itertools
 import os
 import random
 import re
+import shutil
 import subprocess
 import unittest
 from pathlib import Path
@@ -16,8 +17,8 @@ from fieldrelaybox.box_status import read_counts
 
 SECOND, FIRMWARE = Path(f"{MASTER}.bak"), Path("/boot/firmware/fieldrelaybox.conf")
 SLOW_CARD, STEPS = Path(DAEMON).parent / "tests" / "libslow_card.so", Path("/run/steps")
-KILLS = 250
-LISTS = ("rtmp_url", "mpegts_clients")
+PREPARE, KILLS = ROOT / "packaging/bin/prepare-configuration", 250
+HEADING, LISTS = b"# Fieldrelaybox config file\n", ("rtmp_url", "mpegts_clients")
 
 
 def run(*words: Any) -> None:
@@ -98,6 +99,41 @@ class Cards(BoxTestCase):
         self.assert_fails("cannot mount /boot/firmware", COPY,
                           lambda: mount("-t", "tmpfs", "card", FIRMWARE.parent))
 
+    def test_run_is_full(self) -> None:
+        """What the card holds is saved; only the next start without the card has older settings."""
+        blocker = Path(f"{COPY}.new")
+        blocker.mkdir()
+        self.assertEqual([self.save("n" * 120, name) for name in LISTS], [(1, 0, 0)] * 2)
+        blocker.rmdir()
+        self.assertEqual(self.save("2"), (1, 0, 0))
+        self.assertEqual(self.log_since(self.told, 2), [f"cannot open {blocker}: Is a directory",
+                                                        "settings are saved again"])
+
+    def test_the_first_file_fails(self) -> None:
+        for name in LISTS:
+            self.save("", name)
+        MASTER.unlink()
+        MASTER.mkdir()
+        self.assertEqual(self.save("n" * 120, LISTS[0]), (0, 1, 1))
+        self.assertTrue(SECOND.read_bytes().endswith(b'server_devid=""\r\n\r\n'))
+        MASTER.rmdir()
+        self.assertEqual(self.save("", LISTS[0]), (1, 0, 0))
+
+    def test_hangs(self) -> None:
+        """Seen and told; what comes meanwhile takes the place of what waits, with its commands."""
+        self.box.stand_ins.answer("mount", seconds=7)
+        self.addCleanup(self.box.stand_ins.answer, "mount")
+        merged = read_counts()["commands_merged"]
+        for _ in range(20):
+            self.listener.command(cmd="updateparam", name="rtsp_enabled", value="1")
+        self.box.fence()
+        self.assertEqual(read_counts()["settings_unsaved"], 1)
+        self.assertGreater(read_counts()["commands_merged"] - merged, 30)
+        self.box.log.wait_for("save: under way at the boot partition for more than 10 s", self.told)
+        self.box.stand_ins.answer("mount")
+        self.finish_commands()
+        self.assertEqual(read_counts()["settings_unsaved"], 0)
+
     def test_control_characters(self) -> None:
         for name, value in zip(LISTS, ('a\nosd_enabled=1\x01\x1f\x7f\tb\rc"', "x" * 190)):
             self.save(value, name)
@@ -118,8 +154,36 @@ class CutShort(unittest.TestCase):
             if content is not None:
                 place.write_bytes(content)
         COPY.unlink(missing_ok=True)  # as when power was away
-        run(ROOT / "packaging/bin/prepare-configuration")
+        run(PREPARE)
         return COPY.read_bytes()
+
+    def test_by_hand(self) -> None:
+        """The heading was kept, and the last line lacks its end."""
+        start = HEADING + b"server_devid"
+        for last in (b"=box", b' = "box"', b'="box" ; mine'):
+            self.assertEqual(self.prepare(start + last, b"a=1\n"), start + last)
+        for last in (b"", b"=", b'="', b'="bo'):
+            self.assertEqual(self.prepare(start + last, b"a=1\n"), b"a=1\n")
+        FIRMWARE.parent.mkdir()
+        FIRMWARE.write_bytes(b"older=1\n")
+        SECOND.unlink()  # the copy of the last start is left
+        told = subprocess.run([PREPARE], capture_output=True, check=True, text=True).stderr
+        self.assertEqual((COPY.read_bytes(), told), (b"a=1\n", (
+            "no whole fieldrelaybox.conf in /boot or /boot/firmware; "
+            "the settings of the last start stay\n")))
+        shutil.rmtree(FIRMWARE.parent)
+
+    def test_card_that_comes_late(self) -> None:
+        """The start found nothing: the first save keeps what the card has, and what was changed."""
+        for card in ((b"camera_ssid=a\n", None), (b"", HEADING + b"camera_ssid=a\nserver_devid=b")):
+            self.prepare(*card)
+            COPY.unlink()
+            box = self.change(7)
+            wait_until(COPY.exists, "the save ends")
+            box.stop()
+            for path in (MASTER, COPY):
+                self.assertIn(b'\ncamera_ssid="a"\n', unix(path))
+                self.assertIn(b"\ntcp_port=7\n", unix(path))
 
     def change(self, port: int) -> Box:
         STEPS.write_text("")
