@@ -89,14 +89,14 @@ class Order(BoxTestCase):
 
 
 class Ends(unittest.TestCase):
-    def ends(self, mount_seconds: int) -> Iterator[tuple[Box, float]]:
-        """Boxes that have ended, each in its way, from a save on; and when they were told to end."""
+    def ends(self, mount_seconds: int, step: str) -> Iterator[tuple[Box, float]]:
+        """Boxes told to end at this step of a save, each in its way, have ended; when they were told."""
         for how, status in ((None, 0), (command(cmd="restart"), 3)):
             with self.subTest(status=status):
                 box = Box().start()
                 box.stand_ins.answer("mount", seconds=mount_seconds)
                 burst(*(update("tcp_port", port) for port in (7001, 7002)), update("hud_enabled", 1))
-                wait_until(lambda: box.stand_ins.runs("mount"), "the save begins")
+                wait_until(lambda: box.stand_ins.runs(step), "the save is there")
                 burst(update("tcp_port", 7003))
                 told = time.time()
                 burst(how, how) if how else box.process.send_signal(signal.SIGTERM)
@@ -105,7 +105,7 @@ class Ends(unittest.TestCase):
                 self.assertEqual(box.await_exit(), status)
 
     def test_what_came_before_the_end_is_saved(self) -> None:
-        for box, _ in self.ends(1):
+        for box, _ in self.ends(1, "umount"):  # another save is needed
             after_save = time.time() - MASTER.stat().st_mtime
             self.assertLess(after_save, 1 + 1 + 0.5)  # mounted again, and a second
             self.assertIn("\ntcp_port=7003\n", MASTER.read_text())
@@ -114,6 +114,6 @@ class Ends(unittest.TestCase):
         assert_documented("restart", sent=command(cmd="restart"), exit="status 3")
 
     def test_a_card_that_hangs_does_not_keep_it_for_long(self) -> None:
-        for box, told in self.ends(9):
+        for box, told in self.ends(9, "mount"):
             self.assertLess(time.time() - told, 7)
             box.log.wait_for("a save is still under way after ", whole=False)
