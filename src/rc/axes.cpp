@@ -56,8 +56,7 @@ void release_gimbal(RcStep& step) {
 
 void carry_on_app_move(RcStep& step) {
     if (!step.inputs.app_registered) {
-        command(step, RcAction::gimbal_speed);
-        command(step, RcAction::end_app_move);
+        command(step, RcAction::abandon_app_move, step.inputs.app_move_number);
     } else {
         command(step, RcAction::app_move);
     }

@@ -23,28 +23,29 @@
 namespace fieldrelaybox {
 
 enum class RcAction : std::uint8_t {
-    gimbal_speed,  // pan, tilt
-    gimbal_move,   // pan, tilt
-    app_move,      // once more what the app's relative move asks for
-    end_app_move,  // the app's relative move is over
-    roll,          // signed step
-    recentre,      //
-    orientation,   // 1 lock, 0 unlock
-    record,        // 1 start, 0 stop
-    shot,          //
-    flip_setting,  // FlippedSetting
-    menu_active,   // 1 or 0
-    exposure_mode, // index: auto, shutter, aperture, manual
-    ev,            // index of ev_values
-    iso,           // index of iso_steps
-    shutter,       // index of shutter_texts
-    aperture,      // index of aperture_steps
-    zoom_drive,    // direction
-    zoom_level,    // 0..100
-    zoom_relative, // change of the level
-    zoom_step,     // what the zoom step register becomes
-    manual_focus,  // tenths of a percent
-    focus_point,   // x, y in thousandths
+    gimbal_speed,     // pan, tilt
+    gimbal_move,      // pan, tilt
+    app_move,         // once more what the app's relative move asks for
+    end_app_move,     // the app's relative move is over
+    abandon_app_move, // number of the move: the app is gone, the gimbal stops
+    roll,             // signed step
+    recentre,         //
+    orientation,      // 1 lock, 0 unlock
+    record,           // 1 start, 0 stop
+    shot,             //
+    flip_setting,     // FlippedSetting
+    menu_active,      // 1 or 0
+    exposure_mode,    // index: auto, shutter, aperture, manual
+    ev,               // index of ev_values
+    iso,              // index of iso_steps
+    shutter,          // index of shutter_texts
+    aperture,         // index of aperture_steps
+    zoom_drive,       // direction
+    zoom_level,       // 0..100
+    zoom_relative,    // change of the level
+    zoom_step,        // what the zoom step register becomes
+    manual_focus,     // tenths of a percent
+    focus_point,      // x, y in thousandths
 };
 
 inline constexpr auto rc_action_count = static_cast<std::size_t>(RcAction::focus_point) + 1;
@@ -77,6 +78,8 @@ inline constexpr std::array<ActionRow, rc_action_count> rc_actions{{
     {RcAction::app_move, "carry", [](std::int32_t, std::int32_t) { gimbal_carry_on_app_move(); }},
     {RcAction::end_app_move, "end",
      [](std::int32_t, std::int32_t) { camera_builder_state().app_gimbal_idle = 1; }},
+    {RcAction::abandon_app_move, "abandon",
+     [](std::int32_t number, std::int32_t) { gimbal_abandon_app_move(number); }},
     {RcAction::roll, "roll",
      [](std::int32_t step, std::int32_t) { roll_horizont(static_cast<std::int8_t>(step)); }},
     {RcAction::recentre, "recentre", [](std::int32_t, std::int32_t) { gimbal_reset(false); }},

@@ -63,6 +63,7 @@ RcInputs read_rc_inputs(std::int64_t now) {
     read_receiver(inputs);
     inputs.camera_connected = camera_connected();
     const CameraBuilderState& state = camera_builder_state();
+    inputs.app_move_number = state.app_move_number; // first: a later move has another one
     inputs.app_moves = state.app_gimbal_idle == 0;
     inputs.app_registered = inputs.app_moves && app_client_targets().count > 0;
     inputs.last_gimbal_pair = state.last_gimbal_pair;

@@ -34,7 +34,8 @@ struct RcInputs {
     AxisPercents percents;
     GimbalPair last_gimbal_pair;
     bool gimbal_hold = false;
-    bool app_moves = false;      // a relative move of an app is going on
+    bool app_moves = false; // a relative move of an app is going on
+    std::int32_t app_move_number = 0;
     bool app_registered = false; // looked at only while app_moves
     bool position_commanded = false;
     std::int64_t last_position_command_ms = 0;

@@ -136,6 +136,7 @@ class TestDatagrams(BoxTestCase):
             app.send(datagram)
         app.await_reply()
         self.box.log.wait_for(f"client {LOOPBACK}:{app.port} removed")
+        self.box.fence()  # the player is switched on
         send(b"video", 5000)
         wait_until(lambda: self.box.stand_ins.runs("reboot"), "the command runs")
         assert_documented("00: registration, data only", sent=sent[0], answer=b"B")

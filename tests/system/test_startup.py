@@ -13,7 +13,7 @@ from typing import Iterator
 
 from box import (DATA, MEMORY_IS_ITS_OWN, PORTS, ROOT, SHARED_MEMORY_DIRECTORY, STATUS_BLOCK,
                  TIMEOUT, App, Box, Camera, Receiver, app_protocol, bound_ports, frames, load_hex,
-                 load_record, mask_record, wait_until)
+                 load_record, mask_record, send, wait_until)
 
 HUD_MEM = SHARED_MEMORY_DIRECTORY / "hud_mem"
 CONFIG_MEM = SHARED_MEMORY_DIRECTORY / "config_mem"
@@ -174,9 +174,10 @@ class Start(unittest.TestCase):
 
     def test_one_daemon_at_a_time(self) -> None:
         box = Box()
-        box.stand_ins.answer("ping", 0, seconds=4)
+        box.stand_ins.answer("reboot", seconds=14)
         box.start()
-        wait_until(lambda: hanging_children(4), "the probe hangs")
+        send(app_protocol.command('{"cmd":"reboot"}'), app_protocol.PORT)
+        wait_until(lambda: hanging_children(14), "the command hangs")
         regions = [place.stat().st_ino for place in sorted(SHARED_MEMORY_DIRECTORY.iterdir())]
         with HUD_MEM.open("r+b") as region:
             region.seek(600)
@@ -192,9 +193,9 @@ class Start(unittest.TestCase):
                           if place != HUD_MEM], regions[:2])
         box.process.kill()
         box.process.wait()
-        box.stand_ins.answer("ping")
         box.start()  # the child that is left has neither the lock nor a port
-        self.assertEqual(hanging_children(4), 1)
+        self.assertEqual(hanging_children(14), 1)
+        subprocess.run(["pkill", "-f", "^sleep 14"], check=True)
         box.stop()
 
     def test_a_tool_that_hangs_is_ended_with_its_children(self) -> None:

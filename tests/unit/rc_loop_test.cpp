@@ -83,7 +83,8 @@ struct RcLoopTest : testing::Test {
     void remember(const RcCommand& command) {
         if (command.action == RcAction::gimbal_speed)
             inputs.last_gimbal_pair = {command.a, command.b};
-        if (command.action == RcAction::end_app_move)
+        if (command.action == RcAction::end_app_move ||
+            command.action == RcAction::abandon_app_move)
             inputs.app_moves = false;
         if (command.action == RcAction::zoom_step)
             inputs.zoom_step = command.a;
@@ -185,7 +186,7 @@ TEST_F(RcLoopTest, app_move_is_carried_on_until_it_ends) {
     inputs.app_moves = inputs.app_registered = true;
     EXPECT_EQ(steps(3), times(3, "carry ; "));
     inputs.app_registered = false;
-    EXPECT_EQ(steps(3), stop + "end ; ");
+    EXPECT_EQ(steps(3), "abandon ; ");
     // While the camera is away too: it must not go on under the next app.
     inputs.app_moves = inputs.app_registered = true;
     inputs.camera_connected = false;

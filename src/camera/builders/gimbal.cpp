@@ -198,7 +198,17 @@ void gimbal_move_for_app(int a, int b) {
     if (moves && state.gimbal_hold && state.last_gimbal_pair.load() == pair)
         announce_speed({});
     announce_speed(pair);
+    ++state.app_move_number;
     state.app_gimbal_idle = moves ? 0 : 1; // last: the RC loop sends the pair announced
+}
+
+void gimbal_abandon_app_move(int number) {
+    const std::lock_guard lock(gimbal_mutex);
+    CameraBuilderState& state = camera_builder_state();
+    if (state.app_move_number != number)
+        return;
+    announce_speed({});
+    state.app_gimbal_idle = 1;
 }
 
 void gimbal_repeat_lost_stop() {

@@ -22,6 +22,10 @@ void gimbal_speed_now(int pan, int tilt);
 // Turns the gimbal to an angle and holds it; ends a relative move of the app.
 void gimbal_set_angle(int a, int b);
 
+// The app of the relative move with this number is gone: stops the gimbal, unless there is another
+// move meanwhile.
+void gimbal_abandon_app_move(int number);
+
 // The app's absolute position: the same frame, but the gimbal is not held.
 void gimbal_set_app_position(int a, int b);
 

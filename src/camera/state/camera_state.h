@@ -106,6 +106,9 @@ struct CameraBuilderState {
     // RC loop when it takes the gimbal over; read by the RC loop.
     std::atomic<std::uint8_t> app_gimbal_idle{1};
 
+    // Tells one relative move of an app from the next. Written with the flag above.
+    std::atomic<std::int32_t> app_move_number{0};
+
     // Timer clock of the app's last absolute position command, and whether there was one.
     // Written by app commands (stamp first), read by the RC loop (flag first).
     std::atomic<std::int64_t> last_position_command_ms{0};
