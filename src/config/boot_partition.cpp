@@ -30,7 +30,8 @@ std::string master_file() {
     return follow_links(config_file_path).string();
 }
 
-// The deepest mount point of file that is there or was promised.
+// The deepest mount point of file that is there or was promised; safe in a shell command. "/boot"
+// when the file lies in no file system of its own.
 std::string mount_point_of(const std::string& file) {
     std::string deepest = deepest_mount_point(mounted_table, file);
     for (const std::string& point : {deepest_mount_point(system_table, file), left_unmounted}) {
@@ -115,7 +116,7 @@ struct Saved {
 };
 
 Saved save(const TextToSave& text_to_save) {
-    const std::string point = boot_mount_point();
+    const std::string point = mount_point_of(master_file());
     Failure failure = make_writable(point);
     if (!failure.empty())
         return {false, failure};
@@ -143,10 +144,6 @@ void tell(const Failure& failure) {
 }
 
 } // namespace
-
-std::string boot_mount_point() {
-    return mount_point_of(master_file());
-}
 
 bool write_settings_to_boot(const TextToSave& text_to_save) {
     const Saved saved = save(text_to_save);

@@ -115,19 +115,13 @@ void add_saving_job(const char* kind, std::function<void()> body) {
 
 // Returns false at the time limit.
 bool await(int time_limit_ms, const std::function<bool()>& condition) {
-    constexpr int pause_ms = 10;
-    const auto done = [&] {
+    const bool done = wait_for_condition(time_limit_ms, [&] {
         const std::lock_guard lock(saving.mutex);
         return condition();
-    };
-    for (int waited = 0; !done(); waited += pause_ms) {
-        if (waited >= time_limit_ms) {
-            log_warning("a save is still under way after %d ms", time_limit_ms);
-            return false;
-        }
-        sleep_us(std::int64_t{pause_ms} * 1000);
-    }
-    return true;
+    });
+    if (!done)
+        log_warning("a save is still under way after %d ms", time_limit_ms);
+    return done;
 }
 
 } // namespace

@@ -40,8 +40,10 @@ bool is_own_address(in_addr address) {
 
 } // namespace
 
-bool is_own_input(const sockaddr_in& receiver) {
-    return std::ranges::find(own_ports, ntohs(receiver.sin_port)) != own_ports.end() &&
+bool is_own_input(const sockaddr_in& receiver, int ports) {
+    const int first = ntohs(receiver.sin_port);
+    return std::ranges::any_of(own_ports,
+                               [=](int own) { return own >= first && own < first + ports; }) &&
            is_own_address(receiver.sin_addr);
 }
 

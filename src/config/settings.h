@@ -25,7 +25,8 @@ std::vector<ParameterPart> settings_of_parameter(std::string_view name);
 
 // Of the setting udp_clients; audio goes to the port above a client's own.
 inline constexpr std::size_t udp_client_limit = 10;
-inline constexpr std::uint16_t highest_udp_client_port = 65534;
+inline constexpr int udp_client_ports = 2;
+inline constexpr std::uint16_t highest_udp_client_port = 0x10000 - udp_client_ports;
 
 // Converts value and stores it in the setting's field of record. Not for the live record while
 // other threads run.

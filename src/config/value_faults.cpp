@@ -79,16 +79,6 @@ std::string number_fault(const Setting& setting, const std::string& value) {
                : value + " is none of " + words;
 }
 
-// Of the ports from the receiver's own up.
-bool comes_back(sockaddr_in receiver, int ports) {
-    for (; ports > 0; --ports) {
-        if (is_own_input(receiver))
-            return true;
-        receiver.sin_port = htons(static_cast<std::uint16_t>(ntohs(receiver.sin_port) + 1));
-    }
-    return false;
-}
-
 // Returns how many of them are usable. Each gets datagrams at so many ports.
 std::size_t tell_receivers(std::string_view list, int ports, const Tell& tell) {
     const auto highest_port = static_cast<std::uint16_t>(0x10000 - ports);
@@ -96,7 +86,7 @@ std::size_t tell_receivers(std::string_view list, int ports, const Tell& tell) {
     while (!list.empty()) {
         const std::string_view item = take_item(list, ',');
         const auto receiver = parse_endpoint(item, highest_port);
-        if (receiver && !comes_back(*receiver, ports))
+        if (receiver && !is_own_input(*receiver, ports))
             ++usable;
         else
             tell(quoted(item) +
@@ -106,7 +96,7 @@ std::size_t tell_receivers(std::string_view list, int ports, const Tell& tell) {
 }
 
 void tell_udp_clients(std::string_view list, const Tell& tell) {
-    if (tell_receivers(list, 2, tell) > udp_client_limit)
+    if (tell_receivers(list, udp_client_ports, tell) > udp_client_limit)
         tell("only the first " + std::to_string(udp_client_limit) + " receivers count");
 }
 

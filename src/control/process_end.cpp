@@ -7,6 +7,7 @@
 #include "core/service_manager.h"
 #include "core/threads.h"
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <unistd.h>
@@ -16,23 +17,17 @@ namespace fieldrelaybox {
 namespace {
 
 constexpr int lanes_patience_ms = 500;
-constexpr int arrival_time_ms = 20; // of a datagram that waits at a socket
-constexpr int pause_ms = 10;
-
-void sleep_ms(int milliseconds) {
-    sleep_us(std::int64_t{milliseconds} * 1000);
-}
+constexpr std::int64_t arrival_time_us = 20'000; // of a datagram that waits at a socket
 
 // What came before is to be saved, too, although it may still wait for its turn. Returns how much
-// of the time limit was needed.
+// of the time limit is left.
 int await_commands(int time_limit_ms) {
     static std::atomic<bool> performed{false};
-    sleep_ms(arrival_time_ms);
+    const std::int64_t begun_ms = timer_clock();
+    sleep_us(arrival_time_us);
     queue_command([] { performed = true; });
-    int waited = arrival_time_ms;
-    for (; !performed && waited < time_limit_ms; waited += pause_ms)
-        sleep_ms(pause_ms);
-    return waited;
+    wait_for_condition(time_limit_ms, [] { return performed.load(); });
+    return static_cast<int>(std::max<std::int64_t>(0, begun_ms + time_limit_ms - timer_clock()));
 }
 
 // Other threads keep running to the last instruction, so no destructor may run under them, and
@@ -67,8 +62,8 @@ void start_waiting_for_signals() {
         pthread_sigmask(SIG_UNBLOCK, &signals, nullptr); // a second one ends it at once
         log_line("ending: signal %d", number);
         announce_stopping();
-        const int waited = await_commands(save_patience_ms);
-        end_when_saved(0, last_save_request(), save_patience_ms - waited);
+        const int left_ms = await_commands(save_patience_ms);
+        end_when_saved(0, last_save_request(), left_ms);
     });
 }
 

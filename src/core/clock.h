@@ -51,6 +51,17 @@ LocalDateTime local_date_time();
 // Sleeps; interrupted sleeps are taken up again.
 void sleep_us(std::int64_t microseconds);
 
+// Looks every 10 ms whether condition holds. Returns false when it does not after time_limit_ms.
+template<class Condition> bool wait_for_condition(int time_limit_ms, Condition&& condition) {
+    constexpr int pause_ms = 10;
+    for (int waited = 0; !condition(); waited += pause_ms) {
+        if (waited >= time_limit_ms)
+            return false;
+        sleep_us(std::int64_t{pause_ms} * 1000);
+    }
+    return true;
+}
+
 // Waits on the monotonic clock without giving up the processor. For pauses of a few microseconds
 // on the media path, where a sleep costs four times the pause in timer slack and wake-up.
 void spin_us(std::int64_t microseconds);

@@ -88,16 +88,12 @@ void resume_lanes() {
 }
 
 bool await_lanes(int time_limit_ms) {
-    constexpr int pause_ms = 10;
-    const auto idle = [] {
+    return wait_for_condition(time_limit_ms, [] {
         const std::lock_guard lock(lanes_mutex);
         return std::ranges::none_of(lanes, [](const auto& entry) {
             return entry.second.has_thread && &entry.second != lane_of_this_thread;
         });
-    };
-    for (int waited = 0; waited < time_limit_ms && !idle(); waited += pause_ms)
-        sleep_us(std::int64_t{pause_ms} * 1000);
-    return idle();
+    });
 }
 
 } // namespace fieldrelaybox

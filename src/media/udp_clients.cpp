@@ -34,10 +34,6 @@ UdpClients::Entry entry_of(const sockaddr_in& video) {
     return entry;
 }
 
-bool comes_back(const UdpClients::Entry& entry) {
-    return is_own_input(entry.video) || is_own_input(entry.audio);
-}
-
 void add_candidate(std::string_view item) {
     if (const auto video = parse_endpoint(item, highest_udp_client_port))
         candidates.push_back({.entry = entry_of(*video)});
@@ -61,7 +57,7 @@ void tell_verdict(const UdpClients::Entry& entry, Verdict before, Verdict now) {
 }
 
 Verdict judge(const UdpClients::Entry& entry, const UdpClients& clients) {
-    if (comes_back(entry))
+    if (is_own_input(entry.video, udp_client_ports))
         return Verdict::own_input;
     return clients.count < clients.entries.size() ? Verdict::taken : Verdict::too_many;
 }
