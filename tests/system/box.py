@@ -322,9 +322,14 @@ class Box:
         return int(pages) * os.sysconf("SC_PAGE_SIZE") // 1024
 
 
+def waiting_bytes() -> dict[int, int]:
+    """What the kernel holds for each UDP port that somebody has."""
+    rows = [row.split() for row in Path("/proc/net/udp").read_text().splitlines()[1:]]
+    return {int(row[1].split(":")[1], 16): int(row[4].split(":")[1], 16) for row in rows}
+
+
 def bound_ports() -> set[int]:
-    rows = Path("/proc/net/udp").read_text().splitlines()[1:]
-    return {int(row.split()[1].split(":")[1], 16) for row in rows}
+    return set(waiting_bytes())
 
 
 class Receiver:

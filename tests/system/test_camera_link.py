@@ -5,7 +5,7 @@ import struct
 import time
 
 from box import (IP_FORWARD, BoxTestCase, Camera, app_protocol, command, counter_22_frame, load_json,
-                 send, wait_until)
+                 send, wait_until, waiting_bytes)
 
 RECORDS = load_json("app_records.json")
 
@@ -69,6 +69,7 @@ class Link(BoxTestCase):
             wait_until(lambda: self.box.status["camera_disabled"] == flag, word)
             for number in range(50 * flag):
                 camera.push(counter_22_frame(number))
+            wait_until(lambda: not waiting_bytes()[5001], "they are passed over", 1)
 
     def test_the_first_datagram_after_a_loss_connects(self) -> None:
         camera = self.camera(quiet=True)
