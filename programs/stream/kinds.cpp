@@ -8,14 +8,17 @@ namespace stream {
 namespace {
 
 constexpr std::array<Kind, 8> all_kinds{{
-    {"rtmp", "the picture and the sound to a streaming server (rtmp_url)", plan_rtmp},
-    {"mpegts", "MPEG-TS over UDP to mpegts_clients", plan_mpegts},
-    {"tcp", "MPEG-TS to any number of players at tcp_port", plan_tcp},
-    {"rtsp", "rtsp://BOX:8554/video", plan_rtsp},
-    {"transcode", "the picture at another size and bit rate, for all others", plan_transcode},
-    {"player", "the picture on the box's own screen", plan_player},
-    {"sound", "the sound card's sound for all others", plan_sound},
-    {"source", "a picture from elsewhere in place of the camera's", plan_source},
+    {"rtmp", "the picture and the sound to a streaming server (rtmp_url)", "rtmp_enabled=0", true,
+     plan_rtmp},
+    {"mpegts", "MPEG-TS over UDP to mpegts_clients", "mpegts_enabled=0", true, plan_mpegts},
+    {"tcp", "MPEG-TS to any number of players at tcp_port", "tcp_enabled=0", true, plan_tcp},
+    {"rtsp", "rtsp://BOX:8554/video", "rtsp_enabled=0", true, plan_rtsp},
+    {"transcode", "the picture at another size and bit rate, for all others",
+     "video_transcode_enabled=0", true, plan_transcode},
+    {"player", "the picture on the box's own screen", "not asked for", true, plan_player},
+    {"sound", "the sound card's sound for all others", "audio_enabled=0", true, plan_sound},
+    {"source", "a picture from elsewhere in place of the camera's", "no source is named", false,
+     plan_source},
 }};
 
 } // namespace

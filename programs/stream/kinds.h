@@ -37,7 +37,9 @@ struct Surroundings {
 
 struct Kind {
     std::string_view name;
-    std::string_view help; // for `stream --list`
+    std::string_view help;       // for `stream --list`
+    std::string_view off_reason; // why it is off when its plan names no fault
+    bool needs_settings;         // else it is planned without a settings file, too
     Plan (*plan)(const ConfigRecord& settings, const Surroundings& surroundings);
 };
 

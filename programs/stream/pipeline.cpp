@@ -34,4 +34,16 @@ Words joined(std::initializer_list<Words> parts) {
     return all;
 }
 
+std::string shell_word(std::string_view word) {
+    constexpr std::string_view plain =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
+        "_-+=:,./@%";
+    if (!word.empty() && word.find_first_not_of(plain) == std::string_view::npos)
+        return std::string(word);
+    std::string quoted = "'";
+    for (const char character : word)
+        quoted += character == '\'' ? std::string("'\\''") : std::string(1, character);
+    return quoted + '\'';
+}
+
 } // namespace stream

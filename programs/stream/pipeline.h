@@ -18,4 +18,7 @@ std::string property(std::string_view name, std::string_view value);
 // One behind the other.
 Words joined(std::initializer_list<Words> parts);
 
+// word as a shell takes it back, whatever it holds.
+std::string shell_word(std::string_view word);
+
 } // namespace stream

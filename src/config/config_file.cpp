@@ -130,6 +130,12 @@ int take_key(void* user, const char* section, const char* key, const char* value
     return 1;
 }
 
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+void parse(Reading& reading) {
+    ini_parse_stream(next_piece, &reading, take_key, &reading);
+}
+
 std::string reason(int error) {
     return std::string(": ") + std::strerror(error);
 }
@@ -137,14 +143,13 @@ std::string reason(int error) {
 } // namespace
 
 bool load_config_file(const std::string& path, ConfigRecord& record, const Tell& tell) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"),
-                                                               std::fclose);
+    const File file(std::fopen(path.c_str(), "re"), std::fclose);
     if (file == nullptr) {
         tell("cannot open " + path + reason(errno) + "; starting without settings");
         return false;
     }
     Reading reading{.file = file.get(), .record = &record, .tell = &tell};
-    ini_parse_stream(next_piece, &reading, take_key, &reading);
+    parse(reading);
     const bool any = reading.line_number > 0;
     if (reading.error != 0)
         tell("cannot read " + path + reason(reading.error) +
@@ -157,6 +162,15 @@ bool load_config_file(const std::string& path, ConfigRecord& record, const Tell&
 bool load_config_file(const std::string& path, ConfigRecord& record) {
     return load_config_file(path, record,
                             [](const std::string& line) { log_warning("%s", line.c_str()); });
+}
+
+void load_config_text(const std::string& text, ConfigRecord& record) {
+    std::string bytes = text; // the stream wants them writable
+    const File file(fmemopen(bytes.data(), bytes.size(), "r"), std::fclose);
+    const Tell tell_nobody = [](const std::string&) {};
+    Reading reading{.file = file.get(), .record = &record, .tell = &tell_nobody};
+    if (file != nullptr)
+        parse(reading);
 }
 
 std::string format_config_file(const ConfigRecord& record) {

@@ -17,6 +17,9 @@ bool load_config_file(const std::string& path, ConfigRecord& record, const Tell&
 // The same; what is to be told is logged.
 bool load_config_file(const std::string& path, ConfigRecord& record);
 
+// The same for the text of a file, without telling anything.
+void load_config_text(const std::string& text, ConfigRecord& record);
+
 // The whole file for record, as it is written to the boot partition.
 std::string format_config_file(const ConfigRecord& record);
 

@@ -1,0 +1,284 @@
+#include "stream/launcher.h"
+
+#include "config/config_start.h"
+#include "core/clock.h"
+#include "core/exit_status.h"
+#include "core/log.h"
+#include "stream/child.h"
+#include "stream/complaints.h"
+#include "stream/settings_watch.h"
+#include "stream/supervision.h"
+#include "stream/surroundings.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+#include <vector>
+
+namespace stream {
+
+namespace {
+
+constexpr std::int64_t look_ms = 1000;     // at files that cannot be watched
+constexpr std::int64_t replan_ms = 5000;   // when something was missing
+constexpr std::int64_t repeat_ms = 60'000; // until the same cause is told again
+
+// What was told last, so that the same is not told again and again.
+struct Told {
+    std::string cause;
+    std::int64_t told_ms = 0;
+    unsigned untold = 0; // times that it happened since
+};
+
+struct Launcher {
+    const Kind* kind;
+    Surroundings surroundings;
+    sigset_t caller_mask{};
+    int signals = -1;
+    FileWatch watch{};
+    std::optional<ConfigRecord> settings{};
+    bool told_missing = false;
+    Plan plan{};
+    std::int64_t planned_ms = 0;
+    std::int64_t looked_ms = 0;
+    Supervision supervision{};
+    Child child{};
+    std::optional<Command> command{}; // that the child runs, or ran last
+    bool was_off = true;              // since the last start
+    std::string ended{};              // how the last one ended, where no fault was told
+    Complaint complaint{};
+    Told told{};
+};
+
+std::string without_secrets(const Launcher& launcher, const std::string& text) {
+    const std::string masked_addresses = masked(text, secrets_of({text}));
+    return launcher.command ? masked(masked_addresses, secrets_of(launcher.command->arguments))
+                            : masked_addresses;
+}
+
+void tell(const Launcher& launcher, const std::string& words) {
+    fieldrelaybox::log_line("%s: %s", launcher.kind->name.data(), words.c_str());
+}
+
+void warn(const Launcher& launcher, const std::string& words) {
+    fieldrelaybox::log_warning("%s: %s", launcher.kind->name.data(), words.c_str());
+}
+
+// A cause that can come again and again, with what follows from it.
+void tell_cause(Launcher& launcher, std::int64_t now, const std::string& cause,
+                const std::string& consequence) {
+    Told& told = launcher.told;
+    if (told.cause == cause && !fieldrelaybox::has_passed(now, told.told_ms, repeat_ms)) {
+        ++told.untold;
+        return;
+    }
+    const bool again = told.cause == cause && told.untold > 0;
+    warn(launcher,
+         cause + "; " + consequence +
+             (again ? " (" + std::to_string(told.untold) + " times more meanwhile)" : ""));
+    told = {.cause = cause, .told_ms = now, .untold = 0};
+}
+
+void make_plan(Launcher& launcher, std::int64_t now) {
+    launcher.planned_ms = now;
+    if (!launcher.settings && launcher.kind->needs_settings)
+        return;
+    const ConfigRecord settings = launcher.settings.value_or(default_settings());
+    Plan plan = launcher.kind->plan(settings, launcher.surroundings);
+    if (plan.fault != launcher.plan.fault && !plan.fault.empty())
+        warn(launcher, without_secrets(launcher, plan.fault));
+    Supervision& supervision = launcher.supervision;
+    if (plan.command != launcher.plan.command) {
+        note_other_command(supervision);
+        launcher.told = {};
+    }
+    launcher.plan = std::move(plan);
+    supervision.wanted = launcher.plan.command.has_value();
+    supervision.outdated = supervision.running && launcher.command != launcher.plan.command;
+    launcher.was_off = launcher.was_off || !supervision.wanted;
+}
+
+void read_files(Launcher& launcher, std::int64_t now) {
+    launcher.looked_ms = now;
+    std::optional<ConfigRecord> settings = read_settings(fieldrelaybox::config_file_name);
+    if (settings)
+        launcher.settings = *settings;
+    else if (!launcher.settings && launcher.kind->needs_settings && !launcher.told_missing) {
+        launcher.told_missing = true;
+        tell(launcher, std::string("waits for settings in ") + fieldrelaybox::config_file_name);
+    }
+    make_plan(launcher, now);
+}
+
+void follow_files(Launcher& launcher, std::int64_t now) {
+    const FileEvent event = take_events(launcher.watch);
+    if (event != FileEvent::none)
+        note_change(launcher.supervision, now);
+    const bool look =
+        !launcher.watch.complete && fieldrelaybox::has_passed(now, launcher.looked_ms, look_ms);
+    if (event == FileEvent::written || look)
+        read_files(launcher, now);
+    else if (!launcher.plan.fault.empty() &&
+             fieldrelaybox::has_passed(now, launcher.planned_ms, replan_ms))
+        make_plan(launcher, now);
+}
+
+void follow_signals(Launcher& launcher) {
+    signalfd_siginfo signal_information{};
+    while (read(launcher.signals, &signal_information, sizeof signal_information) > 0) {
+        if (signal_information.ssi_signo != SIGCHLD)
+            launcher.supervision.stopping = true;
+    }
+}
+
+void follow_errors(Launcher& launcher, std::int64_t now) {
+    read_errors(launcher.child, [&](std::string_view line) { hear(launcher.complaint, line); });
+    if (launcher.complaint.failed && !launcher.supervision.complained_ms)
+        launcher.supervision.complained_ms = now;
+}
+
+void tell_wished_end(const Launcher& launcher) {
+    if (launcher.supervision.stopping)
+        tell(launcher, "ended");
+    else if (!launcher.supervision.wanted)
+        tell(launcher,
+             "ended: " + (launcher.plan.fault.empty()
+                              ? "switched off (" + std::string(launcher.kind->off_reason) + ")"
+                              : without_secrets(launcher, launcher.plan.fault)));
+}
+
+// One that is started again soon is told of when it is: it may be other settings that ended it.
+void tell_end(Launcher& launcher, std::int64_t now, std::int64_t pause_ms, const ChildEnd& end) {
+    const std::string said = end.ending == Ending::fault ? cause_of(launcher.complaint) : "";
+    const std::string cause = said.empty() ? end.words : without_secrets(launcher, said);
+    constexpr std::int64_t second = 1000;
+    launcher.ended.clear();
+    if (pause_ms < second)
+        launcher.ended = cause;
+    else
+        tell_cause(launcher, now, cause,
+                   "trying again in " + std::to_string(pause_ms / second) + " s");
+}
+
+void follow_child(Launcher& launcher, std::int64_t now) {
+    follow_errors(launcher, now);
+    ChildEnd end{};
+    if (!take_end(launcher.child, launcher.complaint.failed, end))
+        return;
+    follow_errors(launcher, now); // what it said before it ended
+    const Supervision& supervision = launcher.supervision;
+    if (supervision.asked_ms)
+        end.ending = supervision.hung ? Ending::fault : Ending::asked;
+    else if (end.ending == Ending::outside && launcher.complaint.failed)
+        end.ending = Ending::fault;
+    forget_child(launcher.child);
+    const std::int64_t pause_ms = note_end(launcher.supervision, now, end.ending);
+    if (end.ending == Ending::asked)
+        tell_wished_end(launcher);
+    else
+        tell_end(launcher, now, pause_ms, end);
+}
+
+void tell_start(Launcher& launcher, std::int64_t now, bool other_command) {
+    if (launcher.was_off)
+        tell(launcher, "started");
+    else if (other_command)
+        tell(launcher, "started anew: its settings changed");
+    else if (!launcher.ended.empty())
+        tell_cause(launcher, now, launcher.ended, "started again");
+}
+
+void start(Launcher& launcher, std::int64_t now) {
+    make_plan(launcher, now); // what it is made for can have come or gone meanwhile
+    if (!launcher.plan.command)
+        return;
+    const bool other_command = launcher.command != launcher.plan.command;
+    launcher.command = launcher.plan.command;
+    launcher.complaint = {};
+    note_start(launcher.supervision, now);
+    if (!start_child(launcher.child, *launcher.command, launcher.caller_mask)) {
+        note_end(launcher.supervision, now, Ending::fault);
+        return;
+    }
+    tell_start(launcher, now, other_command);
+    launcher.was_off = false;
+    launcher.ended.clear();
+}
+
+// Until when there is nothing to do; nothing when the launcher is to end.
+std::optional<Decision> act(Launcher& launcher, std::int64_t now) {
+    while (true) {
+        const Decision decision = decide(launcher.supervision, now);
+        if (decision.action == Action::wait)
+            return decision;
+        if (decision.action == Action::leave)
+            return std::nullopt;
+        if (decision.action == Action::start)
+            start(launcher, now);
+        else
+            signal_child(launcher.child, decision.action == Action::ask ? SIGTERM : SIGKILL);
+        if (decision.action == Action::ask)
+            note_request(launcher.supervision, now);
+        launcher.supervision.killed |= decision.action == Action::kill;
+    }
+}
+
+void wait_for_events(const Launcher& launcher, std::optional<std::int64_t> until,
+                     std::int64_t now) {
+    if (!launcher.watch.complete)
+        until = std::min(until.value_or(now + look_ms), now + look_ms);
+    if (!launcher.plan.fault.empty())
+        until = std::min(until.value_or(now + replan_ms), now + replan_ms);
+    std::array<pollfd, 3> waiting{
+        {{.fd = launcher.watch.descriptor, .events = POLLIN, .revents = 0},
+         {.fd = launcher.signals, .events = POLLIN, .revents = 0},
+         {.fd = launcher.child.errors, .events = POLLIN, .revents = 0}}};
+    const std::int64_t left = until ? std::max<std::int64_t>(*until - now, 0) : -1;
+    poll(waiting.data(), waiting.size(), static_cast<int>(left));
+}
+
+// All that the loop follows.
+bool open_signals(Launcher& launcher) {
+    signal(SIGPIPE, SIG_IGN);
+    sigset_t followed;
+    sigemptyset(&followed);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGCHLD})
+        sigaddset(&followed, number);
+    sigprocmask(SIG_BLOCK, &followed, &launcher.caller_mask);
+    launcher.signals = signalfd(-1, &followed, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (launcher.signals < 0)
+        fieldrelaybox::log_error("%s: no signals to be had: %s", launcher.kind->name.data(),
+                                 std::strerror(errno));
+    return launcher.signals >= 0;
+}
+
+} // namespace
+
+int run_launcher(const Kind& kind, Surroundings surroundings) {
+    fieldrelaybox::open_log();
+    Launcher launcher{.kind = &kind, .surroundings = std::move(surroundings)};
+    if (!open_signals(launcher))
+        return fieldrelaybox::exit_unable;
+    std::vector<std::string> files{fieldrelaybox::config_file_name};
+    if (!kind.needs_settings)
+        files.push_back(launcher.surroundings.source_config);
+    start_watching(launcher.watch, std::move(files));
+    read_files(launcher, fieldrelaybox::timer_clock());
+    while (const std::optional<Decision> decision = act(launcher, fieldrelaybox::timer_clock())) {
+        wait_for_events(launcher, decision->until_ms, fieldrelaybox::timer_clock());
+        const std::int64_t now = fieldrelaybox::timer_clock();
+        follow_files(launcher, now);
+        follow_signals(launcher);
+        follow_child(launcher, now);
+        fieldrelaybox::flush_log();
+    }
+    signal_child(launcher.child, SIGKILL);
+    return 0;
+}
+
+} // namespace stream

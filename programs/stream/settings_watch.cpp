@@ -1,0 +1,120 @@
+#include "stream/settings_watch.h"
+
+#include "config/config_file.h"
+#include "config/config_start.h"
+#include "config/whole_files.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+#include <sys/inotify.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace stream {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uint32_t finished = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE;
+constexpr std::uint32_t watched = finished | IN_MODIFY | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+constexpr int most_links = 8; // of links to links
+
+// The file, and each file that it is a link to.
+void add_names(std::vector<WatchedName>& names, const std::string& file) {
+    std::error_code error;
+    fs::path path = fs::absolute(file, error);
+    for (int links = 0; links < most_links && !path.empty(); ++links) {
+        names.push_back({.directory = path.parent_path(), .name = path.filename(), .watch = -1});
+        const fs::path target = fs::read_symlink(path, error);
+        path = target.empty() ? target : path.parent_path() / target;
+    }
+}
+
+// Links may lead elsewhere than before, directories may have come.
+void renew_watches(FileWatch& watch) {
+    std::vector<WatchedName> names;
+    for (const std::string& file : watch.files)
+        add_names(names, file);
+    if (watch.complete && names == watch.names)
+        return;
+    if (watch.descriptor >= 0)
+        close(watch.descriptor);
+    watch.descriptor = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    watch.names = std::move(names);
+    watch.complete = watch.descriptor >= 0;
+    for (WatchedName& name : watch.names) {
+        name.watch = inotify_add_watch(watch.descriptor, name.directory.c_str(), watched);
+        watch.complete = watch.complete && name.watch >= 0;
+    }
+}
+
+FileEvent meaning_of(FileWatch& watch, const inotify_event& event, std::string_view name) {
+    const bool directory_gone = (event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED)) != 0;
+    if (directory_gone)
+        watch.complete = false;
+    if (directory_gone || (event.mask & IN_Q_OVERFLOW) != 0)
+        return FileEvent::written;
+    const bool ours = std::ranges::any_of(watch.names, [&](const WatchedName& each) {
+        return each.watch == event.wd && each.name == name;
+    });
+    if (!ours)
+        return FileEvent::none;
+    return (event.mask & finished) != 0 ? FileEvent::written : FileEvent::touched;
+}
+
+FileEvent meaning_of_all(FileWatch& watch, std::string_view events) {
+    FileEvent all = FileEvent::none;
+    while (events.size() >= sizeof(inotify_event)) {
+        inotify_event event{};
+        std::memcpy(&event, events.data(), sizeof event);
+        events.remove_prefix(sizeof event);
+        std::string_view name = events.substr(0, event.len);
+        events.remove_prefix(name.size());
+        name = name.substr(0, name.find('\0')); // it is padded
+        all = std::max(all, meaning_of(watch, event, name));
+    }
+    return all;
+}
+
+} // namespace
+
+void start_watching(FileWatch& watch, std::vector<std::string> files) {
+    watch.files = std::move(files);
+    renew_watches(watch);
+}
+
+FileEvent take_events(FileWatch& watch) {
+    std::array<char, 4096> buffer{};
+    FileEvent all = FileEvent::none;
+    ssize_t count = 0;
+    while ((count = read(watch.descriptor, buffer.data(), buffer.size())) > 0)
+        all =
+            std::max(all, meaning_of_all(watch, {buffer.data(), static_cast<std::size_t>(count)}));
+    if (all == FileEvent::written || !watch.complete)
+        renew_watches(watch);
+    return all;
+}
+
+std::optional<ConfigRecord> read_settings(const std::string& path) {
+    const std::string text = fieldrelaybox::read_file(path);
+    if (!fieldrelaybox::holds_whole_settings(text))
+        return std::nullopt;
+    ConfigRecord settings{};
+    fieldrelaybox::set_defaults_before_loading(settings);
+    fieldrelaybox::load_config_text(text, settings);
+    fieldrelaybox::set_defaults_after_loading(settings);
+    return settings;
+}
+
+ConfigRecord default_settings() {
+    ConfigRecord settings{};
+    fieldrelaybox::set_defaults_before_loading(settings);
+    return settings;
+}
+
+} // namespace stream

@@ -1,0 +1,50 @@
+// The files of settings as they change: the one in the working directory, which is often a link,
+// and others that a kind reads. Entered by the launcher's loop.
+#pragma once
+
+#include "fieldrelaybox/shared_memory.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace stream {
+
+// A name in a directory.
+struct WatchedName {
+    std::string directory;
+    std::string name;
+    int watch = -1; // of inotify
+
+    bool operator==(const WatchedName& other) const {
+        return directory == other.directory && name == other.name;
+    }
+};
+
+struct FileWatch {
+    std::vector<std::string> files;
+    int descriptor = -1;            // to be polled; -1 when there is none to be had
+    bool complete = false;          // else some change is not told of: look now and then
+    std::vector<WatchedName> names; // the files, and what they are links to
+};
+
+// Begins to watch files, which need not exist.
+void start_watching(FileWatch& watch, std::vector<std::string> files);
+
+enum class FileEvent : std::uint8_t {
+    none,
+    touched, // somebody writes
+    written  // somebody has finished, or put another file in the place
+};
+
+// What has happened since the last call.
+FileEvent take_events(FileWatch& watch);
+
+// The settings in the file at path as the daemon would start with them; nothing while there is no
+// whole file.
+std::optional<ConfigRecord> read_settings(const std::string& path);
+
+// The settings without any file.
+ConfigRecord default_settings();
+
+} // namespace stream
