@@ -40,6 +40,7 @@ struct Kind {
     std::string_view help;       // for `stream --list`
     std::string_view off_reason; // why it is off when its plan names no fault
     bool needs_settings;         // else it is planned without a settings file, too
+    int longest_pause_ms;        // between faults; shorter where a picture is awaited soon
     Plan (*plan)(const ConfigRecord& settings, const Surroundings& surroundings);
 };
 

@@ -6,6 +6,7 @@
 #include "core/log.h"
 #include "stream/child.h"
 #include "stream/complaints.h"
+#include "stream/repeats.h"
 #include "stream/settings_watch.h"
 #include "stream/supervision.h"
 #include "stream/surroundings.h"
@@ -24,16 +25,8 @@ namespace stream {
 
 namespace {
 
-constexpr std::int64_t look_ms = 1000;     // at files that cannot be watched
-constexpr std::int64_t replan_ms = 5000;   // when something was missing
-constexpr std::int64_t repeat_ms = 60'000; // until the same cause is told again
-
-// What was told last, so that the same is not told again and again.
-struct Told {
-    std::string cause;
-    std::int64_t told_ms = 0;
-    unsigned untold = 0; // times that it happened since
-};
+constexpr std::int64_t look_ms = 1000;   // at files that cannot be watched
+constexpr std::int64_t replan_ms = 5000; // when something was missing
 
 struct Launcher {
     const Kind* kind;
@@ -69,19 +62,13 @@ void warn(const Launcher& launcher, const std::string& words) {
     fieldrelaybox::log_warning("%s: %s", launcher.kind->name.data(), words.c_str());
 }
 
-// A cause that can come again and again, with what follows from it.
-void tell_cause(Launcher& launcher, std::int64_t now, const std::string& cause,
-                const std::string& consequence) {
-    Told& told = launcher.told;
-    if (told.cause == cause && !fieldrelaybox::has_passed(now, told.told_ms, repeat_ms)) {
-        ++told.untold;
-        return;
-    }
-    const bool again = told.cause == cause && told.untold > 0;
-    warn(launcher,
-         cause + "; " + consequence +
-             (again ? " (" + std::to_string(told.untold) + " times more meanwhile)" : ""));
-    told = {.cause = cause, .told_ms = now, .untold = 0};
+// A cause that can come again and again, with what follows from it. True when it was told.
+bool warn_of(Launcher& launcher, std::int64_t now, const std::string& cause,
+             const std::string& consequence) {
+    const std::optional<std::string> line = line_for(launcher.told, now, cause, consequence);
+    if (line)
+        warn(launcher, *line);
+    return line.has_value();
 }
 
 void make_plan(Launcher& launcher, std::int64_t now) {
@@ -160,9 +147,9 @@ void tell_end(Launcher& launcher, std::int64_t now, std::int64_t pause_ms, const
     launcher.ended.clear();
     if (pause_ms < second)
         launcher.ended = cause;
-    else
-        tell_cause(launcher, now, cause,
-                   "trying again in " + std::to_string(pause_ms / second) + " s");
+    else if (warn_of(launcher, now, cause,
+                     "trying again in " + std::to_string(pause_ms / second) + " s"))
+        launcher.told.awaits_recovery = true;
 }
 
 void follow_child(Launcher& launcher, std::int64_t now) {
@@ -190,10 +177,12 @@ void tell_start(Launcher& launcher, std::int64_t now, bool other_command) {
     else if (other_command)
         tell(launcher, "started anew: its settings changed");
     else if (!launcher.ended.empty())
-        tell_cause(launcher, now, launcher.ended, "started again");
+        warn_of(launcher, now, launcher.ended, "started again");
 }
 
 void start(Launcher& launcher, std::int64_t now) {
+    if (!read_settings(fieldrelaybox::config_file_name) && wait_for_rest(launcher.supervision, now))
+        return;
     make_plan(launcher, now); // what it is made for can have come or gone meanwhile
     if (!launcher.plan.command)
         return;
@@ -228,12 +217,31 @@ std::optional<Decision> act(Launcher& launcher, std::int64_t now) {
     }
 }
 
+// When the program began to do its work again, as far as that can be told.
+std::optional<std::int64_t> awaited_recovery(const Launcher& launcher) {
+    return launcher.supervision.running
+               ? recovery_ms(launcher.told, launcher.supervision.started_ms)
+               : std::nullopt;
+}
+
+void follow_recovery(Launcher& launcher, std::int64_t now) {
+    if (now < awaited_recovery(launcher).value_or(now + 1))
+        return;
+    launcher.told.awaits_recovery = false;
+    tell(launcher, "runs again");
+}
+
 void wait_for_events(const Launcher& launcher, std::optional<std::int64_t> until,
                      std::int64_t now) {
+    const auto at_the_latest = [&](std::int64_t then) {
+        until = std::min(until.value_or(then), then);
+    };
     if (!launcher.watch.complete)
-        until = std::min(until.value_or(now + look_ms), now + look_ms);
+        at_the_latest(now + look_ms);
     if (!launcher.plan.fault.empty())
-        until = std::min(until.value_or(now + replan_ms), now + replan_ms);
+        at_the_latest(now + replan_ms);
+    if (const std::optional<std::int64_t> recovery = awaited_recovery(launcher))
+        at_the_latest(*recovery);
     std::array<pollfd, 3> waiting{
         {{.fd = launcher.watch.descriptor, .events = POLLIN, .revents = 0},
          {.fd = launcher.signals, .events = POLLIN, .revents = 0},
@@ -262,12 +270,14 @@ bool open_signals(Launcher& launcher) {
 int run_launcher(const Kind& kind, Surroundings surroundings) {
     fieldrelaybox::open_log();
     Launcher launcher{.kind = &kind, .surroundings = std::move(surroundings)};
+    launcher.supervision.longest_pause_ms = kind.longest_pause_ms;
     if (!open_signals(launcher))
         return fieldrelaybox::exit_unable;
     std::vector<std::string> files{fieldrelaybox::config_file_name};
     if (!kind.needs_settings)
         files.push_back(launcher.surroundings.source_config);
     start_watching(launcher.watch, std::move(files));
+    note_change(launcher.supervision, fieldrelaybox::timer_clock()); // somebody may be writing
     read_files(launcher, fieldrelaybox::timer_clock());
     while (const std::optional<Decision> decision = act(launcher, fieldrelaybox::timer_clock())) {
         wait_for_events(launcher, decision->until_ms, fieldrelaybox::timer_clock());
@@ -275,6 +285,7 @@ int run_launcher(const Kind& kind, Surroundings surroundings) {
         follow_files(launcher, now);
         follow_signals(launcher);
         follow_child(launcher, now);
+        follow_recovery(launcher, now);
         fieldrelaybox::flush_log();
     }
     signal_child(launcher.child, SIGKILL);

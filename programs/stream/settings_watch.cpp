@@ -95,9 +95,11 @@ FileEvent take_events(FileWatch& watch) {
     while ((count = read(watch.descriptor, buffer.data(), buffer.size())) > 0)
         all =
             std::max(all, meaning_of_all(watch, {buffer.data(), static_cast<std::size_t>(count)}));
-    if (all == FileEvent::written || !watch.complete)
+    const bool was_complete = watch.complete;
+    if (all == FileEvent::written || !was_complete)
         renew_watches(watch);
-    return all;
+    const bool missed_some = watch.complete && !was_complete;
+    return missed_some ? FileEvent::written : all;
 }
 
 std::optional<ConfigRecord> read_settings(const std::string& path) {

@@ -15,7 +15,7 @@ constexpr std::int64_t longest_unrest_ms = 1000;
 
 constexpr std::int64_t patience_ms = 700;      // of whom is asked to end
 constexpr std::int64_t last_patience_ms = 950; // then the launcher ends without its child
-constexpr std::int64_t complaint_ms = 2000;    // some programs tell of a failure and hang
+constexpr std::int64_t complaint_ms = 300;     // some programs tell of a failure and hang
 constexpr std::int64_t quick_pause_ms = 100;   // so that ports are free again
 constexpr std::int64_t short_run_ms = 1000;    // this often in a row, it is no accident
 constexpr int most_short_runs = 3;
@@ -62,7 +62,7 @@ std::int64_t fault_pause(Supervision& supervision, std::int64_t run_ms) {
     const auto place = static_cast<std::size_t>(supervision.faults);
     supervision.faults =
         std::min(supervision.faults + 1, static_cast<int>(fault_pauses_ms.size()) - 1);
-    return fault_pauses_ms.at(place);
+    return std::min(fault_pauses_ms.at(place), supervision.longest_pause_ms);
 }
 
 // A run that a change of the settings cut short is none of its own.
@@ -99,6 +99,13 @@ void note_change(Supervision& supervision, std::int64_t now) {
     if (!supervision.first_change_ms || now >= settled_ms(supervision))
         supervision.first_change_ms = now;
     supervision.last_change_ms = now;
+}
+
+bool wait_for_rest(Supervision& supervision, std::int64_t now) {
+    if (!supervision.first_change_ms || now - *supervision.first_change_ms >= longest_unrest_ms)
+        return false;
+    supervision.last_change_ms = now;
+    return true;
 }
 
 void note_other_command(Supervision& supervision) {

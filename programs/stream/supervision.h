@@ -10,19 +10,20 @@ namespace stream {
 
 // What is known of the settings and of the child.
 struct Supervision {
-    bool wanted = false;   // the settings ask for a program
-    bool stopping = false; // the launcher is to end
+    bool wanted = false;                  // the settings ask for a program
+    bool stopping = false;                // the launcher is to end
+    std::int64_t longest_pause_ms = 5000; // after faults
 
     // The settings' last changes; what follows one soon belongs to it.
-    std::optional<std::int64_t> first_change_ms;
+    std::optional<std::int64_t> first_change_ms{};
     std::int64_t last_change_ms = 0;
 
     bool running = false;
     bool outdated = false; // the child runs something else than what is wanted
     std::int64_t started_ms = 0;
-    std::optional<std::int64_t> complained_ms; // when it said that it failed
-    std::optional<std::int64_t> asked_ms;      // when it was asked to end
-    bool hung = false;                         // because it failed and did not end
+    std::optional<std::int64_t> complained_ms{}; // when it said that it failed
+    std::optional<std::int64_t> asked_ms{};      // when it was asked to end
+    bool hung = false;                           // because it failed and did not end
     bool killed = false;
 
     std::int64_t earliest_start_ms = 0;
@@ -48,6 +49,9 @@ Decision decide(const Supervision& supervision, std::int64_t now);
 
 // The file of settings was touched: nothing is started before it was quiet for a while.
 void note_change(Supervision& supervision, std::int64_t now);
+
+// The file of settings is not whole although it is quiet: true when that is worth waiting for.
+bool wait_for_rest(Supervision& supervision, std::int64_t now);
 
 // Something else is wanted than before; what went wrong with that no longer counts.
 void note_other_command(Supervision& supervision);
