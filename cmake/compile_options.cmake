@@ -18,8 +18,9 @@ if(FIELDRELAYBOX_SANITIZE)
     target_link_options(project_options INTERFACE -fsanitize=${FIELDRELAYBOX_SANITIZE})
 elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     target_compile_definitions(project_options INTERFACE _FORTIFY_SOURCE=2)
+    set(is_module "$<STREQUAL:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY>")
     # Where it was built does not show in a release.
-    target_compile_options(project_options INTERFACE -fstack-protector-strong -fPIE
-        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
-    target_link_options(project_options INTERFACE -pie -Wl,-z,relro,-z,now)
+    target_compile_options(project_options INTERFACE -fstack-protector-strong
+        $<$<NOT:${is_module}>:-fPIE> "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
+    target_link_options(project_options INTERFACE $<$<NOT:${is_module}>:-pie> -Wl,-z,relro,-z,now)
 endif()
