@@ -1,5 +1,7 @@
 // The GStreamer elements that pipelines of ours need and GStreamer does not have.
 #include "gstreamer/datagrams.h"
+#include "gstreamer/keyframes.h"
+#include "gstreamer/tracks.h"
 
 #include <algorithm>
 #include <array>
@@ -13,6 +15,8 @@ struct Element {
 
 constexpr std::array elements{
     Element{"datagrams", gstreamer::datagrams_type},
+    Element{"keyframes", gstreamer::keyframes_type},
+    Element{"tracks", gstreamer::tracks_type},
 };
 
 gboolean add_elements(GstPlugin* plugin) {

@@ -33,6 +33,7 @@ struct Surroundings {
     std::string folder;                                // where the launcher and its siblings lie
     std::string source_config;                         // the file that names the source
     std::function<bool(std::string_view)> has_element; // whether GStreamer has that element here
+    std::string sound_cards = "/proc/asound/cards";    // the kernel's list
 };
 
 struct Kind {

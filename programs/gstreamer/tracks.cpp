@@ -1,0 +1,145 @@
+#include "gstreamer/tracks.h"
+
+#include <array>
+#include <string>
+
+namespace gstreamer {
+
+namespace {
+
+struct Format {
+    const char* name; // of the property with its branch
+    const char* caps;
+    bool is_sound;
+};
+
+constexpr std::array formats{
+    Format{"h264", "video/x-h264", false},
+    Format{"video", "video/x-raw(ANY)", false},
+    Format{"aac", "audio/mpeg,mpegversion=4,stream-format={raw,adts}", true},
+    Format{"audio", "audio/x-raw(ANY)", true},
+};
+
+struct Tracks {
+    GstBin bin; // first, as GStreamer casts between them
+    GstElement* opener;
+    std::array<char*, formats.size()> branches;
+    std::array<bool, 2> have; // a picture, a sound
+};
+
+struct TracksClass {
+    GstBinClass parent_class;
+};
+
+G_DEFINE_TYPE(Tracks, tracks, GST_TYPE_BIN)
+
+enum TracksProperty : guint { property_uri = 1, property_first_branch };
+
+const char* branch_for(const GstCaps* caps, const Tracks* self, bool& is_sound) {
+    for (std::size_t i = 0; i < formats.size(); ++i) {
+        GstCaps* const wanted = gst_caps_from_string(formats[i].caps);
+        const bool fits = gst_caps_can_intersect(caps, wanted) != FALSE;
+        gst_caps_unref(wanted);
+        is_sound = formats[i].is_sound;
+        if (fits)
+            return self->branches[i];
+    }
+    return nullptr;
+}
+
+void add_branch(Tracks* self, GstPad* track, const char* description) {
+    GError* error = nullptr;
+    GstElement* const branch = gst_parse_bin_from_description(description, TRUE, &error);
+    if (error != nullptr) {
+        GST_ELEMENT_ERROR(self, CORE, FAILED, ("%s", error->message), (nullptr));
+        g_error_free(error);
+    }
+    if (branch == nullptr)
+        return;
+    gst_bin_add(&self->bin, branch);
+    GstPad* const input = gst_element_get_static_pad(branch, "sink");
+    if (input == nullptr || GST_PAD_LINK_FAILED(gst_pad_link(track, input)))
+        GST_ELEMENT_ERROR(self, CORE, PAD, ("no branch fits the track"), (nullptr));
+    if (input != nullptr)
+        gst_object_unref(input);
+    gst_element_sync_state_with_parent(branch);
+}
+
+// The opener calls this from one of its threads after the other, never from two at once.
+void take_track(GstElement* /*opener*/, GstPad* track, Tracks* self) {
+    GstCaps* caps = gst_pad_get_current_caps(track);
+    if (caps == nullptr)
+        caps = gst_pad_query_caps(track, nullptr);
+    bool is_sound = false;
+    const char* const description = branch_for(caps, self, is_sound);
+    gst_caps_unref(caps);
+    if (description == nullptr || *description == '\0' || self->have[is_sound])
+        return;
+    self->have[is_sound] = true;
+    add_branch(self, track, description);
+}
+
+void set_if_there(GstElement* element, const char* name, guint value) {
+    if (g_object_class_find_property(G_OBJECT_GET_CLASS(element), name) != nullptr)
+        g_object_set(element, name, value, nullptr);
+}
+
+// Of RTSP, two seconds would be held back; of datagrams, a burst would not fit.
+void prepare_source(GstElement* /*opener*/, GstElement* source, gpointer /*user*/) {
+    set_if_there(source, "latency", 100);           // milliseconds
+    set_if_there(source, "buffer-size", 2'000'000); // bytes
+}
+
+void set_tracks_property(GObject* object, guint number, const GValue* value, GParamSpec* /*what*/) {
+    auto* const self = reinterpret_cast<Tracks*>(object);
+    if (number == property_uri) {
+        g_object_set_property(G_OBJECT(self->opener), "uri", value);
+        return;
+    }
+    char*& branch = self->branches.at(number - property_first_branch);
+    g_free(branch);
+    branch = g_value_dup_string(value);
+}
+
+void forget(GObject* object) {
+    for (char* branch : reinterpret_cast<Tracks*>(object)->branches)
+        g_free(branch);
+    G_OBJECT_CLASS(tracks_parent_class)->finalize(object);
+}
+
+void tracks_class_init(TracksClass* made) {
+    auto* const objects = reinterpret_cast<GObjectClass*>(made);
+    constexpr auto flags = static_cast<GParamFlags>(G_PARAM_WRITABLE | G_PARAM_STATIC_STRINGS);
+    objects->set_property = set_tracks_property;
+    objects->finalize = forget;
+    g_object_class_install_property(objects, property_uri,
+                                    g_param_spec_string("uri", "URI", "What is opened", "", flags));
+    for (guint i = 0; i < formats.size(); ++i)
+        g_object_class_install_property(objects, property_first_branch + i,
+                                        g_param_spec_string(formats.at(i).name, formats.at(i).name,
+                                                            "Where such a track goes", "", flags));
+    gst_element_class_set_static_metadata(
+        reinterpret_cast<GstElementClass*>(made), "Sends tracks through branches", "Bin/Source",
+        "Opens a URL, a branch for its picture, one for its sound", "Fieldrelaybox");
+}
+
+void tracks_init(Tracks* self) {
+    self->opener = gst_element_factory_make("uridecodebin", nullptr);
+    std::string all;
+    for (const Format& format : formats)
+        all += (all.empty() ? "" : ";") + std::string(format.caps);
+    GstCaps* const caps = gst_caps_from_string(all.c_str());
+    g_object_set(self->opener, "caps", caps, "expose-all-streams", FALSE, nullptr);
+    gst_caps_unref(caps);
+    g_signal_connect(self->opener, "pad-added", G_CALLBACK(take_track), self);
+    g_signal_connect(self->opener, "source-setup", G_CALLBACK(prepare_source), nullptr);
+    gst_bin_add(&self->bin, self->opener);
+}
+
+} // namespace
+
+GType tracks_type() {
+    return tracks_get_type();
+}
+
+} // namespace gstreamer
