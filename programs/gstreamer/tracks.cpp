@@ -25,6 +25,7 @@ struct Tracks {
     GstElement* opener;
     std::array<char*, formats.size()> branches;
     std::array<bool, 2> have; // a picture, a sound
+    gint ended;               // how many of them have ended
 };
 
 struct TracksClass {
@@ -101,6 +102,20 @@ void set_tracks_property(GObject* object, guint number, const GValue* value, GPa
     branch = g_value_dup_string(value);
 }
 
+// The bin's own way to see that all branches have ended is to play, which it can forget: it plays
+// when another thread says that the URL is open, and what it notes then can overtake each other.
+void take_message(GstBin* bin, GstMessage* message) {
+    auto* const self = reinterpret_cast<Tracks*>(bin);
+    if (GST_MESSAGE_TYPE(message) != GST_MESSAGE_EOS) {
+        GST_BIN_CLASS(tracks_parent_class)->handle_message(bin, message);
+        return;
+    }
+    gst_message_unref(message);
+    const int ended = g_atomic_int_add(&self->ended, 1) + 1;
+    if (ended == self->have[0] + self->have[1])
+        gst_element_post_message(GST_ELEMENT_CAST(bin), gst_message_new_eos(GST_OBJECT_CAST(bin)));
+}
+
 void forget(GObject* object) {
     for (char* branch : reinterpret_cast<Tracks*>(object)->branches)
         g_free(branch);
@@ -112,6 +127,7 @@ void tracks_class_init(TracksClass* made) {
     constexpr auto flags = static_cast<GParamFlags>(G_PARAM_WRITABLE | G_PARAM_STATIC_STRINGS);
     objects->set_property = set_tracks_property;
     objects->finalize = forget;
+    made->parent_class.handle_message = take_message;
     g_object_class_install_property(objects, property_uri,
                                     g_param_spec_string("uri", "URI", "What is opened", "", flags));
     for (guint i = 0; i < formats.size(); ++i)
@@ -134,6 +150,8 @@ void tracks_init(Tracks* self) {
     g_signal_connect(self->opener, "pad-added", G_CALLBACK(take_track), self);
     g_signal_connect(self->opener, "source-setup", G_CALLBACK(prepare_source), nullptr);
     gst_bin_add(&self->bin, self->opener);
+    // Whoever runs this need not wait until the URL is open.
+    g_object_set(self, "async-handling", TRUE, nullptr);
 }
 
 } // namespace

@@ -40,9 +40,8 @@ Words h264_decoder(const Surroundings& surroundings) {
 }
 
 Words h264_encoder(int bits_per_second, const Surroundings& surroundings) {
-    return joined({words_of("queue leaky=downstream max-size-buffers=2 !"),
-                   has_own_codecs(surroundings) ? own_encoder(bits_per_second)
-                                                : program_encoder(bits_per_second)});
+    return has_own_codecs(surroundings) ? own_encoder(bits_per_second)
+                                        : program_encoder(bits_per_second);
 }
 
 Words aac_encoder(int bits_per_second) {

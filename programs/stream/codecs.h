@@ -10,8 +10,11 @@ namespace stream {
 Words h264_decoder(const Surroundings& surroundings);
 
 // From any raw picture to H.264 in byte stream, an access unit a buffer: no B frames, a key frame a
-// second with parameter sets before it. Where it is too slow it skips pictures.
+// second with parameter sets before it.
 Words h264_encoder(int bits_per_second, const Surroundings& surroundings);
+
+// Before what may be too slow: passes over old pictures, so that those it takes are new.
+inline constexpr const char* newest_pictures = "queue leaky=downstream max-size-buffers=2 !";
 
 // From any raw sound to AAC in ADTS, a frame a buffer.
 Words aac_encoder(int bits_per_second);

@@ -37,15 +37,16 @@ std::string branch(const char* name, const Words& words) {
 Words opened(const std::string& url, const Surroundings& surroundings, bool paced) {
     const Words picture = picture_sink(paced);
     const Words sound = sound_sink(paced);
-    return {"tracks",
-            property("uri", url),
-            branch("h264", joined({words_of("h264parse config-interval=-1 ! video/x-h264,"
-                                            "stream-format=byte-stream,alignment=au"),
-                                   picture})),
-            branch("video", joined({words_of("deinterlace !"),
-                                    h264_encoder(picture_bits, surroundings), picture})),
-            branch("aac", joined({words_of("aacparse ! audio/mpeg,stream-format=adts"), sound})),
-            branch("audio", joined({aac_encoder(sound_bits), sound}))};
+    return {
+        "tracks",
+        property("uri", url),
+        branch("h264", joined({words_of("h264parse config-interval=-1 ! video/x-h264,"
+                                        "stream-format=byte-stream,alignment=au"),
+                               picture})),
+        branch("video", joined({words_of(paced ? "" : newest_pictures), words_of("deinterlace !"),
+                                h264_encoder(picture_bits, surroundings), picture})),
+        branch("aac", joined({words_of("aacparse ! audio/mpeg,stream-format=adts"), sound})),
+        branch("audio", joined({aac_encoder(sound_bits), sound}))};
 }
 
 Words live(const std::string& url, const Surroundings& surroundings) {

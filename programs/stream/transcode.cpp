@@ -45,7 +45,8 @@ Plan plan_transcode(const ConfigRecord& settings, const Surroundings& surroundin
     return {.command = Command{"gst-launch-1.0",
                                joined({words_of("udpsrc address=127.0.0.1 port=3000 "
                                                 "do-timestamp=true buffer-size=2000000 !"),
-                                       h264_decoder(surroundings), scaler,
+                                       h264_decoder(surroundings), words_of("!"),
+                                       words_of(newest_pictures), scaler,
                                        h264_encoder(settings.video_bitrate, surroundings),
                                        words_of("! datagrams max-size=1400 ! udpsink "
                                                 "host=127.0.0.1 port=3001 sync=false")})},
