@@ -31,7 +31,7 @@ build-tests:
 
 run: build
 	@scripts/install_dependencies.sh run
-	@scripts/install_dependencies.sh video || true
+	@scripts/install_dependencies.sh video streams || true
 	@tools/run_demo.sh build/$(PRESET)/fieldrelaybox
 
 test: build-tests

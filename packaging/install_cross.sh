@@ -1,6 +1,7 @@
 #!/bin/sh
 # install_cross.sh ARCHITECTURE...: makes this Debian machine able to build for armhf or arm64 and to
-# run what it built: compiler, the libraries of that architecture, user-mode emulation.
+# run what it built: compiler, the libraries of that architecture, user-mode emulation. GStreamer is
+# unpacked beside them.
 set -eu
 
 as_root() {
@@ -29,4 +30,5 @@ for architecture in "$@"; do
         as_root dpkg --add-architecture "$architecture"
 done
 # shellcheck disable=SC2086 # the list is meant to be split
-exec "$(dirname "$0")/../scripts/apt_install.sh" $packages
+"$(dirname "$0")/../scripts/apt_install.sh" $packages
+exec "$(dirname "$0")/make_sysroot.sh" build "$@"

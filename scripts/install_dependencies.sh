@@ -1,15 +1,20 @@
 #!/bin/sh
 # install_dependencies.sh GROUP...: installs the Debian packages that the groups need and that are
 # missing.
-# Groups: build, test, run, video, fuzz, lint, package, package-test.
+# Groups: build, test, run, video, streams, fuzz, lint, package, package-test.
 set -eu
+
+# What streams run on: programs, and the plugins with the elements of their pipelines.
+streams="gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+    gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-alsa gstreamer1.0-x glib-networking"
 
 packages_of() {
     case "$1" in
-    build) echo "g++ cmake ninja-build pkg-config python3 libcjson-dev libinih-dev libnl-genl-3-dev libsystemd-dev" ;;
-    test) echo "libgtest-dev python3 util-linux iproute2 nftables ffmpeg" ;;
+    build) echo "g++ cmake ninja-build pkg-config python3 libcjson-dev libinih-dev libnl-genl-3-dev libsystemd-dev libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev libgstrtspserver-1.0-dev" ;;
+    test) echo "libgtest-dev python3 util-linux iproute2 nftables ffmpeg nginx-light libnginx-mod-rtmp $streams" ;;
     run) echo "python3 util-linux iproute2" ;;
     video) echo "ffmpeg" ;;
+    streams) echo "$streams" ;;
     fuzz) echo "clang libclang-rt-dev llvm python3" ;;
     lint) echo "git clang-format clang-tidy cppcheck shellcheck" ;;
     package) echo "build-essential debhelper dh-python dpkg-dev help2man lintian" ;;
@@ -25,5 +30,15 @@ packages=""
 for group in "$@"; do
     packages="$packages $(packages_of "$group")"
 done
+had_nginx=$(command -v /usr/sbin/nginx || true)
 # shellcheck disable=SC2086 # the list is meant to be split
-exec "$(dirname "$0")/apt_install.sh" $packages
+"$(dirname "$0")/apt_install.sh" $packages
+
+# The streaming server of the tests came as a service as well, which nobody asked for.
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+if [ -z "$had_nginx" ] && [ -x /usr/sbin/nginx ]; then
+    as_root service nginx stop || true
+    as_root update-rc.d nginx disable || true
+fi
