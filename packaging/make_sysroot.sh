@@ -52,10 +52,13 @@ fetch_for() {
 
 # Usage: unpack_into DIRECTORY
 unpack_into() {
+    local package
     rm -rf "$1" "$1.new"
     mkdir -p "$1.new/usr/lib"
     ln -s usr/lib "$1.new/lib"
-    find "$work/archives" -name '*.deb' -exec dpkg-deb -x '{}' "$1.new" \;
+    for package in "$work"/archives/*.deb; do
+        dpkg-deb --fsys-tarfile "$package" | tar -x --keep-directory-symlink -C "$1.new"
+    done
     # The files that tell compilers where things are say /usr.
     find "$1.new" -name '*.pc' -exec sed -i "s#=/usr#=$PWD/$1/usr#" '{}' +
     sha256sum "packaging/$(basename "$0")" >"$1.new/made-by"
