@@ -18,6 +18,8 @@ if [ -n "$(git status --porcelain --untracked-files=no)" ]; then
     echo "build_packages.sh: changes that are not committed are not in the packages" >&2
 fi
 
+# What a copy of the tree is to find GStreamer for other architectures in.
+export FIELDRELAYBOX_SYSROOTS=$PWD/build/sysroot
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$output"

@@ -1,9 +1,9 @@
 #!/bin/sh
-# audio-change.sh 1|0|restart: starts, stops or restarts the program that records sound and sends it
-# to UDP port 4001, a service of its own. The box's maker names it here.
+# audio-change.sh 1|0|restart: starts, stops or restarts what records sound and sends it to UDP port 4001.
+# It follows the settings of sound by itself as well.
 set -eu
 
-service=fieldrelaybox-audio.service
+service=fieldrelaybox-stream@sound.service
 
 case "${1-}" in
 1) action=start ;;
@@ -20,7 +20,7 @@ if ! command -v systemctl >/dev/null; then
     exit 1
 fi
 if ! systemctl cat "$service" >/dev/null 2>&1; then
-    echo "audio-change.sh: no $service on this box, so nothing records sound" >&2
+    echo "audio-change.sh: no $service on this box (Debian package fieldrelaybox-streams), so nothing records sound" >&2
     exit 1
 fi
 exec systemctl $action "$service"
