@@ -56,17 +56,18 @@ def is_unit(test: str) -> bool:
     return ":" in test
 
 
-def program_of(test: str) -> str:
-    return "tests/" + test.split(":")[0] if is_unit(test) else "fieldrelaybox"
+def programs_of(test: str) -> set[str]:
+    return {"tests/" + test.split(":")[0]} if is_unit(test) else {"fieldrelaybox", "stream"}
 
 
 def run_test(test: str) -> subprocess.CompletedProcess[str]:
     if is_unit(test):
-        return run(["timeout", PATIENCE, BUILD / program_of(test),
+        return run(["timeout", PATIENCE, *(BUILD / program for program in programs_of(test)),
                     "--gtest_filter=" + test.split(":")[1], "--gtest_fail_fast"])
     return run(["timeout", PATIENCE, TREE / "tools/sandbox.sh", "python3", "-B", "-m", "unittest",
                 "--failfast", "test_" + test], cwd=TREE / "tests/system",
-               env=dict(os.environ, FIELDRELAYBOX_DAEMON=str(BUILD / "fieldrelaybox")))
+               env=dict(os.environ, FIELDRELAYBOX_DAEMON=str(BUILD / "fieldrelaybox"),
+                        FIELDRELAYBOX_PROGRAMS=str(BUILD)))
 
 
 def pattern(text: str) -> re.Pattern[str]:
@@ -83,7 +84,7 @@ def verdict(fault: dict) -> str:
         return f"cannot be planted: the text is there {places} times"
     path.write_text(planted)
     try:
-        if told := build(*{program_of(test) for test in fault["tests"]}):
+        if told := build(*set().union(*map(programs_of, fault["tests"]))):
             return "does not build:\n" + told[-2000:]
         if all(run_test(test).returncode == 0 for test in fault["tests"]):
             return "survives " + ", ".join(fault["tests"])
@@ -114,7 +115,7 @@ def main(arguments: list[str]) -> int:
     configured = run(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
                       "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0"])
     told = configured.stdout if configured.returncode else build(
-        "fieldrelaybox", "tests/unit_tests", "tests/shell_tests")
+        "fieldrelaybox", "stream", "tests/unit_tests", "tests/shell_tests")
     if told:
         print(told[-4000:])
         return 1

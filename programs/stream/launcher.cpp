@@ -25,8 +25,9 @@ namespace stream {
 
 namespace {
 
-constexpr std::int64_t look_ms = 1000;   // at files that cannot be watched
-constexpr std::int64_t replan_ms = 5000; // when something was missing
+constexpr std::int64_t look_ms = 1000;                // at files that cannot be watched
+constexpr std::int64_t longest_silent_pause_ms = 500; // before a start that is told of
+constexpr std::int64_t replan_ms = 5000;              // when something was missing
 
 struct Launcher {
     const Kind* kind;
@@ -62,13 +63,15 @@ void warn(const Launcher& launcher, const std::string& words) {
     fieldrelaybox::log_warning("%s: %s", launcher.kind->name.data(), words.c_str());
 }
 
-// A cause that can come again and again, with what follows from it. True when it was told.
-bool warn_of(Launcher& launcher, std::int64_t now, const std::string& cause,
-             const std::string& consequence) {
-    const std::optional<std::string> line = line_for(launcher.told, now, cause, consequence);
-    if (line)
+// A cause that can come again and again, with what follows from it.
+void warn_of_fault(Launcher& launcher, std::int64_t now, const std::string& cause,
+                   std::int64_t pause_ms) {
+    constexpr std::int64_t second = 1000;
+    const std::string consequence = "trying again in " + std::to_string(pause_ms / second) + " s";
+    if (const auto line = line_for(launcher.told, now, cause, consequence)) {
         warn(launcher, *line);
-    return line.has_value();
+        launcher.told.awaits_recovery = true;
+    }
 }
 
 void make_plan(Launcher& launcher, std::int64_t now) {
@@ -143,13 +146,10 @@ void tell_wished_end(const Launcher& launcher) {
 void tell_end(Launcher& launcher, std::int64_t now, std::int64_t pause_ms, const ChildEnd& end) {
     const std::string said = end.ending == Ending::fault ? cause_of(launcher.complaint) : "";
     const std::string cause = said.empty() ? end.words : without_secrets(launcher, said);
-    constexpr std::int64_t second = 1000;
-    launcher.ended.clear();
-    if (pause_ms < second)
+    if (pause_ms > longest_silent_pause_ms)
+        warn_of_fault(launcher, now, cause, pause_ms);
+    else
         launcher.ended = cause;
-    else if (warn_of(launcher, now, cause,
-                     "trying again in " + std::to_string(pause_ms / second) + " s"))
-        launcher.told.awaits_recovery = true;
 }
 
 void follow_child(Launcher& launcher, std::int64_t now) {
@@ -176,8 +176,10 @@ void tell_start(Launcher& launcher, std::int64_t now, bool other_command) {
         tell(launcher, "started");
     else if (other_command)
         tell(launcher, "started anew: its settings changed");
-    else if (!launcher.ended.empty())
-        warn_of(launcher, now, launcher.ended, "started again");
+    else if (launcher.ended.empty())
+        return;
+    else if (const auto line = line_for(launcher.told, now, launcher.ended, "started again"))
+        tell(launcher, *line);
 }
 
 void start(Launcher& launcher, std::int64_t now) {

@@ -70,13 +70,12 @@ class StreamLauncher(unittest.TestCase):
                                         stderr=subprocess.PIPE)
         assert self.process.stderr
         self.log = Lines(self.process.stderr)
-        self.addCleanup(self.end)
+        self.addCleanup(self.log.join)
+        self.addCleanup(self.end, self.process)
 
-    def end(self, signal_number: int = signal.SIGTERM) -> int:
-        self.process.send_signal(signal_number)
-        status = self.process.wait(TIMEOUT)
-        self.log.join()
-        return status
+    def end(self, process: subprocess.Popen[bytes], signal_number: int = signal.SIGTERM) -> int:
+        process.send_signal(signal_number)
+        return process.wait(TIMEOUT)
 
     def run_number(self, number: int) -> tuple[float, int, list[str]]:
         """Time, process and arguments of the program's first, second ... run."""
@@ -86,6 +85,7 @@ class StreamLauncher(unittest.TestCase):
         return float(begun), int(process), arguments
 
     def test_a_changed_setting_is_in_effect_after_one_start(self) -> None:
+        self.launch("rtmp")
         self.launch()
         self.log.wait_for("tcp: waits for settings in fieldrelaybox.conf")
         self.write(tcp_enabled=1, tcp_port=1111)
@@ -100,9 +100,10 @@ class StreamLauncher(unittest.TestCase):
         self.log.wait_for("tcp: started anew: its settings changed")
         self.target.write_text(settings(tcp_port=3333)[:-40])
         self.target.write_text("")
-        self.write(tcp_enabled=1, tcp_port=2222, rtmp_url="rtmp://elsewhere/live")
-        os.kill(self.run_number(2)[1], signal.SIGKILL)  # the only reason for a third run
-        self.assertIn("port=2222", self.run_number(3)[2])
+        self.write(tcp_enabled=1, tcp_port=2222, rtmp_enabled=1, rtmp_url="rtmp://elsewhere/live")
+        self.assertIn("rtmp2sink", self.run_number(3)[2])  # by now the other would have ended
+        os.kill(self.run_number(2)[1], signal.SIGKILL)
+        self.assertIn("port=2222", self.run_number(4)[2])
         self.log.wait_for("tcp: ended by signal 9; started again")
 
     def test_switched_off_or_ended_nothing_is_left(self) -> None:
@@ -117,7 +118,7 @@ class StreamLauncher(unittest.TestCase):
             with self.subTest(signal_number=signal_number):
                 self.write(tcp_enabled=1)
                 process = self.run_number(number)[1]
-                status = self.end(signal_number)
+                status = self.end(self.process, signal_number)
                 self.assertEqual(status, 0 if signal_number == signal.SIGTERM else -signal_number)
                 wait_until(lambda: not runs(process), "the program has ended")
                 self.launch()
