@@ -25,7 +25,7 @@ struct Command {
 // What a stream is to do.
 struct Plan {
     std::optional<Command> command; // none: it is off
-    std::string fault;              // why it is off although it is wanted; else empty
+    std::string fault;              // why it is off, or what it has to do without; else empty
 };
 
 // What plans depend on besides the settings.
@@ -41,7 +41,8 @@ struct Kind {
     std::string_view help;       // for `stream --list`
     std::string_view off_reason; // why it is off when its plan names no fault
     bool needs_settings;         // else it is planned without a settings file, too
-    int longest_pause_ms;        // between faults; shorter where a picture is awaited soon
+    bool reads_source_config;
+    int longest_pause_ms; // between faults; shorter where a picture is awaited soon
     Plan (*plan)(const ConfigRecord& settings, const Surroundings& surroundings);
 };
 

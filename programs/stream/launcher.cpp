@@ -183,8 +183,11 @@ void tell_start(Launcher& launcher, std::int64_t now, bool other_command) {
 }
 
 void start(Launcher& launcher, std::int64_t now) {
-    if (!read_settings(fieldrelaybox::config_file_name) && wait_for_rest(launcher.supervision, now))
+    const auto settings = read_settings(fieldrelaybox::config_file_name);
+    if (!settings && wait_for_rest(launcher.supervision, now))
         return;
+    if (settings && !launcher.watch.complete) // nobody told when they changed
+        launcher.settings = settings;
     make_plan(launcher, now); // what it is made for can have come or gone meanwhile
     if (!launcher.plan.command)
         return;
@@ -276,7 +279,7 @@ int run_launcher(const Kind& kind, Surroundings surroundings) {
     if (!open_signals(launcher))
         return fieldrelaybox::exit_unable;
     std::vector<std::string> files{fieldrelaybox::config_file_name};
-    if (!kind.needs_settings)
+    if (kind.reads_source_config)
         files.push_back(launcher.surroundings.source_config);
     start_watching(launcher.watch, std::move(files));
     note_change(launcher.supervision, fieldrelaybox::timer_clock()); // somebody may be writing

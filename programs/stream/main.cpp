@@ -31,7 +31,7 @@ constexpr const char* help_text =
     "  --print        print the command that would run, for a shell, and end; the exit status is "
     "1\n"
     "                 when the kind is off\n"
-    "  --config FILE  for KIND source: the file that names the source, in place of\n"
+    "  --config FILE  for source and sound: the file that names the source, in place of\n"
     "                 /etc/fieldrelaybox/source.conf\n"
     "  --list         print the kinds\n"
     "  --help         print this text\n"
@@ -39,8 +39,6 @@ constexpr const char* help_text =
     "\n"
     "Example: what serves players at tcp_port, with more of what it has to say\n"
     "  cd /usr/lib/fieldrelaybox && GST_DEBUG=3 sh -c \"$(bin/stream tcp --print)\"\n";
-
-constexpr const char* source_kind = "source";
 
 int list_kinds() {
     for (const stream::Kind& kind : stream::kinds())
@@ -98,7 +96,7 @@ int run_kind(const stream::Kind& kind, std::span<char* const> options) {
         if (std::strcmp(options.front(), "--print") == 0)
             print = true;
         else if (std::strcmp(options.front(), "--config") == 0 && options.size() > 1 &&
-                 kind.name == source_kind) {
+                 kind.reads_source_config) {
             options = options.subspan(1);
             config = options.front();
         } else

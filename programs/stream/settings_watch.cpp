@@ -24,24 +24,30 @@ constexpr std::uint32_t finished = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE;
 constexpr std::uint32_t watched = finished | IN_MODIFY | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr int most_links = 8; // of links to links
 
-// The file, and each file that it is a link to.
-void add_names(std::vector<WatchedName>& names, const std::string& file) {
+// The file at path, or else the first of its directories that is missing, where the rest will be.
+WatchedName name_of(fs::path path) {
     std::error_code error;
-    fs::path path = fs::absolute(file, error);
-    for (int links = 0; links < most_links && !path.empty(); ++links) {
-        names.push_back({.directory = path.parent_path(), .name = path.filename(), .watch = -1});
-        const fs::path target = fs::read_symlink(path, error);
-        path = target.empty() ? target : path.parent_path() / target;
-    }
+    while (path.has_relative_path() && !fs::is_directory(path.parent_path(), error))
+        path = path.parent_path();
+    return {.directory = path.parent_path(), .name = path.filename(), .watch = -1};
 }
 
-// Links may lead elsewhere than before, directories may have come.
-void renew_watches(FileWatch& watch) {
+// The files, and all that they are links to.
+std::vector<WatchedName> names_of(const std::vector<std::string>& files) {
+    std::error_code error;
     std::vector<WatchedName> names;
-    for (const std::string& file : watch.files)
-        add_names(names, file);
-    if (watch.complete && names == watch.names)
-        return;
+    for (const std::string& file : files) {
+        fs::path path = fs::absolute(file, error);
+        for (int links = 0; links < most_links && !path.empty(); ++links) {
+            names.push_back(name_of(path));
+            const fs::path target = fs::read_symlink(path, error);
+            path = target.empty() ? target : path.parent_path() / target;
+        }
+    }
+    return names;
+}
+
+void watch_names(FileWatch& watch, std::vector<WatchedName> names) {
     if (watch.descriptor >= 0)
         close(watch.descriptor);
     watch.descriptor = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
@@ -50,6 +56,17 @@ void renew_watches(FileWatch& watch) {
     for (WatchedName& name : watch.names) {
         name.watch = inotify_add_watch(watch.descriptor, name.directory.c_str(), watched);
         watch.complete = watch.complete && name.watch >= 0;
+    }
+}
+
+// Links may lead elsewhere than before, directories may have come, even while this looks.
+void renew_watches(FileWatch& watch) {
+    constexpr int most_tries = 5;
+    for (int tries = 0; tries < most_tries; ++tries) {
+        std::vector<WatchedName> names = names_of(watch.files);
+        if (watch.complete && names == watch.names)
+            return;
+        watch_names(watch, std::move(names));
     }
 }
 

@@ -106,6 +106,18 @@ class StreamLauncher(unittest.TestCase):
         self.assertIn("port=2222", self.run_number(4)[2])
         self.log.wait_for("tcp: ended by signal 9; started again")
 
+    def test_where_files_cannot_be_watched_they_are_looked_at(self) -> None:
+        if "4294967295" in Path("/proc/self/uid_map").read_text():
+            self.skipTest("the limit would be the host's")
+        limit = Path("/proc/sys/user/max_inotify_instances")
+        self.addCleanup(limit.write_text, limit.read_text())
+        limit.write_text("0")
+        self.write(tcp_enabled=1, tcp_port=1111)
+        self.launch()
+        self.run_number(1)
+        self.write(tcp_enabled=1, tcp_port=2222)
+        self.assertIn("port=2222", self.run_number(2)[2])
+
     def test_switched_off_or_ended_nothing_is_left(self) -> None:
         self.behave("trap '' TERM")
         self.write(tcp_enabled=1)
