@@ -1,5 +1,7 @@
 #include "gstreamer/datagrams.h"
 
+#include "gstreamer/pads.h"
+
 #include <algorithm>
 
 namespace gstreamer {
@@ -96,11 +98,6 @@ void get_property(GObject* object, guint number, GValue* value, GParamSpec* /*wh
     g_value_set_uint(value, *place_of(object, number));
 }
 
-GstStaticPadTemplate input_template =
-    GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS_ANY);
-GstStaticPadTemplate output_template =
-    GST_STATIC_PAD_TEMPLATE("src", GST_PAD_SRC, GST_PAD_ALWAYS, GST_STATIC_CAPS_ANY);
-
 G_DEFINE_TYPE(Datagrams, datagrams, GST_TYPE_ELEMENT)
 
 void datagrams_class_init(DatagramsClass* made) {
@@ -117,8 +114,7 @@ void datagrams_class_init(DatagramsClass* made) {
     g_object_class_install_property(
         objects, property_unit,
         g_param_spec_uint("unit", "Unit", "Bytes that stay together", 1, largest, 1, flags));
-    gst_element_class_add_static_pad_template(elements, &input_template);
-    gst_element_class_add_static_pad_template(elements, &output_template);
+    declare_pads(elements);
     gst_element_class_set_static_metadata(elements, "Cuts into datagrams", "Filter/Network",
                                           "Joins what comes together, cuts it, holds nothing back",
                                           "Fieldrelaybox");
@@ -127,15 +123,7 @@ void datagrams_class_init(DatagramsClass* made) {
 void datagrams_init(Datagrams* self) {
     self->max_size = default_max_size;
     self->unit = 1;
-    GstPad* const input = gst_pad_new_from_static_template(&input_template, "sink");
-    gst_pad_set_chain_function(input, take_buffer);
-    gst_pad_set_chain_list_function(input, take_list);
-    GST_PAD_SET_PROXY_CAPS(input);
-    GST_PAD_SET_PROXY_ALLOCATION(input);
-    self->output = gst_pad_new_from_static_template(&output_template, "src");
-    GST_PAD_SET_PROXY_CAPS(self->output);
-    gst_element_add_pad(&self->element, input);
-    gst_element_add_pad(&self->element, self->output);
+    self->output = add_pads(&self->element, take_buffer, take_list);
 }
 
 } // namespace

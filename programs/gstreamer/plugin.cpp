@@ -1,6 +1,7 @@
 // The GStreamer elements that pipelines of ours need and GStreamer does not have.
 #include "gstreamer/datagrams.h"
 #include "gstreamer/keyframes.h"
+#include "gstreamer/tcp_timeout.h"
 #include "gstreamer/tracks.h"
 
 #include <algorithm>
@@ -17,6 +18,7 @@ constexpr std::array elements{
     Element{"datagrams", gstreamer::datagrams_type},
     Element{"keyframes", gstreamer::keyframes_type},
     Element{"tracks", gstreamer::tracks_type},
+    Element{"tcptimeout", gstreamer::tcp_timeout_type},
 };
 
 gboolean add_elements(GstPlugin* plugin) {

@@ -2,34 +2,49 @@
 #include "stream/kinds.h"
 
 #include "config/record_fields.h"
+#include "core/sockets.h"
+
+#include <algorithm>
+#include <filesystem>
 
 namespace stream {
 
 namespace {
 
-constexpr const char* gst_launch = "gst-launch-1.0";
-
-// The picture from a loopback port; its parameter sets are repeated with key frames, at most once a
-// second.
-Words picture_from(int port) {
-    return words_of("udpsrc address=127.0.0.1 port=" + std::to_string(port) +
-                    " do-timestamp=true ! h264parse config-interval=1 ! queue ! mux.");
-}
-
-// The sound from a loopback port over live silence, which keeps the muxer going while there is
-// none.
-Words sound_from(int port) {
-    return words_of("audiotestsrc is-live=true wave=silence ! audio/x-raw,rate=48000,channels=2 ! "
-                    "audiomixer name=mix ! avenc_aac ! aacparse ! queue ! mux. "
-                    "udpsrc address=127.0.0.1 port=" +
-                    std::to_string(port) +
-                    " do-timestamp=true caps=audio/mpeg,mpegversion=4,stream-format=adts ! "
-                    "aacparse ! avdec_aac ! audioconvert ! audioresample ! "
-                    "audio/x-raw,rate=48000,channels=2 ! queue ! mix.");
-}
+constexpr std::int32_t highest_port = 65535;
 
 Plan launch(Words words) {
-    return {.command = Command{gst_launch, std::move(words)}, .fault = ""};
+    return {.command = Command{"gst-launch-1.0", joined({words_of("-q"), std::move(words)})},
+            .fault = ""};
+}
+
+Plan impossible(std::string fault) {
+    return {.command = std::nullopt, .fault = std::move(fault)};
+}
+
+// What comes in at a loopback port, with the time of its arrival; a burst of 100 datagrams fits.
+std::string arriving_at(int port) {
+    return "udpsrc address=127.0.0.1 port=" + std::to_string(port) +
+           " do-timestamp=true buffer-size=1000000";
+}
+
+// The picture. Whole access units, or parameter sets would come before each slice of a key frame,
+// which spoils it.
+Words picture_from(int port) {
+    return words_of(arriving_at(port) +
+                    " ! h264parse config-interval=-1 ! video/x-h264,alignment=au ! queue ! mux.");
+}
+
+// The sound, over live silence: a muxer puts out nothing until each of its inputs got something,
+// and streaming sites insist on a sound track.
+Words sound_from(int port) {
+    const std::string raw = " ! audio/x-raw,format=S16LE,rate=48000,channels=2 ! ";
+    return words_of("audiotestsrc is-live=true wave=silence samplesperbuffer=480" + raw +
+                    "audiomixer name=mix latency=30000000" + raw +
+                    "voaacenc bitrate=96000 ! aacparse ! queue ! mux. " + arriving_at(port) +
+                    " caps=audio/mpeg,mpegversion=4,stream-format=adts ! aacparse ! faad ! "
+                    "audioconvert ! audioresample" +
+                    raw + "queue ! mix.");
 }
 
 } // namespace
@@ -37,30 +52,44 @@ Plan launch(Words words) {
 Plan plan_rtmp(const ConfigRecord& settings, const Surroundings& /*surroundings*/) {
     if (settings.rtmp_enabled == 0)
         return {};
-    return launch(joined({words_of("flvmux name=mux streamable=true ! rtmp2sink sync=false"),
-                          {property("location", settings.rtmp_url)},
-                          picture_from(3002),
-                          sound_from(4002)}));
+    const std::string_view url = settings.rtmp_url;
+    if (!url.starts_with("rtmp://") && !url.starts_with("rtmps://"))
+        return impossible("rtmp_url is no rtmp address");
+    return launch(joined(
+        {words_of("flvmux name=mux streamable=true ! watchdog timeout=20000 ! "
+                  "tcptimeout timeout=20000 ! rtmp2sink sync=false timeout=3 chunk-size=4096"),
+         {property("location", url)},
+         picture_from(3002),
+         sound_from(4002)}));
 }
 
 Plan plan_tcp(const ConfigRecord& settings, const Surroundings& /*surroundings*/) {
     if (settings.tcp_enabled == 0)
         return {};
-    return launch(joined({words_of("mpegtsmux name=mux ! tcpserversink host=0.0.0.0 "
-                                   "sync-method=latest-keyframe recover-policy=keyframe "
-                                   "unit-format=bytes units-max=2000000 port=" +
-                                   std::to_string(settings.tcp_port)),
-                          picture_from(3004), sound_from(4004)}));
+    if (settings.tcp_port < 1 || settings.tcp_port > highest_port)
+        return impossible("tcp_port is no port");
+    // Some systems go without IPv6.
+    const char* const all_addresses =
+        std::filesystem::exists("/proc/net/if_inet6") ? "::" : "0.0.0.0";
+    // A reader two megabytes behind is cut off. Time would not do as a measure: it counts a gap.
+    return launch(
+        joined({words_of("mpegtsmux name=mux alignment=0 ! datagrams max-size=2820 unit=188 ! "
+                         "tcpserversink sync=false "
+                         "sync-method=next-keyframe unit-format=bytes units-max=2000000 port=" +
+                         std::to_string(settings.tcp_port) + " host=" + all_addresses),
+                picture_from(3004), sound_from(4004)}));
 }
 
 Plan plan_mpegts(const ConfigRecord& settings, const Surroundings& /*surroundings*/) {
     if (settings.mpegts_enabled == 0)
         return {};
-    return launch(joined({words_of("mpegtsmux name=mux ! datagrams max-size=1316 ! multiudpsink "
-                                   "sync=false"),
-                          {property("clients", settings.mpegts_clients)},
-                          picture_from(3003),
-                          sound_from(4003)}));
+    return launch(joined(
+        {words_of(
+             "mpegtsmux name=mux alignment=0 ! datagrams max-size=1316 unit=188 ! multiudpsink "
+             "sync=false auto-multicast=false"),
+         {property("clients", settings.mpegts_clients)},
+         picture_from(3003),
+         sound_from(4003)}));
 }
 
 Plan plan_rtsp(const ConfigRecord& settings, const Surroundings& surroundings) {

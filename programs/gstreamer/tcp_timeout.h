@@ -1,0 +1,12 @@
+// tcptimeout: a GStreamer element that passes everything on, for a sink behind it that sends over
+// TCP. It has the kernel end the connections of this program to which nothing got through for
+// `timeout` milliseconds: without it, whoever vanishes without a word is noticed after minutes.
+#pragma once
+
+#include <gst/gst.h>
+
+namespace gstreamer {
+
+GType tcp_timeout_type();
+
+} // namespace gstreamer
