@@ -1,8 +1,10 @@
 // The picture and the sound, as the daemon sends them to loopback ports, to the network.
 #include "stream/kinds.h"
 
+#include "config/own_inputs.h"
 #include "config/record_fields.h"
 #include "core/sockets.h"
+#include "core/text.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -11,7 +13,7 @@ namespace stream {
 
 namespace {
 
-constexpr std::int32_t highest_port = 65535;
+constexpr std::uint16_t highest_port = 65535;
 
 Plan launch(Words words) {
     return {.command = Command{"gst-launch-1.0", joined({words_of("-q"), std::move(words)})},
@@ -20,6 +22,24 @@ Plan launch(Words words) {
 
 Plan impossible(std::string fault) {
     return {.command = std::nullopt, .fault = std::move(fault)};
+}
+
+struct Receivers {
+    std::string usable;  // "address:port,address:port"
+    std::string skipped; // the others, quoted; neither empty entries
+};
+
+// Each in the list, apart.
+Receivers receivers_of(std::string_view list) {
+    Receivers receivers;
+    while (!list.empty()) {
+        const std::string item{fieldrelaybox::take_item(list, ',')};
+        const auto receiver = fieldrelaybox::parse_endpoint(item, highest_port);
+        const bool usable = receiver && !fieldrelaybox::is_own_input(*receiver, 1);
+        std::string& place = usable ? receivers.usable : receivers.skipped;
+        place += (place.empty() ? "" : ",") + item;
+    }
+    return receivers;
 }
 
 // What comes in at a loopback port, with the time of its arrival; a burst of 100 datagrams fits.
@@ -47,14 +67,23 @@ Words sound_from(int port) {
                     raw + "queue ! mix.");
 }
 
+// MPEG-TS, the packets of a picture together, and a sink for it.
+Words transport_stream(int packets_together, const std::string& sink) {
+    constexpr int packet_size = 188;
+    return words_of("mpegtsmux name=mux alignment=0 ! datagrams unit=188 max-size=" +
+                    std::to_string(packets_together * packet_size) + " ! " + sink + " sync=false");
+}
+
 } // namespace
 
 Plan plan_rtmp(const ConfigRecord& settings, const Surroundings& /*surroundings*/) {
     if (settings.rtmp_enabled == 0)
         return {};
-    const std::string_view url = settings.rtmp_url;
+    const std::string_view url = fieldrelaybox::text_of(settings.rtmp_url);
     if (!url.starts_with("rtmp://") && !url.starts_with("rtmps://"))
         return impossible("rtmp_url is no rtmp address");
+    // TCP bridges a gap of the network, but for longer than 20 s it would wait too long between
+    // its tries. A server that takes a connection and then says nothing is the watchdog's.
     return launch(joined(
         {words_of("flvmux name=mux streamable=true ! watchdog timeout=20000 ! "
                   "tcptimeout timeout=20000 ! rtmp2sink sync=false timeout=3 chunk-size=4096"),
@@ -71,25 +100,29 @@ Plan plan_tcp(const ConfigRecord& settings, const Surroundings& /*surroundings*/
     // Some systems go without IPv6.
     const char* const all_addresses =
         std::filesystem::exists("/proc/net/if_inet6") ? "::" : "0.0.0.0";
-    // A reader two megabytes behind is cut off. Time would not do as a measure: it counts a gap.
+    // A reader two megabytes behind is cut off. Time would not do as a measure: a gap counts in it.
     return launch(
-        joined({words_of("mpegtsmux name=mux alignment=0 ! datagrams max-size=2820 unit=188 ! "
-                         "tcpserversink sync=false "
-                         "sync-method=next-keyframe unit-format=bytes units-max=2000000 port=" +
-                         std::to_string(settings.tcp_port) + " host=" + all_addresses),
-                picture_from(3004), sound_from(4004)}));
+        joined({transport_stream(15, "tcpserversink sync-method=next-keyframe "
+                                     "unit-format=bytes units-max=2000000"),
+                {std::string("host=") + all_addresses, "port=" + std::to_string(settings.tcp_port)},
+                picture_from(3004),
+                sound_from(4004)}));
 }
 
 Plan plan_mpegts(const ConfigRecord& settings, const Surroundings& /*surroundings*/) {
     if (settings.mpegts_enabled == 0)
         return {};
-    return launch(joined(
-        {words_of(
-             "mpegtsmux name=mux alignment=0 ! datagrams max-size=1316 unit=188 ! multiudpsink "
-             "sync=false auto-multicast=false"),
-         {property("clients", settings.mpegts_clients)},
-         picture_from(3003),
-         sound_from(4003)}));
+    const Receivers receivers = receivers_of(fieldrelaybox::text_of(settings.mpegts_clients));
+    if (receivers.usable.empty())
+        return impossible("mpegts_clients names no receiver");
+    Plan plan = launch(joined({transport_stream(7, "multiudpsink auto-multicast=false"),
+                               {property("clients", receivers.usable)},
+                               picture_from(3003),
+                               sound_from(4003)}));
+    if (!receivers.skipped.empty())
+        plan.fault =
+            "mpegts_clients leaves out " + receivers.skipped + ": no address:port to send to";
+    return plan;
 }
 
 Plan plan_rtsp(const ConfigRecord& settings, const Surroundings& surroundings) {
