@@ -1,0 +1,89 @@
+// rtsp-server: the camera's picture for any number of players at rtsp://BOX:8554/video.
+#include "core/exit_status.h"
+#include "rtsp_server/picture_source.h"
+#include "rtsp_server/server.h"
+#include "rtsp_server/viewers.h"
+
+#include <charconv>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <glib-unix.h>
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace {
+
+using fieldrelaybox::exit_unable;
+constexpr std::string_view usage =
+    "Usage: rtsp-server [--port N | --version | --help]\n"
+    "\n"
+    "Serves the picture that the daemon sends to 127.0.0.1:3005 at rtsp://BOX:N/video, to any\n"
+    "number of players, over UDP and TCP.\n"
+    "\n"
+    "  --port N   where players come to, 1 to 65535 (8554)\n"
+    "  --version  print the version\n"
+    "  --help     print this text\n";
+
+struct Run {
+    GMainLoop* loop;
+    int status;
+};
+
+std::optional<std::uint16_t> port_of(std::string_view text) {
+    std::uint16_t port = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, fault] = std::from_chars(text.data(), end, port);
+    return fault == std::errc{} && stop == end && port > 0 ? std::optional{port} : std::nullopt;
+}
+
+gboolean end_run(gpointer loop) {
+    g_main_loop_quit(static_cast<GMainLoop*>(loop));
+    return G_SOURCE_CONTINUE;
+}
+
+// Who started it tries again.
+void fail(void* run) {
+    static_cast<Run*>(run)->status = exit_unable;
+    g_main_loop_quit(static_cast<Run*>(run)->loop);
+}
+
+int serve(std::uint16_t port) {
+    gst_init(nullptr, nullptr);
+    rtsp_server::Server server = rtsp_server::start_server(port);
+    if (server.rtsp == nullptr)
+        return exit_unable;
+    Run run{.loop = g_main_loop_new(nullptr, FALSE), .status = 0};
+    g_unix_signal_add(SIGTERM, end_run, run.loop);
+    g_unix_signal_add(SIGINT, end_run, run.loop);
+    rtsp_server::PictureSource source{
+        .pipeline = nullptr, .bytes_since_picture = 0, .failed = fail, .user = &run};
+    if (rtsp_server::start_picture_source(source, rtsp_server::show_picture)) {
+        g_main_loop_run(run.loop);
+        rtsp_server::stop_picture_source(source);
+    } else {
+        run.status = exit_unable;
+    }
+    rtsp_server::stop_server(server);
+    g_main_loop_unref(run.loop);
+    return run.status;
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    const std::span<char*> given(arguments, static_cast<std::size_t>(count));
+    const std::string_view first = count > 1 ? given[1] : "";
+    if (count == 1)
+        return serve(8554);
+    if (count == 3 && first == "--port")
+        if (const std::optional<std::uint16_t> port = port_of(given[2]))
+            return serve(*port);
+    if (count == 2 && first == "--help")
+        return std::fputs(usage.data(), stdout) < 0 ? exit_unable : 0;
+    if (count == 2 && first == "--version")
+        return std::puts("rtsp-server " FIELDRELAYBOX_VERSION) < 0 ? exit_unable : 0;
+    std::fputs(usage.data(), stderr);
+    return fieldrelaybox::exit_wrong_usage;
+}
