@@ -44,9 +44,13 @@ Words h264_encoder(int bits_per_second, const Surroundings& surroundings) {
                                         : program_encoder(bits_per_second);
 }
 
+// The encoder falls back to 64 kbit/s where one channel would have more than 160. Of few bits one
+// channel makes more than two do.
 Words aac_encoder(int bits_per_second) {
-    return words_of("audioconvert ! audioresample ! audio/x-raw,rate=48000 ! voaacenc bitrate=" +
-                    std::to_string(bits_per_second) +
+    constexpr int few_bits = 48'000;
+    return words_of(std::string("audioconvert ! audioresample ! audio/x-raw,rate=48000,channels=") +
+                    (bits_per_second < few_bits ? "1" : "2") +
+                    " ! voaacenc bitrate=" + std::to_string(bits_per_second) +
                     " ! aacparse ! audio/mpeg,stream-format=adts");
 }
 

@@ -31,7 +31,7 @@ struct Plan {
 // What plans depend on besides the settings.
 struct Surroundings {
     std::string folder;                                // where the launcher and its siblings lie
-    std::string source_config;                         // the file that names the source
+    std::string source_config;                         // the file that names source and sound card
     std::function<bool(std::string_view)> has_element; // whether GStreamer has that element here
     std::string sound_cards = "/proc/asound/cards";    // the kernel's list
 };

@@ -31,7 +31,7 @@ constexpr const char* help_text =
     "  --print        print the command that would run, for a shell, and end; the exit status is "
     "1\n"
     "                 when the kind is off\n"
-    "  --config FILE  for source and sound: the file that names the source, in place of\n"
+    "  --config FILE  for source and sound: the file that names them, in place of\n"
     "                 /etc/fieldrelaybox/source.conf\n"
     "  --list         print the kinds\n"
     "  --help         print this text\n"

@@ -39,7 +39,7 @@ Plan plan_transcode(const ConfigRecord& settings, const Surroundings& surroundin
     if (std::string fault = fault_of(settings); !fault.empty())
         return {.command = std::nullopt, .fault = std::move(fault)};
     const Words scaler =
-        words_of("! queue leaky=downstream max-size-buffers=2 ! videoscale add-borders=true ! "
+        words_of("videoscale add-borders=true ! "
                  "video/x-raw,pixel-aspect-ratio=1/1,width=" +
                  even(settings.video_width) + ",height=" + even(settings.video_height) + " !");
     return {.command = Command{"gst-launch-1.0",

@@ -1,0 +1,197 @@
+"""What comes into the box or is made anew there: the transcoder, sound, a source, the screen."""
+
+import os
+import socket
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+from pathlib import Path
+
+from box import LOOPBACK, TIMEOUT, Lines, wait_until
+from players import DELIMITER, PROGRAMS, RATE, Sender, film, made_by_ffmpeg, needs_streams
+
+PICTURES = ("-i", "testsrc2=size=640x360:rate=30:duration=2")
+PARAMETERS = b"\0\0\0\1\x67"
+TONE = ("-f", "lavfi", "-i", "sine=sample_rate=44100:duration=2")
+
+
+class Arrivals:
+    """All datagrams that come to a port of the box."""
+
+    def __init__(self, port: int) -> None:
+        self.datagrams: list[bytes] = []
+        self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4_000_000)
+        self._socket.bind((LOOPBACK, port))
+        self._thread = threading.Thread(target=self._receive)
+        self._thread.start()
+
+    def _receive(self) -> None:
+        while datagram := self._socket.recv(65536):
+            self.datagrams.append(datagram)
+
+    def close(self) -> None:
+        self._socket.sendto(b"", self._socket.getsockname())
+        self._thread.join()
+        self._socket.close()
+
+    def pictures(self) -> int:
+        return sum(len(DELIMITER.findall(it)) for it in self.datagrams)
+
+    def await_pictures(self, count: int, timeout: float = TIMEOUT) -> bytes:
+        wait_until(lambda: self.pictures() >= count, f"{count} pictures", timeout)
+        return b"".join(self.datagrams)
+
+
+def probed(data: bytes, *entries: str) -> list[list[str]]:
+    """Rows of what ffprobe decodes; its complaints fail."""
+    done = subprocess.run(["ffprobe", "-v", "error", "-show_entries", "frame=" + ",".join(entries), "-of",
+                           "compact=p=0:nk=1", "-"], input=data, capture_output=True, timeout=60, check=True)
+    assert not done.stderr, done.stderr[-500:]
+    return [line.split("|")[:len(entries)] for line in done.stdout.decode().splitlines() if line]
+
+
+def frame_in_gray(data: bytes) -> bytes:
+    return subprocess.run(["ffmpeg", "-v", "error", "-i", "-", "-frames:v", "1", "-f", "rawvideo", "-pix_fmt",
+                           "gray", "-"], input=data, capture_output=True, timeout=60, check=True).stdout
+
+
+@needs_streams
+class Inputs(unittest.TestCase):
+    def setUp(self) -> None:
+        self.home = Path(self.enterContext(tempfile.TemporaryDirectory(dir="/run")))
+
+    def arrivals(self, port: int) -> Arrivals:
+        arrivals = Arrivals(port)
+        self.addCleanup(arrivals.close)
+        return arrivals
+
+    def settings(self, text: str) -> None:
+        fresh = self.home / "new"
+        fresh.write_text(text)
+        fresh.rename(self.home / "fieldrelaybox.conf")
+
+    def launch(self, kind: str, source: str | None = None) -> Lines:
+        config = self.home / "source.conf"
+        config.write_text(source or "")
+        options = [] if source is None else ["--config", config]
+        process = subprocess.Popen([PROGRAMS / "stream", kind, *options], cwd=self.home, stderr=subprocess.PIPE)
+        assert process.stderr
+        log = Lines(process.stderr)
+        for cleanup in (log.join, lambda: process.wait(TIMEOUT), process.terminate):
+            self.addCleanup(cleanup)
+        return log
+
+    def check_datagrams(self, datagrams: list[bytes], most: int) -> None:
+        self.assertLessEqual(max(map(len, datagrams)), most)
+        mixed = [it for it in datagrams if any(match.start() for match in DELIMITER.finditer(it))]
+        self.assertEqual(mixed, [], "the end of one picture and the beginning of the next")
+
+    def transcode(self, width: int, height: int, count: int) -> bytes:
+        """That many pictures of the transcoder with these settings."""
+        self.settings(f"video_transcode_enabled=1\nvideo_width={width}\nvideo_height={height}\n"
+                      "video_bitrate=800000\n")
+        arrivals = Arrivals(3001)
+        try:
+            data = arrivals.await_pictures(count)
+            self.check_datagrams(arrivals.datagrams, 1400)
+        finally:
+            arrivals.close()
+        return data
+
+    def test_the_transcoder_makes_another_size_with_a_key_frame_a_second(self) -> None:
+        sender = self.enterContext(Sender(3000))
+        sender.film = film()
+        self.launch("transcode")
+        data = self.transcode(801, 600, 4 * RATE)
+        frames = probed(data, "width", "height", "pict_type")
+        self.assertEqual({tuple(it[:2]) for it in frames}, {("800", "600")})
+        kinds = "".join(it[2] for it in frames)
+        self.assertNotIn("B", kinds)
+        self.assertTrue(all(RATE - 5 < len(it) <= RATE + 5 for it in kinds.split("I")[2:-1]), kinds)
+        gray = frame_in_gray(data)
+        self.assertLess(max(gray[:800 * 70]), 40, "the bar on top is not black")
+        self.assertGreater(max(gray[800 * 80:800 * 90]), 80, "the picture is not where it belongs")
+
+    def test_the_transcoder_outlives_loss_garbage_and_another_size(self) -> None:
+        sender = self.enterContext(Sender(3000))
+        sender.film = film()
+        self.launch("transcode")
+        self.transcode(320, 180, RATE)
+        sender.loss = 0.2
+        for _ in range(50):
+            sender.datagrams(os.urandom(1300), 3000)
+            time.sleep(0.01)
+        sender.loss, sender.film = 0, film("320x240")
+        data = self.transcode(320, 180, 3 * RATE)
+        whole = data[data.rindex(PARAMETERS):]
+        self.assertEqual(set(map(tuple, probed(whole, "width", "height"))), {("320", "180")})
+
+    def test_a_size_that_no_picture_can_have_is_told(self) -> None:
+        self.settings("video_transcode_enabled=1\nvideo_width=8\nvideo_height=720\n")
+        self.launch("transcode").wait_for("transcode: no picture can be 8 x 720 pixels (video_width, video_height)")
+
+    def check_source(self, url: str, pictures: int, sound: int) -> None:
+        """More than the film of a file has, so it comes around again."""
+        video, audio = self.arrivals(5000), self.arrivals(4001)
+        self.launch("source", f"url={url}\n")
+        probed(video.await_pictures(pictures), "width")
+        self.check_datagrams(video.datagrams, 1300)
+        wait_until(lambda: len(audio.datagrams) >= sound, "sound")
+        for frame in audio.datagrams:
+            self.assertEqual((frame[:2], (frame[3] & 3) << 11 | frame[4] << 3 | frame[5] >> 5),
+                             (b"\xff\xf1", len(frame)), "not one ADTS frame")
+
+    def film_file(self, name: str, *codecs: str) -> Path:
+        path = self.home / name
+        made_by_ffmpeg(*PICTURES, *TONE, "-pix_fmt", "yuvj420p", *codecs, "-y", str(path), "-f", "null")
+        return path
+
+    def test_the_test_picture(self) -> None:
+        self.check_source("test:", 3 * RATE, 60)
+
+    def test_a_file_is_passed_on_as_it_is_again_and_again(self) -> None:
+        path = self.film_file("film.mp4", "-c:v", "libx264", "-bf", "0", "-slices", "4", "-c:a", "aac")
+        begun = time.monotonic()
+        self.check_source(f"file://{path}", 3 * RATE, 100)
+        self.assertGreater(time.monotonic() - begun, 2.5, "faster than it was filmed")
+
+    def test_a_file_of_other_formats_is_encoded(self) -> None:
+        path = self.film_file("film.avi", "-c:v", "mjpeg", "-c:a", "pcm_s16le")
+        self.check_source(f"file://{path}", 3 * RATE, 100)
+
+    def test_a_file_without_sound(self) -> None:
+        path = self.film_file("film.mkv", "-c:v", "mpeg4", "-an")
+        self.check_source(f"file://{path}", 3 * RATE, 0)
+
+    def test_a_transport_stream(self) -> None:
+        path = self.film_file("film.ts", "-c:v", "libx264", "-tune", "zerolatency", "-c:a", "aac")
+        with subprocess.Popen(["ffmpeg", "-v", "error", "-nostdin", "-stream_loop", "-1", "-re", "-i", path,
+                               "-c", "copy", "-f", "mpegts", f"udp://{LOOPBACK}:7777?pkt_size=1316"]) as sent:
+            self.addCleanup(sent.wait, TIMEOUT)
+            self.addCleanup(sent.terminate)
+            self.check_source(f"udp://{LOOPBACK}:7777", 2 * RATE, 50)
+            sent.terminate()
+
+    def test_sound_has_the_bit_rate_of_the_settings(self) -> None:
+        audio = self.arrivals(4001)
+        self.launch("sound", "sound=test:\n")
+        for bits, channels in (8000, "1"), (256000, "2"):
+            self.settings(f"audio_enabled=1\naudio_bitrate={bits}\n")
+            new = len(audio.datagrams)
+
+            def right() -> bool:
+                last = audio.datagrams[new:][-94:]  # two seconds
+                return len(last) == 94 and 0.8 < sum(len(it) - 7 for it in last) * 4 / bits < 1.2
+            wait_until(right, f"two seconds of {bits} bit/s")
+            self.assertEqual({it[0] for it in probed(b"".join(audio.datagrams[-20:]), "channels")},
+                             {channels})
+
+    def test_what_is_missing_is_told(self) -> None:
+        self.settings("audio_enabled=1\nhdmi_enabled=1\n")
+        self.launch("sound").wait_for("sound: no USB sound card")
+        self.launch("source", "url=gopher://camera/\n").wait_for(
+            f"source: {self.home}/source.conf: no source can be opened as gopher")
+        self.launch("player").wait_for("player: ", whole=False)
