@@ -25,6 +25,13 @@ is_another_process_than() { [ "$(main_process)" != "$1" ] && is_running; }
 # Text at an offset of the settings in shared memory, which follow the daemon's own every 3 s.
 setting_at() { tail -c "+$(($1 + 1))" /dev/shm/config_mem | head -c "$2" | tr -d '\0'; }
 setting_is() { [ "$(setting_at "$1" "$2")" = "$3" ]; }
+set_value() { fieldrelaybox-client set --host 127.0.0.1 "$@" || fail "not set: $*"; }
+stream_process() { systemctl show -P MainPID "fieldrelaybox-stream@$1.service"; }
+# Whether pictures at a port of the box can be decoded, as a player would.
+plays_at() {
+    timeout 5 gst-launch-1.0 -q tcpclientsrc host=127.0.0.1 port="$1" ! tsdemux ! h264parse ! avdec_h264 ! \
+        identity eos-after=20 ! fakesink >/dev/null 2>&1
+}
 camera_is_connected() { [ "$(tail -c +135 /dev/shm/hud_mem | head -c 1 | od -An -tu1)" -eq 1 ]; }
 camera_ssid=(2438 256)
 
@@ -80,6 +87,36 @@ wait_until grep -qx 'udp_clients=127.0.0.1:7000' /run/fieldrelaybox.conf
 wait_until findmnt -n -O ro /boot >/dev/null
 grep -q $'^camera_ssid="of the test"\r$' /medium/fieldrelaybox.conf || fail "other settings are lost"
 
+step "streams: all kinds wait, with few rights"
+dpkg -i fieldrelaybox-streams_*.deb
+[ "$(systemctl is-enabled fieldrelaybox-streams.target)" = enabled ] || fail "not started with the system"
+mapfile -t streams < <(/usr/lib/fieldrelaybox/bin/stream --list | awk '{ print "fieldrelaybox-stream@" $1 ".service" }')
+[ ${#streams[@]} -eq 8 ] || fail "kinds: ${streams[*]}"
+faults=$(systemd-analyze verify --man=no fieldrelaybox-streams.target "${streams[@]}" 2>&1) || fail "faulty: $faults"
+[ -z "$faults" ] || fail "a unit is faulty: $faults"
+for unit in "${streams[@]}"; do
+    wait_until systemctl is-active --quiet "$unit"
+    systemd-analyze security --no-pager --threshold="$STREAM_EXPOSURE_LIMIT" "$unit" | tail -n 1 ||
+        fail "$unit has more rights than $STREAM_EXPOSURE_LIMIT tenths"
+done
+
+step "streams: a source is played over TCP, as the settings say, also when they change"
+echo url=test: >/etc/fieldrelaybox/source.conf
+set_value tcp_enabled 1
+wait_until plays_at 8555
+set_value tcp_port 8600
+wait_until plays_at 8600
+set_value rtsp_enabled 1
+wait_until pidof rtsp-server >/dev/null
+for kind in source tcp rtsp; do # its rights are enough
+    told=$(journalctl -q -p warning -u "fieldrelaybox-stream@$kind.service")
+    [ -z "$told" ] || fail "$kind complains: $told"
+done
+set_value audio_enabled 0
+wait_until sh -c '! systemctl is-active --quiet fieldrelaybox-stream@sound.service'
+set_value audio_enabled 1
+wait_until systemctl is-active --quiet fieldrelaybox-stream@sound.service
+
 step "the rights of the unit are enough for the daemon's commands, and for no more"
 sed -e '/^ExecStartPre=/d; /^Restart/d; s/^Type=.*/Type=oneshot/; s/^StandardOutput=.*/StandardOutput=journal/' \
     -e 's#^ExecStart=.*#ExecStart=/packages/commands#' \
@@ -88,7 +125,7 @@ cat >commands <<'COMMANDS'
 #!/bin/sh -ex
 ping -c 1 -W 1 127.0.0.1 >/dev/null
 pidof systemd >/dev/null
-killall -q sleep
+killall rtsp-server
 echo 1 >/proc/sys/net/ipv4/ip_forward
 echo 0 >/proc/sys/net/ipv4/ip_forward
 systemctl show -P Version >/dev/null
@@ -103,11 +140,12 @@ denied chown nobody /run/wlan.update
 denied unshare --net true
 COMMANDS
 chmod +x commands
-sleep 1000 &
+before=$(pidof rtsp-server)
 systemctl start commands.service || {
     journalctl --no-pager -u commands.service
     fail "a command failed, or one succeeded that should not have"
 }
+wait_until sh -c "pidof rtsp-server | grep -vx $before"
 fieldrelaybox-camera-simulator --quiet --for 10 >/dev/null &
 wait_until camera_is_connected
 
@@ -157,21 +195,26 @@ mv /medium/kept /boot/firmware/fieldrelaybox.conf
 
 step "upgrade"
 before=$(main_process)
+stream_before=$(stream_process source)
 dpkg -i newer/*.deb
 wait_until is_another_process_than "$before"
 wait_until setting_is "${camera_ssid[@]}" "of the firmware"
 [ "$(dpkg-query -W -f '${Version}' fieldrelaybox)" = "$(dpkg-deb -f newer/fieldrelaybox_*.deb Version)" ] ||
     fail "not upgraded"
 
+[ "$(stream_process source)" != "$stream_before" ] || fail "the old streams still run"
+wait_until pidof video-receiver >/dev/null
+
 step "remove"
-dpkg -r fieldrelaybox fieldrelaybox-tools
-[ -z "$(pidof fieldrelaybox)" ] || fail "still running"
+dpkg -r fieldrelaybox-streams fieldrelaybox fieldrelaybox-tools
+running=$(pidof fieldrelaybox stream rtsp-server video-receiver gst-launch-1.0) || true
+[ -z "$running" ] || fail "still running: $running"
 [ ! -e /usr/lib/fieldrelaybox ] || fail "left in the install directory: $(ls /usr/lib/fieldrelaybox)"
 [ ! -e /usr/share/fieldrelaybox-tools ] || fail "left: $(find /usr/share/fieldrelaybox-tools)"
 [ -e /boot/firmware/fieldrelaybox.conf ] || fail "removing took the settings along"
 
 step "purge"
-dpkg -P fieldrelaybox
+dpkg -P fieldrelaybox-streams fieldrelaybox
 left=$(find / -xdev \( -path /packages -o -path /proc -o -path /sys -o -path /var/log -o -path /var/lib/dpkg \) \
     -prune -o -name '*fieldrelaybox*' -print; ls /run/fieldrelaybox.conf /dev/shm/*_mem 2>/dev/null || true)
 [ -z "$left" ] || fail "left after purging: $left"

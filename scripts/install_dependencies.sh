@@ -1,6 +1,6 @@
 #!/bin/sh
-# install_dependencies.sh GROUP...: installs the Debian packages that the groups need and that are
-# missing.
+# install_dependencies.sh [--list] GROUP...: installs the Debian packages that the groups need and that are
+# missing; with --list only prints their names.
 # Groups: build, test, run, video, streams, fuzz, lint, package, package-test.
 set -eu
 
@@ -26,10 +26,19 @@ packages_of() {
     esac
 }
 
+list=no
+if [ "${1:-}" = --list ]; then
+    list=yes
+    shift
+fi
 packages=""
 for group in "$@"; do
     packages="$packages $(packages_of "$group")"
 done
+if [ $list = yes ]; then
+    echo "$packages"
+    exit 0
+fi
 had_nginx=$(command -v /usr/sbin/nginx || true)
 # shellcheck disable=SC2086 # the list is meant to be split
 "$(dirname "$0")/apt_install.sh" $packages

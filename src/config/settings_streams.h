@@ -103,7 +103,7 @@ inline constexpr std::array stream_target_settings{
     Setting{SETTING(streams, tcp_port, integer),
         .comment = "# TCP server port for TCP MPEG-TS clients\r\n",
         .label = "TCP port", .help = "port of the TCP MPEG-TS server",
-        .limits = {1, 65535}, .sample = "8554",
+        .limits = {1, 65535}, .sample = "8555",
         .report = {"tcp_port", 70}, .parameters = {{{"tcp_port", 1, "port"}}},
         .commands = {kill_stream_outputs}},
     Setting{SETTING(streams, mpegts_clients, text),
