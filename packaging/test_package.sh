@@ -25,13 +25,13 @@ add_streams_to() {
     local quick=$1/etc/dpkg/dpkg.cfg.d/quick streams
     streams=$(scripts/install_dependencies.sh --list streams)
     printf '%s\n' force-unsafe-io 'path-exclude=/usr/share/doc/*' 'path-exclude=/usr/share/man/*' \
-        'path-exclude=/usr/share/locale/*' 'path-exclude=/usr/share/icons/*' >"$quick"
+        'path-exclude=/usr/share/locale/*' >"$quick"
     cp /etc/resolv.conf "$1/etc/resolv.conf"
     # shellcheck disable=SC2086 # the list is meant to be split
     chroot "$1" env DEBIAN_FRONTEND=noninteractive sh -ec '
         apt-get -qq update
         apt-get -qq install -y --no-install-recommends "$@"
-        apt-get clean' install $streams libgstrtspserver-1.0-0
+        apt-get clean' install $streams libgstrtspserver-1.0-0 || return
     rm "$quick" "$1/etc/resolv.conf"
 }
 
