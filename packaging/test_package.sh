@@ -9,8 +9,8 @@ cd "$(dirname "$0")/.."
 # The highest exposure that "systemd-analyze security" may find, in tenths; systemd 252 finds 4.2. What
 # is above 0 is what the daemon's shell commands need; fieldrelaybox.service says which needs what.
 exposure_limit=42
-# Likewise of a stream, whichever kind.
-stream_exposure_limit=40
+# Likewise of a stream, whichever kind: 1.8 for a source, which may open video and sound devices.
+stream_exposure_limit=18
 base=${PACKAGE_TEST_ROOT:-/var/tmp/fieldrelaybox-package-test}
 native=$(dpkg --print-architecture)
 
@@ -82,7 +82,7 @@ cp build/packages/fieldrelaybox_*_"$native".deb build/packages/fieldrelaybox-str
 for package in "$root"/packages/*.deb; do
     unpacked=$(mktemp -d)
     dpkg-deb -R "$package" "$unpacked"
-    sed -i 's/^Version: .*/&+newer/' "$unpacked/DEBIAN/control"
+    sed -i 's/^Version: .*/&+newer/; s/^Depends:.*fieldrelaybox (= [^)]*/&+newer/' "$unpacked/DEBIAN/control"
     dpkg-deb --root-owner-group -b "$unpacked" "$root/packages/newer" >/dev/null
     rm -rf "$unpacked"
 done

@@ -145,7 +145,7 @@ systemctl start commands.service || {
     journalctl --no-pager -u commands.service
     fail "a command failed, or one succeeded that should not have"
 }
-wait_until sh -c "pidof rtsp-server | grep -vx $before"
+wait_until sh -c "pidof rtsp-server | grep -qvx $before"
 fieldrelaybox-camera-simulator --quiet --for 10 >/dev/null &
 wait_until camera_is_connected
 
