@@ -8,6 +8,7 @@
 #include "stream/complaints.h"
 #include "stream/repeats.h"
 #include "stream/settings_watch.h"
+#include "stream/signals.h"
 #include "stream/supervision.h"
 #include "stream/surroundings.h"
 
@@ -17,8 +18,6 @@
 #include <csignal>
 #include <cstring>
 #include <poll.h>
-#include <sys/signalfd.h>
-#include <unistd.h>
 #include <vector>
 
 namespace stream {
@@ -80,9 +79,10 @@ void make_plan(Launcher& launcher, std::int64_t now) {
         return;
     const ConfigRecord settings = launcher.settings.value_or(default_settings());
     Plan plan = launcher.kind->plan(settings, launcher.surroundings);
-    if (plan.fault != launcher.plan.fault && !plan.fault.empty())
-        warn(launcher, without_secrets(launcher, plan.fault));
     Supervision& supervision = launcher.supervision;
+    const bool told_at_the_end = supervision.running && !plan.command;
+    if (plan.fault != launcher.plan.fault && !plan.fault.empty() && !told_at_the_end)
+        warn(launcher, without_secrets(launcher, plan.fault));
     if (plan.command != launcher.plan.command) {
         note_other_command(supervision);
         launcher.told = {};
@@ -116,14 +116,6 @@ void follow_files(Launcher& launcher, std::int64_t now) {
     else if (!launcher.plan.fault.empty() &&
              fieldrelaybox::has_passed(now, launcher.planned_ms, replan_ms))
         make_plan(launcher, now);
-}
-
-void follow_signals(Launcher& launcher) {
-    signalfd_siginfo signal_information{};
-    while (read(launcher.signals, &signal_information, sizeof signal_information) > 0) {
-        if (signal_information.ssi_signo != SIGCHLD)
-            launcher.supervision.stopping = true;
-    }
 }
 
 void follow_errors(Launcher& launcher, std::int64_t now) {
@@ -255,29 +247,17 @@ void wait_for_events(const Launcher& launcher, std::optional<std::int64_t> until
     poll(waiting.data(), waiting.size(), static_cast<int>(left));
 }
 
-// All that the loop follows.
-bool open_signals(Launcher& launcher) {
-    signal(SIGPIPE, SIG_IGN);
-    sigset_t followed;
-    sigemptyset(&followed);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGCHLD})
-        sigaddset(&followed, number);
-    sigprocmask(SIG_BLOCK, &followed, &launcher.caller_mask);
-    launcher.signals = signalfd(-1, &followed, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (launcher.signals < 0)
-        fieldrelaybox::log_error("%s: no signals to be had: %s", launcher.kind->name.data(),
-                                 std::strerror(errno));
-    return launcher.signals >= 0;
-}
-
 } // namespace
 
 int run_launcher(const Kind& kind, Surroundings surroundings) {
     fieldrelaybox::open_log();
     Launcher launcher{.kind = &kind, .surroundings = std::move(surroundings)};
     launcher.supervision.longest_pause_ms = kind.longest_pause_ms;
-    if (!open_signals(launcher))
+    launcher.signals = open_signals(launcher.caller_mask);
+    if (launcher.signals < 0) {
+        warn(launcher, std::string("no signals to be had: ") + std::strerror(errno));
         return fieldrelaybox::exit_unable;
+    }
     std::vector<std::string> files{fieldrelaybox::config_file_name};
     if (kind.reads_source_config)
         files.push_back(launcher.surroundings.source_config);
@@ -288,7 +268,7 @@ int run_launcher(const Kind& kind, Surroundings surroundings) {
         wait_for_events(launcher, decision->until_ms, fieldrelaybox::timer_clock());
         const std::int64_t now = fieldrelaybox::timer_clock();
         follow_files(launcher, now);
-        follow_signals(launcher);
+        launcher.supervision.stopping |= take_signals(launcher.signals);
         follow_child(launcher, now);
         follow_recovery(launcher, now);
         fieldrelaybox::flush_log();

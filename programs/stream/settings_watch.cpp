@@ -20,7 +20,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint32_t finished = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE;
+constexpr std::uint32_t finished =
+    IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE | IN_MOVED_FROM | IN_DELETE;
 constexpr std::uint32_t watched = finished | IN_MODIFY | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr int most_links = 8; // of links to links
 

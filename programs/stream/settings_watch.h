@@ -34,7 +34,7 @@ void start_watching(FileWatch& watch, std::vector<std::string> files);
 enum class FileEvent : std::uint8_t {
     none,
     touched, // somebody writes
-    written  // somebody has finished, or put another file in the place
+    written  // somebody has finished, or put another file in the place, or taken it away
 };
 
 // What has happened since the last call.
