@@ -24,6 +24,17 @@ Plan impossible(std::string fault) {
     return {.command = std::nullopt, .fault = std::move(fault)};
 }
 
+// rtmp://HOST/APPLICATION/KEY, with TLS as rtmps.
+bool is_rtmp_address(std::string_view url) {
+    const bool plain = url.starts_with("rtmp://");
+    if (!plain && !url.starts_with("rtmps://"))
+        return false;
+    url.remove_prefix(plain ? 7 : 8);
+    const std::string_view host = fieldrelaybox::take_item(url, '/');
+    const std::string_view application = fieldrelaybox::take_item(url, '/');
+    return !host.empty() && !application.empty() && !url.empty();
+}
+
 struct Receivers {
     std::string usable;  // "address:port,address:port"
     std::string skipped; // the others, quoted; neither empty entries
@@ -56,12 +67,15 @@ Words picture_from(int port) {
 }
 
 // The sound, over live silence: a muxer puts out nothing until each of its inputs got something,
-// and streaming sites insist on a sound track.
+// and streaming sites insist on a sound track. What waits for pictures that do not come is dropped,
+// or it would be late for ever.
 Words sound_from(int port) {
     const std::string raw = " ! audio/x-raw,format=S16LE,rate=48000,channels=2 ! ";
     return words_of("audiotestsrc is-live=true wave=silence samplesperbuffer=480" + raw +
                     "audiomixer name=mix latency=30000000" + raw +
-                    "voaacenc bitrate=96000 ! aacparse ! queue ! mux. " + arriving_at(port) +
+                    "voaacenc bitrate=96000 ! aacparse ! queue leaky=downstream "
+                    "max-size-time=500000000 ! mux. " +
+                    arriving_at(port) +
                     " caps=audio/mpeg,mpegversion=4,stream-format=adts ! aacparse ! faad ! "
                     "audioconvert ! audioresample" +
                     raw + "queue ! mix.");
@@ -80,16 +94,15 @@ Plan plan_rtmp(const ConfigRecord& settings, const Surroundings& /*surroundings*
     if (settings.rtmp_enabled == 0)
         return {};
     const std::string_view url = fieldrelaybox::text_of(settings.rtmp_url);
-    if (!url.starts_with("rtmp://") && !url.starts_with("rtmps://"))
-        return impossible("rtmp_url is no rtmp address");
+    if (!is_rtmp_address(url))
+        return impossible("rtmp_url is no rtmp address like rtmp://HOST/APPLICATION/KEY");
     // TCP bridges a gap of the network, but for longer than 20 s it would wait too long between
-    // its tries. A server that takes a connection and then says nothing is the watchdog's.
-    return launch(joined(
-        {words_of("flvmux name=mux streamable=true ! watchdog timeout=20000 ! "
-                  "tcptimeout timeout=20000 ! rtmp2sink sync=false timeout=3 chunk-size=4096"),
-         {property("location", url)},
-         picture_from(3002),
-         sound_from(4002)}));
+    // its tries. The sink gives up a server that takes connections and says nothing.
+    return launch(joined({words_of("flvmux name=mux streamable=true ! tcptimeout timeout=20000 ! "
+                                   "rtmp2sink sync=false timeout=8 chunk-size=4096"),
+                          {property("location", url)},
+                          picture_from(3002),
+                          sound_from(4002)}));
 }
 
 Plan plan_tcp(const ConfigRecord& settings, const Surroundings& /*surroundings*/) {

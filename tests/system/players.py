@@ -12,6 +12,7 @@ import re
 import shutil
 import socket
 import subprocess
+import tempfile
 import threading
 import time
 import unittest
@@ -136,3 +137,25 @@ class Player:
             new = self.frames(kind)[start:]
             return len([it for it in new if not values or tuple(it[1:]) == values]) >= count
         wait_until(enough, f"{count} {kind} frames {values}: {self.errors.lines[-9:]}", timeout)
+
+
+class Stream:
+    """The launcher of a kind in a directory of its own, as a context."""
+
+    def __init__(self, kind: str, settings: str) -> None:
+        self._home = tempfile.TemporaryDirectory(prefix=f"{kind}.", dir="/run")
+        self.settings = Path(self._home.name, "fieldrelaybox.conf")
+        self.settings.write_text(settings)
+        self.process = subprocess.Popen([PROGRAMS / "stream", kind], cwd=self._home.name,
+                                        stdin=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        assert self.process.stderr
+        self.log = Lines(self.process.stderr)
+
+    def __enter__(self) -> "Stream":
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.process.terminate()
+        assert self.process.wait(TIMEOUT) == 0, self.log.lines
+        self.log.join()
+        self._home.cleanup()
