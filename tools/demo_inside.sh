@@ -53,24 +53,32 @@ daemon_pid() {
     done
 }
 
-picture=(-re -f lavfi -i "testsrc2=size=640x360:rate=15" -pix_fmt yuv420p -c:v libx264
-    -profile:v baseline -preset ultrafast -tune zerolatency -g 15 -b:v 600k -bf 0)
-clock='drawtext=text=%{localtime\\:%T}:fontsize=48:fontcolor=white:box=1:boxcolor=black:x=20:y=20'
+# Streams keep what they know of GStreamer there.
+export CACHE_DIRECTORY=$home
+programs=$(dirname "$daemon")
 
-ffmpeg_can() {
-    ffmpeg -nostdin -v quiet "${picture[@]}" "$@" -frames:v 1 -f null - </dev/null >/dev/null 2>&1
+streams_can_run() {
+    local element
+    [ -x "$programs/stream" ] && [ -d "$programs/gstreamer-1.0" ] || return 1
+    for element in clockoverlay x264enc voaacenc mpegtsmux tcpserversink; do
+        GST_PLUGIN_PATH=$programs/gstreamer-1.0 GST_REGISTRY=$home/registry.bin \
+            gst-inspect-1.0 --exists $element 2>/dev/null || return 1
+    done
 }
 
-start_video() {
-    local draw=()
-    if [ "${DEMO_VIDEO:-}" = numbers ] || ! ffmpeg_can; then
+start_streams() {
+    local kind
+    if [ "${DEMO_VIDEO:-}" = numbers ] || ! streams_can_run; then
         echo "video: numbered datagrams"
         start video "$tools/numbered_stream.py"
         return
     fi
-    ffmpeg_can -vf "$clock" && draw=(-vf "$clock")
-    start video ffmpeg -nostdin -hide_banner -loglevel warning "${picture[@]}" \
-        ${draw[@]+"${draw[@]}"} -f h264 'udp://127.0.0.1:5000?pkt_size=1300'
+    echo "url=test:" >"$home/source.conf"
+    start source "$programs/stream" source --config "$home/source.conf"
+    for kind in transcode rtmp mpegts tcp rtsp; do
+        start "$kind" "$programs/stream" "$kind"
+    done
+    echo "the picture: tools/attach.sh -- ffplay rtsp://127.0.0.1:8554/video (or tcp://127.0.0.1:8555)"
 }
 
 end_all() {
@@ -123,7 +131,7 @@ start box bash -c "$keep_running" "$daemon"
 keeper=${started[0]}
 # shellcheck disable=SC2086 # several options in one variable
 start camera "$tools/camera_simulator.py" ${DEMO_CAMERA_OPTIONS:-}
-start_video
+start_streams
 echo "another client: tools/attach.sh    end: Ctrl-C"
 echo "the daemon's log: tools/attach.sh -- tail -f $logs/box.log"
 env --default-signal=INT "$tools/box_client.py" --host 127.0.0.1 --timeout 10 "$@" &

@@ -5,8 +5,8 @@
 #
 #     --camera-options "..."  options for tools/camera_simulator.py, such as
 #                             "--lose 10 --silent-every 20 --port-every 45 --garbage 20"
-#     --video ffmpeg|numbers  a test picture as H.264 (the default when ffmpeg can do it), or
-#                             numbered datagrams
+#     --video test|numbers    a test picture with sound, and all outputs (the default when
+#                             GStreamer can do it), or numbered datagrams
 #     --logs DIR              keep the logs there
 #     --soak SECONDS          run so long, then compare the daemon's threads, open files and
 #                             memory with those at the start; exit status 1 when they grew

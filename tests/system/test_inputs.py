@@ -40,9 +40,11 @@ class Arrivals:
     def pictures(self) -> int:
         return sum(len(DELIMITER.findall(it)) for it in self.datagrams)
 
-    def await_pictures(self, count: int, timeout: float = TIMEOUT) -> bytes:
-        wait_until(lambda: self.pictures() >= count, f"{count} pictures", timeout)
-        return b"".join(self.datagrams)
+    def await_pictures(self, count: int) -> bytes:
+        """More, and without the last one, of which there may be more to come."""
+        wait_until(lambda: self.pictures() > count, f"{count} pictures")
+        data = b"".join(self.datagrams)
+        return data[:[it.start() for it in DELIMITER.finditer(data)][-1]]
 
 
 def probed(data: bytes, *entries: str) -> list[list[str]]:
