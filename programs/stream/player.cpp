@@ -17,7 +17,7 @@ struct Screen {
 
 constexpr std::array screens{
     Screen{"WAYLAND_DISPLAY", "waylandsink fullscreen=true"},
-    Screen{"DISPLAY", "autovideosink"},
+    Screen{"DISPLAY", "videoscale ! ximagesink"},
 };
 
 // The display of whoever runs it, else the screen itself.
@@ -31,7 +31,7 @@ Words screen() {
 
 Plan plan_player(const ConfigRecord& /*settings*/, const Surroundings& surroundings) {
     return {.command = Command{surroundings.folder + "/video-player",
-                               joined({words_of("udpsrc address=127.0.0.1 port=6000 "
+                               joined({words_of("-q udpsrc address=127.0.0.1 port=6000 "
                                                 "do-timestamp=true buffer-size=2000000 !"),
                                        h264_decoder(surroundings),
                                        words_of("! queue leaky=downstream max-size-buffers=1 ! "

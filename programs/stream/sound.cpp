@@ -48,7 +48,9 @@ Plan plan_sound(const ConfigRecord& settings, const Surroundings& surroundings) 
     if (input.empty())
         return {.command = std::nullopt, .fault = "no USB sound card"};
     return {.command = Command{surroundings.folder + "/audio-source",
-                               joined({input, aac_encoder(settings.audio_bitrate),
+                               joined({{"-q"},
+                                       input,
+                                       aac_encoder(settings.audio_bitrate),
                                        words_of("! udpsink host=127.0.0.1 port=4001 "
                                                 "sync=false")})},
             .fault = ""};

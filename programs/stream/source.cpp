@@ -58,8 +58,7 @@ Words file(const std::string& url, const Surroundings& surroundings) {
 }
 
 Words test_picture(const std::string& /*url*/, const Surroundings& surroundings) {
-    return joined({words_of("videotestsrc is-live=true pattern=ball animation-mode=running-time "
-                            "background-color=0xff204060 ! "
+    return joined({words_of("-q videotestsrc is-live=true pattern=smpte horizontal-speed=2 ! "
                             "video/x-raw,format=I420,width=640,height=360,framerate=30/1 ! "
                             "clockoverlay font-desc=Sans,24 !"),
                    h264_encoder(test_picture_bits, surroundings), picture_sink(false),

@@ -177,6 +177,19 @@ class Inputs(unittest.TestCase):
             self.check_source(f"udp://{LOOPBACK}:7777", 2 * RATE, 50)
             sent.terminate()
 
+    def test_a_server_of_rtsp_that_goes_and_comes_back(self) -> None:
+        sender, video = self.enterContext(Sender(3005)), self.arrivals(5000)
+        sender.film = film()
+        server = [PROGRAMS / "rtsp-server"]
+        self.launch("source", "url=rtsp://127.0.0.1:8554/video\n")
+        for _ in range(2):
+            with subprocess.Popen(server) as serving:
+                try:
+                    video.await_pictures(video.pictures() + RATE)
+                finally:
+                    serving.terminate()
+        self.check_datagrams(video.datagrams, 1300)
+
     def test_sound_has_the_bit_rate_of_the_settings(self) -> None:
         audio = self.arrivals(4001)
         self.launch("sound", "sound=test:\n")
