@@ -1,7 +1,8 @@
 #!/bin/bash
 # Builds the daemon for 32-bit ARM on this machine and runs every test on it under user-mode emulation:
 # the unit tests, and the system tests against the emulated daemon, whose shell commands run natively.
-# With --also-arm64 then all unit tests on 64-bit ARM. The expected values are those of the other builds.
+# Then every kind of stream starts, with the GStreamer of that architecture. With --also-arm64 at last all unit
+# tests on 64-bit ARM. The expected values are those of the other builds.
 # Usage: test_armhf.sh [--also-arm64] [CTEST-ARGUMENT-FOR-32-BIT...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -12,17 +13,19 @@ if [ "${1:-}" = --also-arm64 ]; then
     shift
 fi
 packaging/install_cross.sh armhf arm64
+packaging/make_sysroot.sh run armhf
 scripts/install_dependencies.sh build test
 
 build_for() {
     cmake --preset "$1" -DBUILD_TESTING=ON >/dev/null
-    cmake --build --preset "$1" --target fieldrelaybox wlanstatus unit_tests shell_tests
+    cmake --build --preset "$1" --target fieldrelaybox wlanstatus stream rtsp-server gstfieldrelaybox \
+        unit_tests shell_tests
 }
 
 # A wrong compiler would make the whole run say nothing about the target.
 require_machine() {
     local program header machine=$2 flags=$3
-    for program in fieldrelaybox wlanstatus tests/unit_tests tests/shell_tests; do
+    for program in fieldrelaybox wlanstatus stream rtsp-server tests/unit_tests tests/shell_tests; do
         header=$(LC_ALL=C readelf -h "build/$1/$program")
         if ! grep -q "Machine: *$machine\$" <<<"$header" || ! grep -q "Flags:.*$flags" <<<"$header"; then
             echo "test_armhf.sh: $program is not a program for $1" >&2
@@ -39,6 +42,7 @@ build_for armhf
 require_machine armhf ARM hard-float
 # System tests mostly wait for the daemon, so more of them run than there are processors.
 FIELDRELAYBOX_RUNNER=qemu-arm-static run_tests armhf -j "$(($(nproc) * 2))" "$@"
+tools/sandbox.sh packaging/test_armhf_streams.sh build/armhf build/sysroot/armhf-run
 
 [ "$also_arm64" = yes ] || exit 0
 build_for arm64
