@@ -100,7 +100,7 @@ class StreamLauncher(unittest.TestCase):
         self.log.wait_for("tcp: started anew: its settings changed")
         self.target.write_text(settings(tcp_port=3333)[:-40])
         self.target.write_text("")
-        self.write(tcp_enabled=1, tcp_port=2222, rtmp_enabled=1, rtmp_url="rtmp://elsewhere/live")
+        self.write(tcp_enabled=1, tcp_port=2222, rtmp_enabled=1, rtmp_url="rtmp://elsewhere/live/key")
         self.assertIn("rtmp2sink", self.run_number(3)[2])  # by now the other would have ended
         os.kill(self.run_number(2)[1], signal.SIGKILL)
         self.assertIn("port=2222", self.run_number(4)[2])
