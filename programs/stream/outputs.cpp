@@ -72,7 +72,7 @@ Words picture_from(int port) {
 Words sound_from(int port) {
     const std::string raw = " ! audio/x-raw,format=S16LE,rate=48000,channels=2 ! ";
     return words_of("audiotestsrc is-live=true wave=silence samplesperbuffer=480" + raw +
-                    "audiomixer name=mix latency=30000000" + raw +
+                    "audiomixer name=mix latency=30000000 alignment-threshold=20000000" + raw +
                     "voaacenc bitrate=96000 ! aacparse ! queue leaky=downstream "
                     "max-size-time=500000000 ! mux. " +
                     arriving_at(port) +
