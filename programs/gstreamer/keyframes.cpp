@@ -1,5 +1,7 @@
 #include "gstreamer/keyframes.h"
 
+#include "gstreamer/pads.h"
+
 #include <gst/video/video.h>
 
 namespace gstreamer {
@@ -9,9 +11,8 @@ namespace {
 struct Keyframes {
     GstElement element; // first, as GStreamer casts between them
     GstPad* output;
-    guint interval;     // milliseconds; set before the element starts
-    GstSegment segment; // of the pictures that come
-    GstClockTime next;  // running time of the next request
+    guint interval;    // milliseconds; set before the element starts
+    GstClockTime next; // running time of the next request
 };
 
 struct KeyframesClass {
@@ -31,23 +32,25 @@ bool is_due(Keyframes* self, GstClockTime running) {
     return !first;
 }
 
-GstFlowReturn take_picture(GstPad* /*pad*/, GstObject* parent, GstBuffer* picture) {
-    auto* const self = reinterpret_cast<Keyframes*>(parent);
-    const GstClockTime time = GST_BUFFER_PTS(picture);
-    const GstClockTime running = gst_segment_to_running_time(&self->segment, GST_FORMAT_TIME, time);
-    if (GST_CLOCK_TIME_IS_VALID(running) && is_due(self, running))
-        gst_pad_push_event(self->output, gst_video_event_new_downstream_force_key_unit(
-                                             time, GST_CLOCK_TIME_NONE, running, TRUE, 0));
-    return gst_pad_push(self->output, picture);
+GstClockTime running_time(GstPad* input, GstClockTime time) {
+    GstEvent* const sticky = gst_pad_get_sticky_event(input, GST_EVENT_SEGMENT, 0);
+    if (sticky == nullptr)
+        return GST_CLOCK_TIME_NONE;
+    const GstSegment* segment = nullptr;
+    gst_event_parse_segment(sticky, &segment);
+    const GstClockTime running = gst_segment_to_running_time(segment, GST_FORMAT_TIME, time);
+    gst_event_unref(sticky);
+    return running;
 }
 
-gboolean take_event(GstPad* pad, GstObject* parent, GstEvent* event) {
+GstFlowReturn take_picture(GstPad* pad, GstObject* parent, GstBuffer* picture) {
     auto* const self = reinterpret_cast<Keyframes*>(parent);
-    if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
-        gst_event_copy_segment(event, &self->segment);
-        self->next = GST_CLOCK_TIME_NONE;
-    }
-    return gst_pad_event_default(pad, parent, event);
+    const GstClockTime shown = GST_BUFFER_PTS(picture);
+    const GstClockTime due = running_time(pad, shown);
+    if (GST_CLOCK_TIME_IS_VALID(due) && is_due(self, due))
+        gst_pad_push_event(self->output, gst_video_event_new_downstream_force_key_unit(
+                                             shown, GST_CLOCK_TIME_NONE, due, TRUE, 0));
+    return gst_pad_push(self->output, picture);
 }
 
 void set_interval(GObject* object, guint /*number*/, const GValue* value, GParamSpec* /*what*/) {
@@ -57,11 +60,6 @@ void set_interval(GObject* object, guint /*number*/, const GValue* value, GParam
 void get_interval(GObject* object, guint /*number*/, GValue* value, GParamSpec* /*what*/) {
     g_value_set_uint(value, reinterpret_cast<Keyframes*>(object)->interval);
 }
-
-GstStaticPadTemplate pictures_in = GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS,
-                                                           GST_STATIC_CAPS("video/x-raw(ANY)"));
-GstStaticPadTemplate pictures_out = GST_STATIC_PAD_TEMPLATE("src", GST_PAD_SRC, GST_PAD_ALWAYS,
-                                                            GST_STATIC_CAPS("video/x-raw(ANY)"));
 
 G_DEFINE_TYPE(Keyframes, keyframes, GST_TYPE_ELEMENT)
 
@@ -76,8 +74,7 @@ void keyframes_class_init(KeyframesClass* made) {
                                     g_param_spec_uint("interval", "Interval",
                                                       "Milliseconds from one key frame to the next",
                                                       1, longest, 1000, flags));
-    gst_element_class_add_static_pad_template(elements, &pictures_in);
-    gst_element_class_add_static_pad_template(elements, &pictures_out);
+    declare_pads(elements);
     gst_element_class_set_static_metadata(elements, "Asks for key frames", "Filter/Video",
                                           "Asks the encoder for a key frame now and then",
                                           "Fieldrelaybox");
@@ -86,16 +83,7 @@ void keyframes_class_init(KeyframesClass* made) {
 void keyframes_init(Keyframes* self) {
     self->interval = 1000;
     self->next = GST_CLOCK_TIME_NONE;
-    gst_segment_init(&self->segment, GST_FORMAT_TIME);
-    GstPad* const input = gst_pad_new_from_static_template(&pictures_in, "sink");
-    gst_pad_set_chain_function(input, take_picture);
-    gst_pad_set_event_function(input, take_event);
-    GST_PAD_SET_PROXY_CAPS(input);
-    GST_PAD_SET_PROXY_ALLOCATION(input);
-    self->output = gst_pad_new_from_static_template(&pictures_out, "src");
-    GST_PAD_SET_PROXY_CAPS(self->output);
-    gst_element_add_pad(&self->element, input);
-    gst_element_add_pad(&self->element, self->output);
+    self->output = add_pads(&self->element, take_picture, nullptr);
 }
 
 } // namespace
