@@ -79,7 +79,8 @@ class Inputs(unittest.TestCase):
         config = self.home / "source.conf"
         config.write_text(source or "")
         options = [] if source is None else ["--config", config]
-        process = subprocess.Popen([PROGRAMS / "stream", kind, *options], cwd=self.home, stderr=subprocess.PIPE)
+        process = subprocess.Popen([PROGRAMS / "stream", kind, *options], cwd=self.home,
+                                   stderr=subprocess.PIPE)
         assert process.stderr
         log = Lines(process.stderr)
         for cleanup in (log.join, lambda: process.wait(TIMEOUT), process.terminate):
@@ -130,10 +131,6 @@ class Inputs(unittest.TestCase):
         data = self.transcode(320, 180, 3 * RATE)
         whole = data[data.rindex(PARAMETERS):]
         self.assertEqual(set(map(tuple, probed(whole, "width", "height"))), {("320", "180")})
-
-    def test_a_size_that_no_picture_can_have_is_told(self) -> None:
-        self.settings("video_transcode_enabled=1\nvideo_width=8\nvideo_height=720\n")
-        self.launch("transcode").wait_for("transcode: no picture can be 8 x 720 pixels (video_width, video_height)")
 
     def check_source(self, url: str, pictures: int, sound: int) -> None:
         """More than the film of a file has, so it comes around again."""
@@ -204,8 +201,10 @@ class Inputs(unittest.TestCase):
             self.assertEqual({it[0] for it in probed(b"".join(audio.datagrams[-20:]), "channels")},
                              {channels})
 
-    def test_what_is_missing_is_told(self) -> None:
-        self.settings("audio_enabled=1\nhdmi_enabled=1\n")
+    def test_what_is_missing_or_impossible_is_told(self) -> None:
+        self.settings("audio_enabled=1\nvideo_transcode_enabled=1\nvideo_width=8\nvideo_height=720\n")
+        self.launch("transcode").wait_for(
+            "transcode: no picture can be 8 x 720 pixels (video_width, video_height)")
         self.launch("sound").wait_for("sound: no USB sound card")
         self.launch("source", "url=gopher://camera/\n").wait_for(
             f"source: {self.home}/source.conf: no source can be opened as gopher")
