@@ -27,11 +27,11 @@ setting_at() { tail -c "+$(($1 + 1))" /dev/shm/config_mem | head -c "$2" | tr -d
 setting_is() { [ "$(setting_at "$1" "$2")" = "$3" ]; }
 set_value() { fieldrelaybox-client set --host 127.0.0.1 "$@" || fail "not set: $*"; }
 stream_process() { systemctl show -P MainPID "fieldrelaybox-stream@$1.service"; }
-# Whether pictures at a port of the box can be decoded, as a player would.
-plays_at() {
-    timeout 5 gst-launch-1.0 -q tcpclientsrc host=127.0.0.1 port="$1" ! tsdemux ! h264parse ! avdec_h264 ! \
-        identity eos-after=20 ! fakesink >/dev/null 2>&1
+# Whether pictures that come so can be decoded, as a player would.
+plays() {
+    timeout 5 gst-launch-1.0 -q "$@" ! h264parse ! avdec_h264 ! identity eos-after=20 ! fakesink >/dev/null 2>&1
 }
+plays_at() { plays tcpclientsrc host=127.0.0.1 port="$1" ! tsdemux; }
 camera_is_connected() { [ "$(tail -c +135 /dev/shm/hud_mem | head -c 1 | od -An -tu1)" -eq 1 ]; }
 camera_ssid=(2438 256)
 
@@ -101,14 +101,14 @@ for unit in "${streams[@]}"; do
         fail "$unit has more rights than $STREAM_EXPOSURE_LIMIT tenths"
 done
 
-step "streams: a source is played over TCP, as the settings say, also when they change"
+step "streams: a source is played over TCP and RTSP, as the settings say, also when they change"
 echo url=test: >/etc/fieldrelaybox/source.conf
 set_value tcp_enabled 1
 wait_until plays_at 8555
 set_value tcp_port 8600
 wait_until plays_at 8600
 set_value rtsp_enabled 1
-wait_until pidof rtsp-server >/dev/null
+wait_until plays rtspsrc location=rtsp://127.0.0.1:8554/video ! rtph264depay
 for kind in source tcp rtsp; do # its rights are enough
     told=$(journalctl -q -p warning -u "fieldrelaybox-stream@$kind.service")
     [ -z "$told" ] || fail "$kind complains: $told"
