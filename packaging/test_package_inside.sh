@@ -109,7 +109,10 @@ set_value tcp_port 8600
 wait_until plays_at 8600
 set_value rtsp_enabled 1
 wait_until plays rtspsrc location=rtsp://127.0.0.1:8554/video ! rtph264depay
-for kind in source tcp rtsp; do # its rights are enough
+set_value video_resolution 320x240
+set_value video_transcode_enabled 1 # all that is played is the transcoder's from here on
+wait_until plays_at 8600
+for kind in source tcp rtsp transcode; do # its rights are enough
     told=$(journalctl -q -p warning -u "fieldrelaybox-stream@$kind.service")
     [ -z "$told" ] || fail "$kind complains: $told"
 done
