@@ -57,7 +57,8 @@ void add_buffer(Cutting& cutting, GstBuffer* buffer) {
 
 Cutting begin_cutting(const Datagrams* self) {
     const guint unit = std::clamp(self->unit, 1U, self->max_size);
-    return {gst_buffer_list_new(), nullptr, self->max_size / unit * unit};
+    const gsize units = self->max_size / unit;
+    return {gst_buffer_list_new(), nullptr, units * unit};
 }
 
 GstFlowReturn push(const Datagrams* self, Cutting& cutting) {

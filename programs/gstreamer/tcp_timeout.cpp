@@ -40,7 +40,7 @@ void limit_connections(guint timeout) {
         return;
     while (const dirent* entry = readdir(descriptors))
         if (entry->d_name[0] != '.')
-            limit_connection(std::atoi(entry->d_name), timeout);
+            limit_connection(static_cast<int>(std::strtol(entry->d_name, nullptr, 10)), timeout);
     closedir(descriptors);
 }
 

@@ -25,10 +25,10 @@ namespace fieldrelaybox {
 
 namespace {
 
-constexpr std::size_t datagram_capacity = 1500;
+constexpr std::size_t camera_datagram_capacity = 1500;
 constexpr std::size_t shortest_frame = 15;
 constexpr std::size_t longest_frame = 104;
-constexpr std::int64_t pause_after_failure_us = 500'000;
+constexpr std::int64_t pause_after_camera_failure_us = 500'000;
 
 bool camera_is_ignored() {
     const ConfigRecord& record = config_record();
@@ -120,8 +120,9 @@ bool decode_whole_frame(Bytes frame, std::int64_t now) {
 void receive_step(std::span<std::uint8_t> buffer) {
     show_life(Vital::telemetry);
     sockaddr_in sender{};
-    const auto datagram = receive_from(
-        {camera_link().socket, statistics().camera_in, pause_after_failure_us}, buffer, &sender);
+    const auto datagram =
+        receive_from({camera_link().socket, statistics().camera_in, pause_after_camera_failure_us},
+                     buffer, &sender);
     if (!datagram)
         return;
     if (!datagram->empty() && !camera_is_ignored()) {
@@ -138,7 +139,7 @@ void receive_step(std::span<std::uint8_t> buffer) {
 
 void start_telemetry_receiver() {
     start_service("telemetry", [] {
-        std::array<std::uint8_t, datagram_capacity> buffer{};
+        std::array<std::uint8_t, camera_datagram_capacity> buffer{};
         open_camera_link([] { show_life(Vital::telemetry); });
         while (true)
             run_guarded("telemetry", [&] { receive_step(buffer); });
