@@ -18,6 +18,7 @@
 #include <csignal>
 #include <cstring>
 #include <poll.h>
+#include <utility>
 #include <vector>
 
 namespace stream {
@@ -35,7 +36,7 @@ struct Launcher {
     int signals = -1;
     FileWatch watch{};
     std::optional<ConfigRecord> settings{};
-    bool told_missing = false;
+    bool told_missing = false; // that whole settings are waited for
     Plan plan{};
     std::int64_t planned_ms = 0;
     std::int64_t looked_ms = 0;
@@ -49,9 +50,8 @@ struct Launcher {
 };
 
 std::string without_secrets(const Launcher& launcher, const std::string& text) {
-    const std::string masked_addresses = masked(text, secrets_of({text}));
-    return launcher.command ? masked(masked_addresses, secrets_of(launcher.command->arguments))
-                            : masked_addresses;
+    const Words arguments = launcher.command ? launcher.command->arguments : Words{};
+    return masked(masked(text, secrets_of({text})), secrets_of(arguments));
 }
 
 void tell(const Launcher& launcher, const std::string& words) {
@@ -65,12 +65,17 @@ void warn(const Launcher& launcher, const std::string& words) {
 // A cause that can come again and again, with what follows from it.
 void warn_of_fault(Launcher& launcher, std::int64_t now, const std::string& cause,
                    std::int64_t pause_ms) {
-    constexpr std::int64_t second = 1000;
-    const std::string consequence = "trying again in " + std::to_string(pause_ms / second) + " s";
+    const std::string consequence = "trying again in " + std::to_string(pause_ms / 1000) + " s";
     if (const auto line = line_for(launcher.told, now, cause, consequence)) {
         warn(launcher, *line);
         launcher.told.awaits_recovery = true;
     }
+}
+
+void tell_missing(Launcher& launcher) {
+    if (!std::exchange(launcher.told_missing, true))
+        tell(launcher,
+             std::string("waits for whole settings in ") + fieldrelaybox::config_file_name);
 }
 
 void make_plan(Launcher& launcher, std::int64_t now) {
@@ -95,25 +100,27 @@ void make_plan(Launcher& launcher, std::int64_t now) {
 
 void read_files(Launcher& launcher, std::int64_t now) {
     launcher.looked_ms = now;
-    std::optional<ConfigRecord> settings = read_settings(fieldrelaybox::config_file_name);
+    const auto settings = read_settings(fieldrelaybox::config_file_name);
     if (settings)
-        launcher.settings = *settings;
-    else if (!launcher.settings && launcher.kind->needs_settings && !launcher.told_missing) {
-        launcher.told_missing = true;
-        tell(launcher, std::string("waits for settings in ") + fieldrelaybox::config_file_name);
-    }
+        launcher.settings = settings;
+    else if (!launcher.settings && launcher.kind->needs_settings)
+        tell_missing(launcher);
     make_plan(launcher, now);
 }
 
 void follow_files(Launcher& launcher, std::int64_t now) {
     const FileEvent event = take_events(launcher.watch);
-    if (event != FileEvent::none)
-        note_change(launcher.supervision, now);
+    const bool left_unfinished = was_left_unfinished(launcher.supervision, now);
+    if (left_unfinished && event == FileEvent::none)
+        forget_writers(launcher.watch);
+    const bool being_written = is_being_written(launcher.watch);
+    if (event != FileEvent::none || left_unfinished)
+        note_change(launcher.supervision, now, being_written);
     const bool look =
         !launcher.watch.complete && fieldrelaybox::has_passed(now, launcher.looked_ms, look_ms);
-    if (event == FileEvent::written || look)
+    if (!being_written && (event == FileEvent::written || look || left_unfinished))
         read_files(launcher, now);
-    else if (!launcher.plan.fault.empty() &&
+    else if (!being_written && !launcher.plan.fault.empty() &&
              fieldrelaybox::has_passed(now, launcher.planned_ms, replan_ms))
         make_plan(launcher, now);
 }
@@ -150,9 +157,8 @@ void follow_child(Launcher& launcher, std::int64_t now) {
     if (!take_end(launcher.child, launcher.complaint.failed, end))
         return;
     follow_errors(launcher, now); // what it said before it ended
-    const Supervision& supervision = launcher.supervision;
-    if (supervision.asked_ms)
-        end.ending = supervision.hung ? Ending::fault : Ending::asked;
+    if (launcher.supervision.asked_ms)
+        end.ending = launcher.supervision.hung ? Ending::fault : Ending::asked;
     else if (end.ending == Ending::outside && launcher.complaint.failed)
         end.ending = Ending::fault;
     forget_child(launcher.child);
@@ -174,12 +180,26 @@ void tell_start(Launcher& launcher, std::int64_t now, bool other_command) {
         tell(launcher, *line);
 }
 
-void start(Launcher& launcher, std::int64_t now) {
+// False while there are none that may count: those of before may be old.
+bool has_settings_to_start(Launcher& launcher, std::int64_t now) {
     const auto settings = read_settings(fieldrelaybox::config_file_name);
-    if (!settings && wait_for_rest(launcher.supervision, now))
+    if (settings) {
+        launcher.told_missing = false;
+        if (!launcher.watch.complete) // nobody told when they changed
+            launcher.settings = settings;
+        return true;
+    }
+    const bool soon = wait_for_rest(launcher.supervision, now);
+    if (!soon && launcher.kind->needs_settings)
+        tell_missing(launcher);
+    else if (!soon)
+        launcher.settings.reset();
+    return !soon && !launcher.kind->needs_settings;
+}
+
+void start(Launcher& launcher, std::int64_t now) {
+    if (!has_settings_to_start(launcher, now))
         return;
-    if (settings && !launcher.watch.complete) // nobody told when they changed
-        launcher.settings = settings;
     make_plan(launcher, now); // what it is made for can have come or gone meanwhile
     if (!launcher.plan.command)
         return;
@@ -235,7 +255,7 @@ void wait_for_events(const Launcher& launcher, std::optional<std::int64_t> until
     };
     if (!launcher.watch.complete)
         at_the_latest(now + look_ms);
-    if (!launcher.plan.fault.empty())
+    if (!launcher.plan.fault.empty() || launcher.supervision.being_written)
         at_the_latest(now + replan_ms);
     if (const std::optional<std::int64_t> recovery = awaited_recovery(launcher))
         at_the_latest(*recovery);
@@ -262,7 +282,7 @@ int run_launcher(const Kind& kind, Surroundings surroundings) {
     if (kind.reads_source_config)
         files.push_back(launcher.surroundings.source_config);
     start_watching(launcher.watch, std::move(files));
-    note_change(launcher.supervision, fieldrelaybox::timer_clock()); // somebody may be writing
+    note_change(launcher.supervision, fieldrelaybox::timer_clock(), false);
     read_files(launcher, fieldrelaybox::timer_clock());
     while (const std::optional<Decision> decision = act(launcher, fieldrelaybox::timer_clock())) {
         wait_for_events(launcher, decision->until_ms, fieldrelaybox::timer_clock());

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <string_view>
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -20,9 +21,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint32_t finished =
-    IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE | IN_MOVED_FROM | IN_DELETE;
-constexpr std::uint32_t watched = finished | IN_MODIFY | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+constexpr std::uint32_t finished = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE;
+constexpr std::uint32_t watched =
+    finished | IN_CREATE | IN_MODIFY | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr int most_links = 8; // of links to links
 
 // The file at path, or else the first of its directories that is missing, where the rest will be.
@@ -71,18 +72,27 @@ void renew_watches(FileWatch& watch) {
     }
 }
 
+// What has just got a name: a new file is still to be filled; links and directories are whole.
+bool is_new_file(const WatchedName& name) {
+    struct stat status {};
+    const std::string path = name.directory + '/' + name.name;
+    return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
+}
+
 FileEvent meaning_of(FileWatch& watch, const inotify_event& event, std::string_view name) {
     const bool directory_gone = (event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED)) != 0;
     if (directory_gone)
         watch.complete = false;
     if (directory_gone || (event.mask & IN_Q_OVERFLOW) != 0)
         return FileEvent::written;
-    const bool ours = std::ranges::any_of(watch.names, [&](const WatchedName& each) {
+    const auto ours = std::ranges::find_if(watch.names, [&](const WatchedName& each) {
         return each.watch == event.wd && each.name == name;
     });
-    if (!ours)
+    if (ours == watch.names.end())
         return FileEvent::none;
-    return (event.mask & finished) != 0 ? FileEvent::written : FileEvent::touched;
+    const bool made = (event.mask & IN_CREATE) != 0;
+    ours->being_written = (event.mask & finished) == 0 && (!made || is_new_file(*ours));
+    return ours->being_written ? FileEvent::touched : FileEvent::written;
 }
 
 FileEvent meaning_of_all(FileWatch& watch, std::string_view events) {
@@ -118,6 +128,15 @@ FileEvent take_events(FileWatch& watch) {
         renew_watches(watch);
     const bool missed_some = watch.complete && !was_complete;
     return missed_some ? FileEvent::written : all;
+}
+
+bool is_being_written(const FileWatch& watch) {
+    return std::ranges::any_of(watch.names, &WatchedName::being_written);
+}
+
+void forget_writers(FileWatch& watch) {
+    for (WatchedName& name : watch.names)
+        name.being_written = false;
 }
 
 std::optional<ConfigRecord> read_settings(const std::string& path) {

@@ -14,7 +14,8 @@ namespace stream {
 struct WatchedName {
     std::string directory;
     std::string name;
-    int watch = -1; // of inotify
+    int watch = -1;             // of inotify
+    bool being_written = false; // and not closed yet
 
     bool operator==(const WatchedName& other) const {
         return directory == other.directory && name == other.name;
@@ -39,6 +40,12 @@ enum class FileEvent : std::uint8_t {
 
 // What has happened since the last call.
 FileEvent take_events(FileWatch& watch);
+
+// Whether one of the files holds only a part of what somebody is writing.
+bool is_being_written(const FileWatch& watch);
+
+// Whoever was writing will not go on.
+void forget_writers(FileWatch& watch);
 
 // The settings in the file at path as the daemon would start with them; nothing while there is no
 // whole file.

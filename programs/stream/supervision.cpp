@@ -12,6 +12,7 @@ namespace {
 // started twice. Settings that never come to rest are not waited for endlessly.
 constexpr std::int64_t quiet_ms = 250;
 constexpr std::int64_t longest_unrest_ms = 1000;
+constexpr std::int64_t longest_writing_pause_ms = 5000;
 
 constexpr std::int64_t patience_ms = 700;      // of whom is asked to end
 constexpr std::int64_t last_patience_ms = 950; // then the launcher ends without its child
@@ -25,6 +26,8 @@ constexpr std::array<std::int64_t, 4> fault_pauses_ms{1000, 2000, 4000, 5000};
 std::int64_t settled_ms(const Supervision& supervision) {
     if (!supervision.first_change_ms)
         return 0;
+    if (supervision.being_written)
+        return supervision.last_change_ms + longest_writing_pause_ms;
     return std::min(supervision.last_change_ms + quiet_ms,
                     *supervision.first_change_ms + longest_unrest_ms);
 }
@@ -95,17 +98,20 @@ Decision decide(const Supervision& supervision, std::int64_t now) {
     return at(std::max(settled_ms(supervision), supervision.earliest_start_ms), now, Action::start);
 }
 
-void note_change(Supervision& supervision, std::int64_t now) {
-    if (!supervision.first_change_ms || now >= settled_ms(supervision))
+void note_change(Supervision& supervision, std::int64_t now, bool being_written) {
+    if (!supervision.first_change_ms || now >= settled_ms(supervision) || supervision.being_written)
         supervision.first_change_ms = now;
     supervision.last_change_ms = now;
+    supervision.being_written = being_written;
+}
+
+bool was_left_unfinished(const Supervision& supervision, std::int64_t now) {
+    return supervision.being_written && now >= settled_ms(supervision);
 }
 
 bool wait_for_rest(Supervision& supervision, std::int64_t now) {
-    if (!supervision.first_change_ms || now - *supervision.first_change_ms >= longest_unrest_ms)
-        return false;
-    supervision.last_change_ms = now;
-    return true;
+    supervision.earliest_start_ms = now + quiet_ms;
+    return supervision.first_change_ms && now - *supervision.first_change_ms < longest_unrest_ms;
 }
 
 void note_other_command(Supervision& supervision) {

@@ -17,6 +17,7 @@ struct Supervision {
     // The settings' last changes; what follows one soon belongs to it.
     std::optional<std::int64_t> first_change_ms{};
     std::int64_t last_change_ms = 0;
+    bool being_written = false; // they are only a part
 
     bool running = false;
     bool outdated = false; // the child runs something else than what is wanted
@@ -47,10 +48,15 @@ struct Decision {
 // What is due at now.
 Decision decide(const Supervision& supervision, std::int64_t now);
 
-// The file of settings was touched: nothing is started before it was quiet for a while.
-void note_change(Supervision& supervision, std::int64_t now);
+// The file of settings was touched: nothing is started before it was quiet for a while, and while
+// it is being written, not until that is done.
+void note_change(Supervision& supervision, std::int64_t now, bool being_written);
 
-// The file of settings is not whole although it is quiet: true when that is worth waiting for.
+// Somebody wrote, and neither went on nor closed the file for so long that he never will.
+bool was_left_unfinished(const Supervision& supervision, std::int64_t now);
+
+// The file of settings is not whole although it is quiet: puts the start off for a moment. False
+// when that lasts too long for who can do without the file.
 bool wait_for_rest(Supervision& supervision, std::int64_t now);
 
 // Something else is wanted than before; what went wrong with that no longer counts.

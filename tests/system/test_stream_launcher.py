@@ -5,6 +5,7 @@ import os
 import signal
 import subprocess
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
@@ -87,15 +88,14 @@ class StreamLauncher(unittest.TestCase):
     def test_a_changed_setting_is_in_effect_after_one_start(self) -> None:
         self.launch("rtmp")
         self.launch()
-        self.log.wait_for("tcp: waits for settings in fieldrelaybox.conf")
+        waiting = self.log.wait_for("tcp: waits for whole settings in fieldrelaybox.conf")
         self.write(tcp_enabled=1, tcp_port=1111)
         process = self.run_number(1)[1]
         self.log.wait_for("tcp: started")
-        with self.target.open("w") as file:  # in place, as an editor does
-            file.write(settings(tcp_enabled=1, tcp_port=2222)[:-40])
-            file.flush()
-            os.kill(process, signal.SIGTERM)  # by name, by whoever wrote
-            file.write(settings(tcp_enabled=1, tcp_port=2222)[-40:])
+        self.target.write_text(settings(tcp_enabled=1, tcp_port=2222)[:-40])
+        os.kill(process, signal.SIGTERM)  # by name, by whoever wrote
+        self.log.wait_for("tcp: waits for whole settings in fieldrelaybox.conf", waiting + 1)
+        self.write(tcp_enabled=1, tcp_port=2222)
         self.assertIn("port=2222", self.run_number(2)[2])
         self.log.wait_for("tcp: started anew: its settings changed")
         self.target.write_text(settings(tcp_port=3333)[:-40])
@@ -105,6 +105,21 @@ class StreamLauncher(unittest.TestCase):
         os.kill(self.run_number(2)[1], signal.SIGKILL)
         self.assertIn("port=2222", self.run_number(4)[2])
         self.log.wait_for("tcp: ended by signal 9; started again")
+
+    def test_a_file_is_not_read_while_it_is_written(self) -> None:
+        self.write(tcp_enabled=1)
+        self.launch()
+        for run, replaced in enumerate((False, True), 1):
+            process = self.run_number(run)[1]
+            if replaced:
+                self.target.unlink()
+            with self.target.open("w") as file:  # by hand, without the heading that tells its end
+                file.write("tcp_enabled=1\ntcp_port=85")
+                file.flush()
+                os.kill(process, signal.SIGTERM)
+                time.sleep(1.5)  # longer than the launcher waits for rest
+                file.write(f"{run}0\n")
+            self.assertIn(f"port=85{run}0", self.run_number(run + 1)[2])
 
     def test_where_files_cannot_be_watched_they_are_looked_at(self) -> None:
         if "4294967295" in Path("/proc/self/uid_map").read_text():

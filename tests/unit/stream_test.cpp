@@ -63,7 +63,7 @@ TEST(StreamLauncher, a_program_ended_from_outside_is_back_soon_but_not_in_a_busy
     EXPECT_EQ(stage.pause_after(0, Ending::outside), 2000);
     EXPECT_LE(stage.pause_after(1000, Ending::outside), 300);
     for (int changes = 0; changes < 9; ++changes) { // somebody moves a slider
-        note_change(stage.supervision, stage.now);
+        note_change(stage.supervision, stage.now, false);
         EXPECT_LE(stage.pause_after(0, Ending::outside), 300);
     }
 }
@@ -73,23 +73,29 @@ TEST(StreamLauncher, settings_come_to_rest_before_anything_starts_but_not_for_ev
     stage.go();
     stage.supervision.outdated = true;
     for (stage.now = 10'000; stage.now < 10'100; stage.now += 50)
-        note_change(stage.supervision, stage.now);
+        note_change(stage.supervision, stage.now, false);
     EXPECT_EQ(stage.go(), Action::ask);
     EXPECT_EQ(stage.now, 10'050 + 250);
     EXPECT_EQ(stage.pause_after(0, Ending::asked), 0);
 
     note_end(stage.supervision, stage.now, Ending::asked);
-    note_change(stage.supervision, 20'000);
+    note_change(stage.supervision, 20'000, false);
     for (stage.now = 20'100; decide(stage.supervision, stage.now).action != Action::start;
          stage.now += 100) {
         ASSERT_LT(stage.now, 22'000);
-        note_change(stage.supervision, stage.now);
+        note_change(stage.supervision, stage.now, false);
     }
     EXPECT_GE(stage.now, 21'000);
-    stage.now = 30'000;
-    note_start(stage.supervision, stage.now);
+    for (const std::int64_t now : {22'000, 26'900}) // a slow writer is not overtaken
+        note_change(stage.supervision, now, true);
+    EXPECT_EQ(decide(stage.supervision, 31'899).action, Action::wait);
+    EXPECT_TRUE(was_left_unfinished(stage.supervision, 31'900));
+    note_change(stage.supervision, 31'000, false);
+    EXPECT_EQ(decide(stage.supervision, 31'249).action, Action::wait);
+    EXPECT_EQ(decide(stage.supervision, 31'250).action, Action::start);
+    note_start(stage.supervision, stage.now = 32'000);
     stage.supervision.wanted = false;
-    note_change(stage.supervision, stage.now);
+    note_change(stage.supervision, stage.now, false);
     EXPECT_EQ(decide(stage.supervision, stage.now).action, Action::ask); // switched off: at once
 }
 
