@@ -34,6 +34,8 @@ void take_detail(Complaint& complaint, std::string_view line) {
     complaint.detail = line;
 }
 
+constexpr std::string_view mask = "***";
+
 // Shorter ones would hide half of every line.
 constexpr std::size_t shortest_secret = 3;
 
@@ -65,10 +67,11 @@ std::string unquoted(std::string_view text) {
 }
 
 void add_secrets(Words& secrets, std::string_view argument) {
-    const std::size_t colon = argument.find("://");
+    const std::size_t colon = argument.find(":/");
     if (colon == std::string_view::npos)
         return;
-    const std::string address = unquoted(argument.substr(colon + 3));
+    const std::size_t host_begin = argument.find_first_not_of('/', colon + 1);
+    const std::string address = unquoted(argument.substr(std::min(host_begin, argument.size())));
     const std::string_view scheme = argument.substr(0, colon);
     const bool has_key = scheme.ends_with("rtmp") || scheme.ends_with("rtmps");
     std::string_view path =
@@ -79,6 +82,17 @@ void add_secrets(Words& secrets, std::string_view argument) {
     if (!has_key)
         path.remove_prefix(std::min(path.find('?'), path.size()));
     add_parts(secrets, path);
+}
+
+// User and password of each address, which may be too short to be looked for anywhere else.
+void mask_users(std::string& text) {
+    for (std::size_t place = 0; (place = text.find(":/", place)) != std::string::npos; ++place) {
+        const std::size_t begin = std::min(text.find_first_not_of('/', place + 1), text.size());
+        const std::string_view host =
+            std::string_view(text).substr(begin, text.find_first_of("/?# \t\"'", begin) - begin);
+        if (const std::size_t at = host.rfind('@'); at != std::string_view::npos)
+            text.replace(begin, at, mask);
+    }
 }
 
 } // namespace
@@ -114,7 +128,7 @@ Words secrets_of(const Words& arguments) {
 }
 
 std::string masked(std::string text, const Words& secrets) {
-    constexpr std::string_view mask = "***";
+    mask_users(text);
     for (const std::string& secret : secrets) {
         for (std::size_t place = 0; (place = text.find(secret, place)) != std::string::npos;
              place += mask.size())

@@ -28,7 +28,7 @@ std::string cause_of(const Complaint& complaint);
 // and the path of one with which a streaming server is addressed, which has the stream's key.
 Words secrets_of(const Words& arguments);
 
-// text with *** in the place of each of the secrets.
+// text with *** in the place of each of the secrets, and of user and password in addresses.
 std::string masked(std::string text, const Words& secrets);
 
 } // namespace stream

@@ -76,6 +76,12 @@ constexpr std::array schemes{
     Scheme{"file://", file}, Scheme{"test:", test_picture},
 };
 
+// As much of url as is no secret.
+std::string unknown_scheme(const std::string& url) {
+    const std::size_t colon = url.find(':');
+    return colon == std::string::npos ? "url= names it" : url.substr(0, colon);
+}
+
 } // namespace
 
 Plan plan_source(const ConfigRecord& /*settings*/, const Surroundings& surroundings) {
@@ -87,7 +93,7 @@ Plan plan_source(const ConfigRecord& /*settings*/, const Surroundings& surroundi
     if (scheme == schemes.end())
         return {.command = std::nullopt,
                 .fault = surroundings.source_config + ": no source can be opened as " +
-                         config.url.substr(0, config.url.find("://"))};
+                         unknown_scheme(config.url)};
     return {.command = Command{surroundings.folder + "/video-receiver",
                                scheme->pipeline(config.url, surroundings)},
             .fault = ""};

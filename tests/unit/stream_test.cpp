@@ -157,6 +157,8 @@ TEST(StreamLauncher, keys_and_passwords_are_masked_and_hosts_are_not) {
         EXPECT_EQ(masked("at " + word + ", " + word, secrets), "at ***, ***") << word;
     for (const char* word : {"host.tv", "cam:554", "port=3002", "/stream", "of/none"})
         EXPECT_EQ(masked(word, secrets), word);
+    EXPECT_EQ(masked("a rtsp://me:p@a/b, \"rtsp:/a:p@s@b:1\"", {}),
+              "a rtsp://***@a/b, \"rtsp:/***@b:1\"");
 }
 
 } // namespace
