@@ -36,6 +36,16 @@ void put_in_front(const char* variable, const std::string& folder) {
     setenv(variable, any ? (folder + ':' + others).c_str() : folder.c_str(), 1);
 }
 
+// Which elements there are depends on the video devices that this kind may see. Kinds that see
+// others would write one common file anew in turns.
+std::string registry(const std::string& folder) {
+    int devices = 0;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/dev", error))
+        devices += entry.path().filename().string().starts_with("video") ? 1 : 0;
+    return folder + "/registry-" + std::to_string(devices) + ".bin";
+}
+
 } // namespace
 
 Surroundings find_surroundings(std::string source_config) {
@@ -63,7 +73,7 @@ void set_environment(const Surroundings& surroundings) {
     if (const std::string folder = plugin_folder(surroundings.folder); !folder.empty())
         put_in_front("GST_PLUGIN_PATH", folder);
     if (const char* cache = std::getenv("CACHE_DIRECTORY"))
-        setenv("GST_REGISTRY", (std::string(cache) + "/registry.bin").c_str(), 1);
+        setenv("GST_REGISTRY", registry(cache).c_str(), 1);
     setenv("LC_ALL", "C.UTF-8", 1);
     unsetenv("LANGUAGE");
 }
