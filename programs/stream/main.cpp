@@ -38,7 +38,8 @@ constexpr const char* help_text =
     "  --version      print the version\n"
     "\n"
     "Example: what serves players at tcp_port, with more of what it has to say\n"
-    "  cd /usr/lib/fieldrelaybox && GST_DEBUG=3 sh -c \"$(bin/stream tcp --print)\"\n";
+    "  sudo systemctl stop fieldrelaybox-stream@tcp; cd /usr/lib/fieldrelaybox\n"
+    "  sudo sh -c 'eval \"GST_DEBUG=3 $(bin/stream tcp --print)\"'\n";
 
 int list_kinds() {
     for (const stream::Kind& kind : stream::kinds())
@@ -63,7 +64,7 @@ int refuse(const char* words, const char* argument) {
     return fieldrelaybox::exit_wrong_usage;
 }
 
-int tell_off(const stream::Kind& kind, const std::string& reason) {
+int tell_fault(const stream::Kind& kind, const std::string& reason) {
     std::fprintf(stderr, "%s: %s\n", kind.name.data(), reason.c_str());
     return fieldrelaybox::exit_unable;
 }
@@ -72,13 +73,15 @@ int print_command(const stream::Kind& kind, const stream::Surroundings& surround
     const std::optional<ConfigRecord> settings =
         stream::read_settings(fieldrelaybox::config_file_name);
     if (!settings && kind.needs_settings)
-        return tell_off(kind, std::string("no settings in ") + fieldrelaybox::config_file_name);
+        return tell_fault(kind, std::string("no settings in ") + fieldrelaybox::config_file_name);
     const stream::Plan plan =
         kind.plan(settings.value_or(stream::default_settings()), surroundings);
     if (!plan.command)
-        return tell_off(kind, plan.fault.empty()
-                                  ? "switched off (" + std::string(kind.off_reason) + ")"
-                                  : plan.fault);
+        return tell_fault(kind, plan.fault.empty()
+                                    ? "switched off (" + std::string(kind.off_reason) + ")"
+                                    : plan.fault);
+    if (!plan.fault.empty())
+        tell_fault(kind, plan.fault);
     const std::string plugins = stream::plugin_folder(surroundings.folder);
     std::string line =
         plugins.empty() ? "" : "GST_PLUGIN_PATH=" + stream::shell_word(plugins) + ' ';
