@@ -38,6 +38,23 @@ Words sound_input(const std::string& named, const Surroundings& surroundings) {
     return card.empty() ? Words{} : words_of("alsasrc device=plughw:" + card + " !");
 }
 
+struct BitRate {
+    int bits;
+    std::string fault; // what is wrong with that of the settings; empty: nothing
+};
+
+BitRate bit_rate(int asked) {
+    constexpr int unless_asked = 64'000;
+    constexpr int least = 8000;
+    constexpr int most = 256'000;
+    const int bits = asked == 0 ? unless_asked : std::clamp(asked, least, most);
+    if (asked == 0 || bits == asked)
+        return {.bits = bits, .fault = ""};
+    return {.bits = bits,
+            .fault = "audio_bitrate is " + std::to_string(asked) + ", not 8000 to 256000; " +
+                     std::to_string(bits) + " is taken"};
+}
+
 } // namespace
 
 Plan plan_sound(const ConfigRecord& settings, const Surroundings& surroundings) {
@@ -45,15 +62,17 @@ Plan plan_sound(const ConfigRecord& settings, const Surroundings& surroundings) 
         return {};
     const SourceConfig config = read_source_config(surroundings.source_config);
     const Words input = sound_input(config.sound, surroundings);
+    const std::string separator = config.fault.empty() ? "" : "; ";
     if (input.empty())
-        return {.command = std::nullopt, .fault = "no USB sound card"};
+        return {.command = std::nullopt, .fault = config.fault + separator + "no USB sound card"};
+    const BitRate rate = bit_rate(settings.audio_bitrate);
     return {.command = Command{surroundings.folder + "/audio-source",
                                joined({{"-q"},
                                        input,
-                                       aac_encoder(settings.audio_bitrate),
+                                       aac_encoder(rate.bits),
                                        words_of("! udpsink host=127.0.0.1 port=4001 "
                                                 "sync=false")})},
-            .fault = ""};
+            .fault = config.fault + (rate.fault.empty() ? "" : separator + rate.fault)};
 }
 
 } // namespace stream

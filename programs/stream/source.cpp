@@ -1,4 +1,5 @@
-// A picture from elsewhere, and its sound, to the daemon in place of the camera's.
+// A picture from elsewhere to the daemon in place of the camera's; and its sound, unless that of
+// the sound card is asked for: two sounds at one port would be mixed frame by frame.
 #include "stream/codecs.h"
 #include "stream/kinds.h"
 #include "stream/source_config.h"
@@ -33,42 +34,53 @@ std::string branch(const char* name, const Words& words) {
     return property(name, text);
 }
 
-// What is H.264 or AAC already is passed on as it is.
-Words opened(const std::string& url, const Surroundings& surroundings, bool paced) {
+// What is to be made of a source.
+struct Task {
+    const std::string& url;
+    const Surroundings& surroundings;
+    bool with_sound;
+};
+
+// What is H.264 or AAC already is passed on as it is. A branch without words drops its track.
+Words opened(const Task& task, bool paced) {
     const Words picture = picture_sink(paced);
     const Words sound = sound_sink(paced);
+    const auto sound_branch = [&](const char* name, const Words& words) {
+        return branch(name, task.with_sound ? joined({words, sound}) : Words{});
+    };
     return {
         "tracks",
-        property("uri", url),
+        property("uri", task.url),
         branch("h264", joined({words_of("h264parse config-interval=-1 ! video/x-h264,"
                                         "stream-format=byte-stream,alignment=au"),
                                picture})),
         branch("video", joined({words_of(paced ? "" : newest_pictures), words_of("deinterlace !"),
-                                h264_encoder(picture_bits, surroundings), picture})),
-        branch("aac", joined({words_of("aacparse ! audio/mpeg,stream-format=adts"), sound})),
-        branch("audio", joined({aac_encoder(sound_bits), sound}))};
+                                h264_encoder(picture_bits, task.surroundings), picture})),
+        sound_branch("aac", words_of("aacparse ! audio/mpeg,stream-format=adts")),
+        sound_branch("audio", aac_encoder(sound_bits))};
 }
 
-Words live(const std::string& url, const Surroundings& surroundings) {
-    return opened(url, surroundings, false);
+Words live(const Task& task) {
+    return opened(task, false);
 }
 
-Words file(const std::string& url, const Surroundings& surroundings) {
-    return opened(url, surroundings, true);
+Words file(const Task& task) {
+    return opened(task, true);
 }
 
-Words test_picture(const std::string& /*url*/, const Surroundings& surroundings) {
+Words test_picture(const Task& task) {
+    const Words sound = joined({words_of("audiotestsrc is-live=true wave=ticks !"),
+                                aac_encoder(sound_bits), sound_sink(false)});
     return joined({words_of("-q videotestsrc is-live=true pattern=smpte horizontal-speed=2 ! "
                             "video/x-raw,format=I420,width=640,height=360,framerate=30/1 ! "
                             "clockoverlay font-desc=Sans,24 !"),
-                   h264_encoder(test_picture_bits, surroundings), picture_sink(false),
-                   words_of("audiotestsrc is-live=true wave=ticks !"), aac_encoder(sound_bits),
-                   sound_sink(false)});
+                   h264_encoder(test_picture_bits, task.surroundings), picture_sink(false),
+                   task.with_sound ? sound : Words{}});
 }
 
 struct Scheme {
     std::string_view prefix; // of the URL
-    Words (*pipeline)(const std::string& url, const Surroundings& surroundings);
+    Words (*pipeline)(const Task& task);
 };
 
 constexpr std::array schemes{
@@ -84,7 +96,7 @@ std::string unknown_scheme(const std::string& url) {
 
 } // namespace
 
-Plan plan_source(const ConfigRecord& /*settings*/, const Surroundings& surroundings) {
+Plan plan_source(const ConfigRecord& settings, const Surroundings& surroundings) {
     const SourceConfig config = read_source_config(surroundings.source_config);
     if (!config.fault.empty() || config.url.empty())
         return {.command = std::nullopt, .fault = config.fault};
@@ -95,7 +107,9 @@ Plan plan_source(const ConfigRecord& /*settings*/, const Surroundings& surroundi
                 .fault = surroundings.source_config + ": no source can be opened as " +
                          unknown_scheme(config.url)};
     return {.command = Command{surroundings.folder + "/video-receiver",
-                               scheme->pipeline(config.url, surroundings)},
+                               scheme->pipeline({.url = config.url,
+                                                 .surroundings = surroundings,
+                                                 .with_sound = settings.audio_enabled == 0})},
             .fault = ""};
 }
 

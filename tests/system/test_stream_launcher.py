@@ -180,6 +180,25 @@ class StreamLauncher(unittest.TestCase):
         self.assertEqual(self.run_number(2)[2], arguments)
         self.assertTrue(runs(process))
 
+    def test_only_one_of_source_and_sound_sends_sound_at_a_rate_that_can_be(self) -> None:
+        config = self.home / "source.conf"
+        config.write_text("url=test:\nsound=test:\n")
+
+        def printed(kind: str) -> subprocess.CompletedProcess[str]:
+            return subprocess.run([*STREAM, kind, "--print", "--config", config], cwd=self.home, text=True,
+                                  capture_output=True, check=False, timeout=TIMEOUT)
+        self.write(audio_enabled=0)
+        self.assertIn(" port=4001 ", printed("source").stdout)
+        for bits, taken in ((0, 64000), (7999, 8000), (8000, 8000), (300000, 256000)):
+            self.write(audio_enabled=1, audio_bitrate=bits)
+            sound = printed("sound")
+            self.assertIn(f" bitrate={taken} ", sound.stdout)
+            self.assertEqual("audio_bitrate" in sound.stderr, bits not in (0, taken))
+        self.assertIn(" port=5000 ", printed("source").stdout)
+        self.assertNotIn(" port=4001 ", printed("source").stdout)
+        config.write_text("sound=test:\nsount=plughw:1\n")
+        self.assertIn("line 2 is no url= and no sound=", printed("sound").stderr)
+
     def test_what_cannot_be_printed_or_run_is_told_in_a_line(self) -> None:
         self.write()
         for status, line, arguments in (
