@@ -1,5 +1,7 @@
 #include "gstreamer/tracks.h"
 
+#include "gstreamer/rounds.h"
+
 #include <array>
 #include <string>
 
@@ -23,6 +25,7 @@ constexpr std::array formats{
 struct Tracks {
     GstBin bin; // first, as GStreamer casts between them
     GstElement* opener;
+    Rounds* rounds; // null when the end is the end
     std::array<char*, formats.size()> branches;
     std::array<bool, 2> have; // a picture, a sound
     gint ended;               // how many of them have ended
@@ -34,7 +37,7 @@ struct TracksClass {
 
 G_DEFINE_TYPE(Tracks, tracks, GST_TYPE_BIN)
 
-enum TracksProperty : guint { property_uri = 1, property_first_branch };
+enum TracksProperty : guint { property_uri = 1, property_loop, property_first_branch };
 
 const char* branch_for(const GstCaps* caps, const Tracks* self, bool& is_sound) {
     for (std::size_t i = 0; i < formats.size(); ++i) {
@@ -48,6 +51,20 @@ const char* branch_for(const GstCaps* caps, const Tracks* self, bool& is_sound) 
     return nullptr;
 }
 
+GstCaps* caps_of(GstPad* track) {
+    GstCaps* const caps = gst_pad_get_current_caps(track);
+    return caps != nullptr ? caps : gst_pad_query_caps(track, nullptr);
+}
+
+bool is_sound_track(GstPad* track) {
+    GstCaps* const caps = caps_of(track);
+    const bool is_sound = gst_caps_is_empty(caps) == FALSE && gst_caps_is_any(caps) == FALSE &&
+                          g_str_has_prefix(gst_structure_get_name(gst_caps_get_structure(caps, 0)),
+                                           "audio/") != FALSE;
+    gst_caps_unref(caps);
+    return is_sound;
+}
+
 void add_branch(Tracks* self, GstPad* track, const char* description) {
     GError* error = nullptr;
     GstElement* const branch = gst_parse_bin_from_description(description, TRUE, &error);
@@ -59,6 +76,8 @@ void add_branch(Tracks* self, GstPad* track, const char* description) {
         return;
     gst_bin_add(&self->bin, branch);
     GstPad* const input = gst_element_get_static_pad(branch, "sink");
+    if (input != nullptr && self->rounds != nullptr)
+        follow_track(*self->rounds, is_sound_track(track), input);
     if (input == nullptr || GST_PAD_LINK_FAILED(gst_pad_link(track, input)))
         GST_ELEMENT_ERROR(self, CORE, PAD, ("no branch fits the track"), (nullptr));
     if (input != nullptr)
@@ -68,9 +87,12 @@ void add_branch(Tracks* self, GstPad* track, const char* description) {
 
 // The opener calls this from one of its threads after the other, never from two at once.
 void take_track(GstElement* /*opener*/, GstPad* track, Tracks* self) {
-    GstCaps* caps = gst_pad_get_current_caps(track);
-    if (caps == nullptr)
-        caps = gst_pad_query_caps(track, nullptr);
+    if (self->rounds != nullptr && self->rounds->begin > 0) {
+        if (!link_again(*self->rounds, is_sound_track(track), track))
+            GST_ELEMENT_ERROR(self, CORE, PAD, ("a track is not what it was before"), (nullptr));
+        return;
+    }
+    GstCaps* const caps = caps_of(track);
     bool is_sound = false;
     const char* const description = branch_for(caps, self, is_sound);
     gst_caps_unref(caps);
@@ -91,10 +113,17 @@ void prepare_source(GstElement* /*opener*/, GstElement* source, gpointer /*user*
     set_if_there(source, "buffer-size", 2'000'000); // bytes
 }
 
+void end_round(Tracks* self, bool again);
+
 void set_tracks_property(GObject* object, guint number, const GValue* value, GParamSpec* /*what*/) {
     auto* const self = reinterpret_cast<Tracks*>(object);
     if (number == property_uri) {
         g_object_set_property(G_OBJECT(self->opener), "uri", value);
+        return;
+    }
+    if (number == property_loop) {
+        if (g_value_get_boolean(value) != FALSE && self->rounds == nullptr)
+            self->rounds = new Rounds{.on_end = [self](bool again) { end_round(self, again); }};
         return;
     }
     char*& branch = self->branches.at(number - property_first_branch);
@@ -117,6 +146,10 @@ void take_message(GstBin* bin, GstMessage* message) {
 }
 
 void forget(GObject* object) {
+    if (Rounds* const rounds = reinterpret_cast<Tracks*>(object)->rounds) {
+        forget_tracks(*rounds);
+        delete rounds;
+    }
     for (char* branch : reinterpret_cast<Tracks*>(object)->branches)
         g_free(branch);
     G_OBJECT_CLASS(tracks_parent_class)->finalize(object);
@@ -130,6 +163,9 @@ void tracks_class_init(TracksClass* made) {
     made->parent_class.handle_message = take_message;
     g_object_class_install_property(objects, property_uri,
                                     g_param_spec_string("uri", "URI", "What is opened", "", flags));
+    g_object_class_install_property(
+        objects, property_loop,
+        g_param_spec_boolean("loop", "Loop", "Begins again at the end", FALSE, flags));
     for (guint i = 0; i < formats.size(); ++i)
         g_object_class_install_property(objects, property_first_branch + i,
                                         g_param_spec_string(formats.at(i).name, formats.at(i).name,
@@ -139,7 +175,7 @@ void tracks_class_init(TracksClass* made) {
         "Opens a URL, a branch for its picture, one for its sound", "Fieldrelaybox");
 }
 
-void tracks_init(Tracks* self) {
+void open(Tracks* self) {
     self->opener = gst_element_factory_make("uridecodebin", nullptr);
     std::string all;
     for (const Format& format : formats)
@@ -150,6 +186,32 @@ void tracks_init(Tracks* self) {
     g_signal_connect(self->opener, "pad-added", G_CALLBACK(take_track), self);
     g_signal_connect(self->opener, "source-setup", G_CALLBACK(prepare_source), nullptr);
     gst_bin_add(&self->bin, self->opener);
+}
+
+// In a thread that is none of the opener's, which ends with it.
+void open_again(GstElement* element, gpointer /*user*/) {
+    auto* const self = reinterpret_cast<Tracks*>(element);
+    char* uri = nullptr;
+    g_object_get(self->opener, "uri", &uri, nullptr);
+    gst_element_set_state(self->opener, GST_STATE_NULL);
+    gst_bin_remove(&self->bin, self->opener);
+    begin_round(*self->rounds);
+    open(self);
+    g_object_set(self->opener, "uri", uri, nullptr);
+    g_free(uri);
+    gst_element_sync_state_with_parent(self->opener);
+}
+
+void end_round(Tracks* self, bool again) {
+    GstElement* const element = GST_ELEMENT_CAST(self);
+    if (again)
+        gst_element_call_async(element, open_again, nullptr, nullptr);
+    else
+        gst_element_post_message(element, gst_message_new_eos(GST_OBJECT_CAST(self)));
+}
+
+void tracks_init(Tracks* self) {
+    open(self);
     // Whoever runs this need not wait until the URL is open.
     g_object_set(self, "async-handling", TRUE, nullptr);
 }

@@ -7,9 +7,10 @@
 
 namespace gstreamer {
 
-// Properties: uri; and descriptions of branches as gst-launch-1.0 takes them, for the first picture
-// and the first sound: h264 and aac for those that are so already, video and audio for all others,
-// which come decoded. A track whose branch is empty is left out.
+// Properties: uri; loop: to begin again at its end; and descriptions of branches as gst-launch-1.0
+// takes them, for the first picture and the first sound: h264 and aac for those that are so
+// already, video and audio for all others, which come decoded. A track whose branch is empty is
+// left out.
 GType tracks_type();
 
 } // namespace gstreamer

@@ -50,6 +50,7 @@ Words opened(const Task& task, bool paced) {
     };
     return {
         "tracks",
+        paced ? "loop=true" : "loop=false",
         property("uri", task.url),
         branch("h264", joined({words_of("h264parse config-interval=-1 ! video/x-h264,"
                                         "stream-format=byte-stream,alignment=au"),
