@@ -29,6 +29,7 @@ struct Tracks {
     std::array<char*, formats.size()> branches;
     std::array<bool, 2> have; // a picture, a sound
     gint ended;               // how many of them have ended
+    bool is_session;          // with a server that may go without a word
 };
 
 struct TracksClass {
@@ -85,6 +86,9 @@ void add_branch(Tracks* self, GstPad* track, const char* description) {
     gst_element_sync_state_with_parent(branch);
 }
 
+// Over TCP the source itself waits for ever for a server that is gone.
+constexpr const char* silence_is_an_error = "watchdog timeout=2000 ! "; // milliseconds
+
 // The opener calls this from one of its threads after the other, never from two at once.
 void take_track(GstElement* /*opener*/, GstPad* track, Tracks* self) {
     if (self->rounds != nullptr && self->rounds->begin > 0) {
@@ -99,18 +103,26 @@ void take_track(GstElement* /*opener*/, GstPad* track, Tracks* self) {
     if (description == nullptr || *description == '\0' || self->have[is_sound])
         return;
     self->have[is_sound] = true;
-    add_branch(self, track, description);
+    const bool watched = self->is_session && !is_sound;
+    add_branch(self, track,
+               ((watched ? silence_is_an_error : "") + std::string(description)).c_str());
 }
 
-void set_if_there(GstElement* element, const char* name, guint value) {
-    if (g_object_class_find_property(G_OBJECT_GET_CLASS(element), name) != nullptr)
-        g_object_set(element, name, value, nullptr);
+bool has_property(GstElement* element, const char* name) {
+    return g_object_class_find_property(G_OBJECT_GET_CLASS(element), name) != nullptr;
 }
 
-// Of RTSP, two seconds would be held back; of datagrams, a burst would not fit.
-void prepare_source(GstElement* /*opener*/, GstElement* source, gpointer /*user*/) {
-    set_if_there(source, "latency", 100);           // milliseconds
-    set_if_there(source, "buffer-size", 2'000'000); // bytes
+// Of RTSP, two seconds would be held back; of datagrams, a burst would not fit. A server that lost
+// its power takes no leave, so its silence has to tell; `timeout` of other sources is another.
+void prepare_source(GstElement* /*opener*/, GstElement* source, Tracks* self) {
+    if (has_property(source, "buffer-size"))
+        gst_util_set_object_arg(G_OBJECT(source), "buffer-size", "2000000"); // bytes
+    if (!has_property(source, "tcp-timeout"))
+        return;
+    self->is_session = true;
+    gst_util_set_object_arg(G_OBJECT(source), "latency", "100");         // milliseconds
+    gst_util_set_object_arg(G_OBJECT(source), "timeout", "2000000");     // microseconds
+    gst_util_set_object_arg(G_OBJECT(source), "tcp-timeout", "2000000"); // microseconds
 }
 
 void end_round(Tracks* self, bool again);
@@ -184,7 +196,7 @@ void open(Tracks* self) {
     g_object_set(self->opener, "caps", caps, "expose-all-streams", FALSE, nullptr);
     gst_caps_unref(caps);
     g_signal_connect(self->opener, "pad-added", G_CALLBACK(take_track), self);
-    g_signal_connect(self->opener, "source-setup", G_CALLBACK(prepare_source), nullptr);
+    g_signal_connect(self->opener, "source-setup", G_CALLBACK(prepare_source), self);
     gst_bin_add(&self->bin, self->opener);
 }
 

@@ -7,13 +7,16 @@ import tempfile
 import threading
 import time
 import unittest
+from array import array
 from pathlib import Path
 
-from box import LOOPBACK, TIMEOUT, Lines, wait_until
+from box import LOOPBACK, TIMEOUT, Lines, bound_ports, wait_until
 from players import DELIMITER, PROGRAMS, RATE, Sender, film, made_by_ffmpeg, needs_streams
 
 PICTURES = ("-i", "testsrc2=size=640x360:rate=30:duration=2")
 PARAMETERS = b"\0\0\0\1\x67"
+WITHOUT_SCREEN = {name: value for name, value in os.environ.items() if "DISPLAY" not in name}
+GRAY = ("-f", "rawvideo", "-pix_fmt", "gray")
 TONE = ("-f", "lavfi", "-i", "sine=sample_rate=44100:duration=2")
 
 
@@ -55,9 +58,18 @@ def probed(data: bytes, *entries: str) -> list[list[str]]:
     return [line.split("|")[:len(entries)] for line in done.stdout.decode().splitlines() if line]
 
 
-def frame_in_gray(data: bytes) -> bytes:
-    return subprocess.run(["ffmpeg", "-v", "error", "-i", "-", "-frames:v", "1", "-f", "rawvideo", "-pix_fmt",
-                           "gray", "-"], input=data, capture_output=True, timeout=60, check=True).stdout
+def converted(data: bytes, *options: str) -> bytes:
+    return subprocess.run(["ffmpeg", "-v", "error", "-i", "-", *options, "-"], input=data, capture_output=True,
+                          timeout=60, check=True).stdout
+
+
+def slices(data: bytes) -> list[bytes]:
+    return [it.rstrip(b"\0") for it in data.split(b"\0\0\1")[1:] if it[0] & 31 in (1, 5)]
+
+
+def change(film: bytes, size: int) -> float:
+    """The mean difference of a pixel from one second to the next."""
+    return sum(abs(a - b) for a, b in zip(film[:size], film[RATE * size:])) / size
 
 
 @needs_streams
@@ -79,7 +91,7 @@ class Inputs(unittest.TestCase):
         config = self.home / "source.conf"
         config.write_text(source or "")
         options = [] if source is None else ["--config", config]
-        process = subprocess.Popen([PROGRAMS / "stream", kind, *options], cwd=self.home,
+        process = subprocess.Popen([PROGRAMS / "stream", kind, *options], cwd=self.home, env=WITHOUT_SCREEN,
                                    stderr=subprocess.PIPE)
         assert process.stderr
         log = Lines(process.stderr)
@@ -109,19 +121,20 @@ class Inputs(unittest.TestCase):
         sender.film = film()
         self.launch("transcode")
         data = self.transcode(801, 600, 4 * RATE)
+        self.assertAlmostEqual(len(data) * 8 / len(DELIMITER.findall(data)) * RATE, 800_000, delta=200_000)
         frames = probed(data, "width", "height", "pict_type")
         self.assertEqual({tuple(it[:2]) for it in frames}, {("800", "600")})
         kinds = "".join(it[2] for it in frames)
         self.assertNotIn("B", kinds)
         self.assertTrue(all(RATE - 5 < len(it) <= RATE + 5 for it in kinds.split("I")[2:-1]), kinds)
-        gray = frame_in_gray(data)
+        gray = converted(data, *GRAY, "-frames:v", "1")
         self.assertLess(max(gray[:800 * 70]), 40, "the bar on top is not black")
         self.assertGreater(max(gray[800 * 80:800 * 90]), 80, "the picture is not where it belongs")
 
     def test_the_transcoder_outlives_loss_garbage_and_another_size(self) -> None:
         sender = self.enterContext(Sender(3000))
         sender.film = film()
-        self.launch("transcode")
+        log = self.launch("transcode")
         self.transcode(320, 180, RATE)
         sender.loss = 0.2
         for _ in range(50):
@@ -131,17 +144,25 @@ class Inputs(unittest.TestCase):
         data = self.transcode(320, 180, 3 * RATE)
         whole = data[data.rindex(PARAMETERS):]
         self.assertEqual(set(map(tuple, probed(whole, "width", "height"))), {("320", "180")})
+        self.assertEqual(log.lines, ["transcode: started"])
 
-    def check_source(self, url: str, pictures: int, sound: int) -> None:
-        """More than the film of a file has, so it comes around again."""
+    def check_source(self, url: str, pictures: int, sound: int) -> bytes:
+        """The film that comes. More than a file has, so it comes around again."""
         video, audio = self.arrivals(5000), self.arrivals(4001)
         self.launch("source", f"url={url}\n")
-        probed(video.await_pictures(pictures), "width")
+        data = video.await_pictures(pictures)
+        self.assertEqual(probed(data, "width", "height"),
+                         [["640", "360"]] * len(DELIMITER.findall(data)))
+        self.assertGreater(change(converted(data, *GRAY), 640 * 360), 5, "the picture stands still")
         self.check_datagrams(video.datagrams, 1300)
         wait_until(lambda: len(audio.datagrams) >= sound, "sound")
         for frame in audio.datagrams:
-            self.assertEqual((frame[:2], (frame[3] & 3) << 11 | frame[4] << 3 | frame[5] >> 5),
-                             (b"\xff\xf1", len(frame)), "not one ADTS frame")
+            self.assertEqual((frame[:2], (frame[3] & 3) << 11 | frame[4] << 3 | frame[5] >> 5, sound > 0),
+                             (b"\xff\xf1", len(frame), True), "not one ADTS frame")
+        if sound:
+            heard = array("h", converted(b"".join(audio.datagrams), "-f", "s16le"))
+            self.assertGreater(max(heard), 2000, "silence")
+        return data
 
     def film_file(self, name: str, *codecs: str) -> Path:
         path = self.home / name
@@ -152,10 +173,13 @@ class Inputs(unittest.TestCase):
         self.check_source("test:", 3 * RATE, 60)
 
     def test_a_file_is_passed_on_as_it_is_again_and_again(self) -> None:
-        path = self.film_file("film.mp4", "-c:v", "libx264", "-bf", "0", "-slices", "4", "-c:a", "aac")
+        path = self.film_file("film.mp4", "-c:v", "libx264", "-bf", "0", "-slices", "4", "-c:a", "aac",
+                              "-movflags", "+faststart")
         begun = time.monotonic()
-        self.check_source(f"file://{path}", 3 * RATE, 100)
+        data = self.check_source(f"file://{path}", 3 * RATE, 100)
         self.assertGreater(time.monotonic() - begun, 2.5, "faster than it was filmed")
+        filmed = slices(converted(path.read_bytes(), "-c", "copy", "-f", "h264")) * 2
+        self.assertEqual(slices(data), filmed[:len(slices(data))])
 
     def test_a_file_of_other_formats_is_encoded(self) -> None:
         path = self.film_file("film.avi", "-c:v", "mjpeg", "-c:a", "pcm_s16le")
@@ -174,17 +198,25 @@ class Inputs(unittest.TestCase):
             self.check_source(f"udp://{LOOPBACK}:7777", 2 * RATE, 50)
             sent.terminate()
 
-    def test_a_server_of_rtsp_that_goes_and_comes_back(self) -> None:
+    def test_a_server_of_rtsp_that_loses_its_power_and_comes_back(self) -> None:
         sender, video = self.enterContext(Sender(3005)), self.arrivals(5000)
         sender.film = film()
-        server = [PROGRAMS / "rtsp-server"]
+        cut = "add table inet off; add chain inet off in {type filter hook input priority 0;}; " \
+              "add rule inet off in tcp dport 8554 drop; add rule inet off in tcp sport 8554 drop"
         self.launch("source", "url=rtsp://127.0.0.1:8554/video\n")
-        for _ in range(2):
-            with subprocess.Popen(server) as serving:
-                try:
-                    video.await_pictures(video.pictures() + RATE)
-                finally:
-                    serving.terminate()
+        for power, seconds_off in (("", 13), ("delete table inet off", 0)):
+            serving = subprocess.Popen([PROGRAMS / "rtsp-server"])
+            for cleanup in (serving.wait, serving.kill):
+                self.addCleanup(cleanup)
+            wait_until(lambda: 3005 in bound_ports(), "a server")
+            start = video.pictures()
+            subprocess.run(["nft", power], check=True)
+            wait_until(lambda: video.pictures() > start, "pictures", 3.5)
+            video.await_pictures(start + RATE)
+            subprocess.run(["nft", cut], check=True)
+            serving.kill()
+            serving.wait()
+            time.sleep(seconds_off)
         self.check_datagrams(video.datagrams, 1300)
 
     def test_sound_has_the_bit_rate_of_the_settings(self) -> None:
@@ -208,4 +240,20 @@ class Inputs(unittest.TestCase):
         self.launch("sound").wait_for("sound: no USB sound card")
         self.launch("source", "url=gopher://camera/\n").wait_for(
             f"source: {self.home}/source.conf: no source can be opened as gopher")
-        self.launch("player").wait_for("player: ", whole=False)
+        self.launch("player").wait_for("player: Could not open DRM module", whole=False)
+
+    def test_the_player_decodes_what_it_gets(self) -> None:
+        self.settings("")
+        printed = subprocess.run([PROGRAMS / "stream", "player", "--print"], cwd=self.home, check=True,
+                                 env=WITHOUT_SCREEN, capture_output=True, text=True).stdout
+        shown = self.home / "shown"
+        sink = f"video/x-raw,format=GRAY8 ! filesink buffer-mode=unbuffered location={shown}"
+        self.assertIn(" kmssink ", printed)
+        sender = self.enterContext(Sender(6000))
+        sender.film = film()
+        with subprocess.Popen("exec env " + printed.replace("kmssink", sink), shell=True) as playing:
+            self.addCleanup(playing.wait)
+            self.addCleanup(playing.terminate)
+            wait_until(lambda: shown.exists() and shown.stat().st_size > 2 * RATE * 640 * 360, "a film")
+            playing.terminate()
+        self.assertGreater(change(shown.read_bytes(), 640 * 360), 5, "the picture stands still")
