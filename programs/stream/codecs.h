@@ -6,7 +6,8 @@
 
 namespace stream {
 
-// Decodes H.264 without holding pictures back, whatever errors it has.
+// Decodes H.264 without holding pictures back, whatever errors it has. One that is too slow passes
+// over pictures up to a key frame.
 Words h264_decoder(const Surroundings& surroundings);
 
 // From any raw picture to H.264 in byte stream, an access unit a buffer: no B frames, a key frame a

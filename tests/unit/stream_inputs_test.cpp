@@ -41,7 +41,9 @@ TEST_F(StreamInputs, the_processors_own_codecs_are_taken_where_there_are_both) {
     settings.video_transcode_enabled = 1;
     settings.video_width = settings.video_height = 360;
     settings.video_bitrate = 1'000'000;
-    EXPECT_NE(text_of(plan_transcode(settings, box)).find("v4l2h264dec "), std::string::npos);
+    const std::string own = text_of(plan_transcode(settings, box));
+    EXPECT_NE(own.find(" ! v4l2h264dec ! "), std::string::npos);
+    EXPECT_NE(own.find(" ! keyframes interval=1000 ! v4l2h264enc "), std::string::npos);
     box.has_element = [](std::string_view name) { return name == "v4l2h264dec"; };
     EXPECT_EQ(text_of(plan_transcode(settings, box)).find("v4l2"), std::string::npos);
 }
