@@ -73,12 +73,27 @@ start_streams() {
         start video "$tools/numbered_stream.py"
         return
     fi
-    echo "url=test:" >"$home/source.conf"
-    start source "$programs/stream" source --config "$home/source.conf"
+    printf 'url=test:\nsound=test:\n' >"$home/source.conf"
+    for kind in source sound; do
+        start "$kind" "$programs/stream" "$kind" --config "$home/source.conf"
+    done
     for kind in transcode rtmp mpegts tcp rtsp; do
         start "$kind" "$programs/stream" "$kind"
     done
+    start_player
     echo "the picture: tools/attach.sh -- ffplay rtsp://127.0.0.1:8554/video (or tcp://127.0.0.1:8555)"
+    echo "on: rtsp, tcp, mpegts; waiting for their settings: rtmp (rtmp_url), transcode, sound"
+}
+
+# In a window, while an app asks for the picture. The sockets of Wayland lie where the sandbox has a
+# place of its own, so only X11 can show it.
+start_player() {
+    if [ -n "${DISPLAY:-}" ]; then
+        start player env -u WAYLAND_DISPLAY "$programs/stream" player
+        echo "player: a window at $DISPLAY"
+    else
+        echo "player: not started, there is no DISPLAY"
+    fi
 }
 
 end_all() {

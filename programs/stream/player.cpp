@@ -15,6 +15,7 @@ struct Screen {
     const char* sink;
 };
 
+// No sink for X11 can fill the screen, so there it is a window, which the user may enlarge.
 constexpr std::array screens{
     Screen{"WAYLAND_DISPLAY", "waylandsink fullscreen=true"},
     Screen{"DISPLAY", "videoscale ! ximagesink"},

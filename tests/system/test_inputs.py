@@ -59,8 +59,8 @@ def probed(data: bytes, *entries: str) -> list[list[str]]:
 
 
 def converted(data: bytes, *options: str) -> bytes:
-    return subprocess.run(["ffmpeg", "-v", "error", "-i", "-", *options, "-"], input=data, capture_output=True,
-                          timeout=60, check=True).stdout
+    return subprocess.run(["ffmpeg", "-v", "error", "-i", "-", *options, "-"], input=data, check=True,
+                          capture_output=True, timeout=60).stdout
 
 
 def slices(data: bytes) -> list[bytes]:
@@ -251,8 +251,8 @@ class Inputs(unittest.TestCase):
         self.assertIn(" kmssink ", printed)
         sender = self.enterContext(Sender(6000))
         sender.film = film()
-        slow = printed.replace("avdec_h264", "identity sleep-time=100000 ! avdec_h264").replace("kmssink", sink)
-        playing = subprocess.Popen("exec env " + slow, shell=True)
+        slow = printed.replace("avdec_h264", "identity sleep-time=100000 ! avdec_h264")
+        playing = subprocess.Popen("exec env " + slow.replace("kmssink", sink), shell=True)
         for cleanup in (playing.wait, playing.terminate):
             self.addCleanup(cleanup)
         wait_until(lambda: shown.exists() and shown.stat().st_size > 2 * RATE * 640 * 360, "a film")
