@@ -1,5 +1,6 @@
 """What comes into the box or is made anew there: the transcoder, sound, a source, the screen."""
 
+import contextlib
 import os
 import socket
 import subprocess
@@ -9,8 +10,9 @@ import time
 import unittest
 from array import array
 from pathlib import Path
+from typing import Any
 
-from box import LOOPBACK, TIMEOUT, Lines, bound_ports, wait_until, waiting_bytes
+from box import LOOPBACK, Lines, bound_ports, wait_until, waiting_bytes
 from players import DELIMITER, PROGRAMS, RATE, Sender, film, made_by_ffmpeg, needs_streams
 
 PICTURES = ("-i", "testsrc2=size=640x360:rate=30:duration=2")
@@ -87,15 +89,20 @@ class Inputs(unittest.TestCase):
         fresh.write_text(text)
         fresh.rename(self.home / "fieldrelaybox.conf")
 
+    def begin(self, *command: str | Path, **options: Any) -> subprocess.Popen[bytes]:
+        process = subprocess.Popen(command, cwd=self.home, env=WITHOUT_SCREEN, **options)
+        for cleanup in (process.wait, process.terminate):
+            self.addCleanup(cleanup)
+        return process
+
     def launch(self, kind: str, source: str | None = None) -> Lines:
         config = self.home / "source.conf"
         config.write_text(source or "")
         options = [] if source is None else ["--config", config]
-        process = subprocess.Popen([PROGRAMS / "stream", kind, *options], cwd=self.home, env=WITHOUT_SCREEN,
-                                   stderr=subprocess.PIPE)
+        process = self.begin(PROGRAMS / "stream", kind, *options, stderr=subprocess.PIPE)
         assert process.stderr
         log = Lines(process.stderr)
-        for cleanup in (log.join, lambda: process.wait(TIMEOUT), process.terminate):
+        for cleanup in (log.join, process.wait, process.terminate):  # the last one first
             self.addCleanup(cleanup)
         return log
 
@@ -108,13 +115,10 @@ class Inputs(unittest.TestCase):
         """That many pictures of the transcoder with these settings."""
         self.settings(f"video_transcode_enabled=1\nvideo_width={width}\nvideo_height={height}\n"
                       "video_bitrate=800000\n")
-        arrivals = Arrivals(3001)
-        try:
+        with contextlib.closing(Arrivals(3001)) as arrivals:
             data = arrivals.await_pictures(count)
             self.check_datagrams(arrivals.datagrams, 1400)
-        finally:
-            arrivals.close()
-        return data
+            return data
 
     def test_the_transcoder_makes_another_size_with_a_key_frame_a_second(self) -> None:
         sender = self.enterContext(Sender(3000))
@@ -191,23 +195,18 @@ class Inputs(unittest.TestCase):
 
     def test_a_transport_stream(self) -> None:
         path = self.film_file("film.ts", "-c:v", "libx264", "-tune", "zerolatency", "-c:a", "aac")
-        with subprocess.Popen(["ffmpeg", "-v", "error", "-nostdin", "-stream_loop", "-1", "-re", "-i", path,
-                               "-c", "copy", "-f", "mpegts", f"udp://{LOOPBACK}:7777?pkt_size=1316"]) as sent:
-            self.addCleanup(sent.wait, TIMEOUT)
-            self.addCleanup(sent.terminate)
-            self.check_source(f"udp://{LOOPBACK}:7777", 2 * RATE, 50)
-            sent.terminate()
+        self.begin("ffmpeg", "-v", "error", "-nostdin", "-stream_loop", "-1", "-re", "-i", path, "-c", "copy",
+                   "-f", "mpegts", f"udp://{LOOPBACK}:7777?pkt_size=1316")
+        self.check_source(f"udp://{LOOPBACK}:7777", 2 * RATE, 50)
 
     def test_a_server_of_rtsp_that_loses_its_power_and_comes_back(self) -> None:
         sender, video = self.enterContext(Sender(3005)), self.arrivals(5000)
         sender.film = film()
         cut = "add table inet off; add chain inet off in {type filter hook input priority 0;}; " \
               "add rule inet off in tcp dport 8554 drop; add rule inet off in tcp sport 8554 drop"
-        self.launch("source", "url=rtsp://127.0.0.1:8554/video\n")
+        self.launch("source", f"url=rtsp://{LOOPBACK}:8554/video\n")
         for power, seconds_off in (("", 13), ("delete table inet off", 0)):
-            serving = subprocess.Popen([PROGRAMS / "rtsp-server"])
-            for cleanup in (serving.wait, serving.kill):
-                self.addCleanup(cleanup)
+            serving = self.begin(PROGRAMS / "rtsp-server")
             wait_until(lambda: 3005 in bound_ports(), "a server")
             start = video.pictures()
             subprocess.run(["nft", power], check=True)
@@ -244,17 +243,15 @@ class Inputs(unittest.TestCase):
 
     def test_the_player_decodes_the_newest_even_when_slow(self) -> None:
         self.settings("audio_enabled=0\n")
-        printed = subprocess.run([PROGRAMS / "stream", "player", "--print"], cwd=self.home, check=True,
-                                 env=WITHOUT_SCREEN, capture_output=True, text=True).stdout
+        printed = subprocess.check_output([PROGRAMS / "stream", "player", "--print"], cwd=self.home,
+                                          env=WITHOUT_SCREEN, text=True)
         shown = self.home / "shown"
         sink = f"video/x-raw,format=GRAY8 ! filesink buffer-mode=unbuffered location={shown}"
         self.assertIn(" kmssink ", printed)
         sender = self.enterContext(Sender(6000))
         sender.film = film()
         slow = printed.replace("avdec_h264", "identity sleep-time=100000 ! avdec_h264")
-        playing = subprocess.Popen("exec env " + slow.replace("kmssink", sink), shell=True)
-        for cleanup in (playing.wait, playing.terminate):
-            self.addCleanup(cleanup)
+        self.begin("sh", "-c", "exec env " + slow.replace("kmssink", sink))
         wait_until(lambda: shown.exists() and shown.stat().st_size > 2 * RATE * 640 * 360, "a film")
         self.assertLess(waiting_bytes()[6000], 100_000)
         self.assertGreater(change(shown.read_bytes(), 640 * 360), 5, "the picture stands still")
