@@ -1,5 +1,6 @@
 // The GStreamer elements that pipelines of ours need and GStreamer does not have.
 #include "gstreamer/datagrams.h"
+#include "gstreamer/h264_units.h"
 #include "gstreamer/keyframes.h"
 #include "gstreamer/skip_to_key.h"
 #include "gstreamer/tcp_timeout.h"
@@ -17,6 +18,7 @@ struct Element {
 
 constexpr std::array elements{
     Element{"datagrams", gstreamer::datagrams_type},
+    Element{"h264units", gstreamer::h264_units_type},
     Element{"keyframes", gstreamer::keyframes_type},
     Element{"skiptokey", gstreamer::skip_to_key_type},
     Element{"tracks", gstreamer::tracks_type},

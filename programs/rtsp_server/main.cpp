@@ -57,8 +57,7 @@ int serve(std::uint16_t port) {
     Run run{.loop = g_main_loop_new(nullptr, FALSE), .status = 0};
     g_unix_signal_add(SIGTERM, end_run, run.loop);
     g_unix_signal_add(SIGINT, end_run, run.loop);
-    rtsp_server::PictureSource source{
-        .pipeline = nullptr, .bytes_since_picture = 0, .failed = fail, .user = &run};
+    rtsp_server::PictureSource source{.pipeline = nullptr, .failed = fail, .user = &run};
     if (rtsp_server::start_picture_source(source, rtsp_server::show_picture)) {
         g_main_loop_run(run.loop);
         rtsp_server::stop_picture_source(source);

@@ -1,5 +1,7 @@
 #include "rtsp_server/picture_source.h"
 
+#include "gstreamer/h264_units.h"
+
 #include <cstdio>
 #include <gst/app/gstappsink.h>
 #include <string>
@@ -13,12 +15,9 @@ namespace {
 std::string pipeline_text() {
     return "udpsrc address=127.0.0.1 port=" + std::to_string(picture_port) +
            " reuse=false buffer-size=2097152 do-timestamp=true retrieve-sender-address=false ! "
-           "h264parse name=parser ! video/x-h264,stream-format=avc,alignment=au ! "
+           "h264units ! h264parse ! video/x-h264,stream-format=avc,alignment=au ! "
            "appsink name=pictures sync=false";
 }
-
-// A picture never has so many; a parser that waits for the end of one would grow, and slow down.
-constexpr gsize most_bytes_of_picture = 4'000'000;
 
 // Long enough that garbage does not keep the processor busy.
 constexpr guint pause_before_recovery = 300; // ms
@@ -31,41 +30,15 @@ GstFlowReturn pass_on(GstAppSink* sink, gpointer take) {
     return GST_FLOW_OK;
 }
 
-GstPadProbeReturn note_picture(GstPad* /*pad*/, GstPadProbeInfo* /*info*/, gpointer source) {
-    static_cast<PictureSource*>(source)->bytes_since_picture = 0;
-    return GST_PAD_PROBE_OK;
-}
-
-GstPadProbeReturn bound_picture(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer user) {
-    auto& source = *static_cast<PictureSource*>(user);
-    source.bytes_since_picture += gst_buffer_get_size(gst_pad_probe_info_get_buffer(info));
-    if (source.bytes_since_picture <= most_bytes_of_picture)
-        return GST_PAD_PROBE_OK;
-    source.bytes_since_picture = 0;
-    GST_ELEMENT_ERROR(source.pipeline, STREAM, FORMAT, (nullptr), ("a picture without an end"));
-    return GST_PAD_PROBE_DROP;
-}
-
-// Both run in the thread that reads the port.
-void add_probes(PictureSource& source) {
-    GstElement* parser = gst_bin_get_by_name(GST_BIN(source.pipeline), "parser");
-    GstPad* in = gst_element_get_static_pad(parser, "sink");
-    GstPad* out = gst_element_get_static_pad(parser, "src");
-    gst_pad_add_probe(in, GST_PAD_PROBE_TYPE_BUFFER, bound_picture, &source, nullptr);
-    gst_pad_add_probe(out, GST_PAD_PROBE_TYPE_BUFFER, note_picture, &source, nullptr);
-    gst_object_unref(in);
-    gst_object_unref(out);
-    gst_object_unref(parser);
-}
-
 gboolean recover(gpointer pipeline) {
     gst_element_set_state(static_cast<GstElement*>(pipeline), GST_STATE_PLAYING);
     return G_SOURCE_REMOVE;
 }
 
-void print_fault(const GError* fault, const gchar* details) {
+// Whoever started it takes an error as the end, a warning not.
+void print_fault(const char* word, const GError* fault, const gchar* details) {
     const std::string text = details != nullptr ? details : fault->message;
-    std::fprintf(stderr, "ERROR: port %d: %s\n", picture_port,
+    std::fprintf(stderr, "%s: port %d: %s\n", word, picture_port,
                  text.substr(text.rfind('\n') + 1).c_str()); // the last line tells the cause
 }
 
@@ -76,8 +49,9 @@ gboolean note_fault(GstBus* /*bus*/, GstMessage* message, gpointer user) {
     GError* fault = nullptr;
     gchar* details = nullptr;
     gst_message_parse_error(message, &fault, &details);
-    print_fault(fault, details);
-    if (fault->domain == GST_STREAM_ERROR) {
+    const bool passes = fault->domain == GST_STREAM_ERROR;
+    print_fault(passes ? "WARNING" : "ERROR", fault, details);
+    if (passes) {
         gst_element_set_state(source.pipeline, GST_STATE_NULL);
         g_timeout_add(pause_before_recovery, recover, source.pipeline);
     } else {
@@ -91,10 +65,11 @@ gboolean note_fault(GstBus* /*bus*/, GstMessage* message, gpointer user) {
 } // namespace
 
 bool start_picture_source(PictureSource& source, TakePicture take) {
+    gst_element_register(nullptr, "h264units", GST_RANK_NONE, gstreamer::h264_units_type());
     GError* fault = nullptr;
     source.pipeline = gst_parse_launch(pipeline_text().c_str(), &fault);
     if (fault != nullptr) {
-        print_fault(fault, nullptr);
+        print_fault("ERROR", fault, nullptr);
         g_clear_error(&fault);
         gst_clear_object(&source.pipeline);
         return false;
@@ -105,7 +80,6 @@ bool start_picture_source(PictureSource& source, TakePicture take) {
     gst_app_sink_set_callbacks(GST_APP_SINK(sink), &callbacks, reinterpret_cast<gpointer>(take),
                                nullptr);
     gst_object_unref(sink);
-    add_probes(source);
     GstBus* bus = gst_element_get_bus(source.pipeline);
     gst_bus_add_watch(bus, note_fault, &source);
     gst_object_unref(bus);

@@ -14,7 +14,6 @@ using TakePicture = void (*)(GstElement* source, GstSample* picture);
 
 struct PictureSource {
     GstElement* pipeline;
-    gsize bytes_since_picture;
     void (*failed)(void* user); // called in the main context
     void* user;
 };

@@ -54,16 +54,18 @@ Receivers receivers_of(std::string_view list) {
 }
 
 // What comes in at a loopback port, with the time of its arrival; a burst of 100 datagrams fits.
+// With reuse=true another program at the port would go unnoticed, and take the datagrams.
 std::string arriving_at(int port) {
     return "udpsrc address=127.0.0.1 port=" + std::to_string(port) +
-           " do-timestamp=true buffer-size=1000000";
+           " reuse=false do-timestamp=true buffer-size=1000000";
 }
 
 // The picture. Whole access units, or parameter sets would come before each slice of a key frame,
 // which spoils it.
 Words picture_from(int port) {
-    return words_of(arriving_at(port) +
-                    " ! h264parse config-interval=-1 ! video/x-h264,alignment=au ! queue ! mux.");
+    return words_of(
+        arriving_at(port) +
+        " ! h264units ! h264parse config-interval=-1 ! video/x-h264,alignment=au ! queue ! mux.");
 }
 
 // The sound, over live silence: a muxer puts out nothing until each of its inputs got something,
@@ -76,7 +78,7 @@ Words sound_from(int port) {
                     "voaacenc bitrate=96000 ! aacparse ! queue leaky=downstream "
                     "max-size-time=500000000 ! mux. " +
                     arriving_at(port) +
-                    " caps=audio/mpeg,mpegversion=4,stream-format=adts ! aacparse ! faad ! "
+                    " caps=audio/mpeg,mpegversion=4,stream-format=adts ! aacparse ! avdec_aac ! "
                     "audioconvert ! audioresample" +
                     raw + "queue ! mix.");
 }
