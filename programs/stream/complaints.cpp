@@ -115,7 +115,7 @@ std::string cause_of(const Complaint& complaint) {
         return complaint.last_line;
     if (complaint.detail.empty() || complaint.text.find(complaint.detail) != std::string::npos)
         return complaint.text;
-    return complaint.text + " (" + complaint.detail + ")";
+    return complaint.detail + " (" + complaint.text + ")"; // which names what it hits in general
 }
 
 Words secrets_of(const Words& arguments) {

@@ -7,6 +7,7 @@
 #include "core/text.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 
 namespace stream {
@@ -37,8 +38,24 @@ bool is_rtmp_address(std::string_view url) {
 
 struct Receivers {
     std::string usable;  // "address:port,address:port"
-    std::string skipped; // the others, quoted; neither empty entries
+    std::string skipped; // "TEXT: REASON, TEXT: REASON"
 };
+
+// Of the streams, at the loopback interface; MPEG-TS that comes in there would go round.
+constexpr std::array inputs_of_streams{3000, 3002, 3003, 3004, 3005, 4002, 4003, 4004, 6000};
+
+bool is_input(const sockaddr_in& receiver) {
+    sockaddr_in at_own_port = receiver;
+    at_own_port.sin_port = htons(fieldrelaybox::video_source_port);
+    const bool own_address = fieldrelaybox::is_own_input(at_own_port, 1);
+    return fieldrelaybox::is_own_input(receiver, 1) ||
+           (own_address && std::ranges::find(inputs_of_streams, ntohs(receiver.sin_port)) !=
+                               inputs_of_streams.end());
+}
+
+void add_item(std::string& list, std::string_view separator, const std::string& item) {
+    list.append(list.empty() ? "" : separator).append(item);
+}
 
 // Each in the list, apart.
 Receivers receivers_of(std::string_view list) {
@@ -46,9 +63,12 @@ Receivers receivers_of(std::string_view list) {
     while (!list.empty()) {
         const std::string item{fieldrelaybox::take_item(list, ',')};
         const auto receiver = fieldrelaybox::parse_endpoint(item, highest_port);
-        const bool usable = receiver && !fieldrelaybox::is_own_input(*receiver, 1);
-        std::string& place = usable ? receivers.usable : receivers.skipped;
-        place += (place.empty() ? "" : ",") + item;
+        if (!receiver)
+            add_item(receivers.skipped, ", ", item + ": no address:port");
+        else if (is_input(*receiver))
+            add_item(receivers.skipped, ", ", item + ": an input of the box");
+        else
+            add_item(receivers.usable, ",", item);
     }
     return receivers;
 }
@@ -129,14 +149,14 @@ Plan plan_mpegts(const ConfigRecord& settings, const Surroundings& /*surrounding
         return {};
     const Receivers receivers = receivers_of(fieldrelaybox::text_of(settings.mpegts_clients));
     if (receivers.usable.empty())
-        return impossible("mpegts_clients names no receiver");
+        return impossible("mpegts_clients names no receiver" +
+                          (receivers.skipped.empty() ? "" : " but " + receivers.skipped));
     Plan plan = launch(joined({transport_stream(7, "multiudpsink auto-multicast=false"),
                                {property("clients", receivers.usable)},
                                picture_from(3003),
                                sound_from(4003)}));
     if (!receivers.skipped.empty())
-        plan.fault =
-            "mpegts_clients leaves out " + receivers.skipped + ": no address:port to send to";
+        plan.fault = "mpegts_clients leaves out " + receivers.skipped;
     return plan;
 }
 

@@ -31,17 +31,15 @@ Words screen() {
 } // namespace
 
 Plan plan_player(const ConfigRecord& /*settings*/, const Surroundings& surroundings) {
-    return {
-        .command =
-            Command{
-                surroundings.folder + "/video-player",
-                joined({words_of("-q udpsrc address=127.0.0.1 port=6000 "
-                                 "do-timestamp=true buffer-size=2000000 reuse=false ! h264units !"),
-                        h264_decoder(surroundings),
-                        words_of("! queue leaky=downstream max-size-buffers=1 ! "
-                                 "videoconvert !"),
-                        screen(), words_of("sync=false")})},
-        .fault = ""};
+    return {.command = Command{surroundings.folder + "/video-player",
+                               joined({words_of("-q udpsrc address=127.0.0.1 port=6000 "
+                                                "do-timestamp=true buffer-size=2000000 "
+                                                "reuse=false ! h264units !"),
+                                       h264_decoder(surroundings),
+                                       words_of("! queue leaky=downstream max-size-buffers=1 ! "
+                                                "videoconvert !"),
+                                       screen(), words_of("sync=false")})},
+            .fault = ""};
 }
 
 } // namespace stream

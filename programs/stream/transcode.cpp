@@ -42,17 +42,16 @@ Plan plan_transcode(const ConfigRecord& settings, const Surroundings& surroundin
         words_of("videoscale add-borders=true ! "
                  "video/x-raw,pixel-aspect-ratio=1/1,width=" +
                  even(settings.video_width) + ",height=" + even(settings.video_height) + " !");
-    return {
-        .command =
-            Command{
-                "gst-launch-1.0",
-                joined({words_of("-q udpsrc address=127.0.0.1 port=3000 "
-                                 "do-timestamp=true buffer-size=2000000 reuse=false ! h264units !"),
-                        h264_decoder(surroundings), words_of("!"), words_of(newest_pictures),
-                        scaler, h264_encoder(settings.video_bitrate, surroundings),
-                        words_of("! datagrams max-size=1400 ! udpsink "
-                                 "host=127.0.0.1 port=3001 sync=false")})},
-        .fault = ""};
+    return {.command = Command{"gst-launch-1.0",
+                               joined({words_of("-q udpsrc address=127.0.0.1 port=3000 "
+                                                "do-timestamp=true buffer-size=2000000 "
+                                                "reuse=false ! h264units !"),
+                                       h264_decoder(surroundings), words_of("!"),
+                                       words_of(newest_pictures), scaler,
+                                       h264_encoder(settings.video_bitrate, surroundings),
+                                       words_of("! datagrams max-size=1400 ! udpsink "
+                                                "host=127.0.0.1 port=3001 sync=false")})},
+            .fault = ""};
 }
 
 } // namespace stream

@@ -64,7 +64,9 @@ class Outputs(unittest.TestCase):
                 ("rtmp", 'rtmp_enabled=1\nrtmp_url="rtmp://host/live"\n', "rtmp_url is no rtmp address"),
                 ("mpegts", "mpegts_enabled=1\nmpegts_clients=\n", "mpegts_clients names no receiver"),
                 ("mpegts", f"mpegts_enabled=1\nmpegts_clients=nobody,{LOOPBACK}:5000,{LOOPBACK}:9\n",
-                 f"mpegts_clients leaves out nobody,{LOOPBACK}:5000")):
+                 f"mpegts_clients leaves out nobody: no address:port, {LOOPBACK}:5000: an input of the box"),
+                ("mpegts", f"mpegts_enabled=1\nmpegts_clients={LOOPBACK}:3004\n",
+                 f"mpegts_clients names no receiver but {LOOPBACK}:3004: an input of the box")):
             with self.subTest(line), Stream(kind, settings) as stream:
                 stream.log.wait_for(f"{kind}: {line}", whole=False)
 
