@@ -28,6 +28,9 @@ needs_streams = unittest.skipIf(SANITIZED or bool(RUNNER) or not all(map(shutil.
 RATE = 30
 """Pictures a second of all films; each second begins with a key frame."""
 DATAGRAM = 1300
+CAMERA_GAP, RETURN, SLACK = 30, 4, 1
+"""Seconds of a gap that players outlast (ffmpeg gives a UDP session up after ten without a packet); after it
+the picture is back in 3 s, and a loaded machine gets some more."""
 DELIMITER = re.compile(b"\0\0\0\1\x09.", re.DOTALL)
 Media = tuple[list[bytes], float]
 """Access units of H.264 or ADTS frames, and how many come in a second."""

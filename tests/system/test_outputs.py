@@ -1,16 +1,18 @@
 """The outputs rtmp, mpegts and tcp with real players and a real streaming server."""
 
 import contextlib
+import os
 import random
 import socket
 import subprocess
+import time
 import unittest
 from pathlib import Path
 from typing import Iterator
 
 from box import LOOPBACK, TIMEOUT, Receiver, send, wait_until
-from players import (DATAGRAM, NOTHING, PROGRAMS, RATE, Player, Sender, Stream, film, needs_streams,
-                     tune)
+from players import (CAMERA_GAP, DATAGRAM, NOTHING, PROGRAMS, RATE, RETURN, SLACK, Player, Sender, Stream,
+                     film, needs_streams, tune)
 
 TCP = "tcp_enabled=1\ntcp_port=8555\n"
 TCP_ADDRESS = f"tcp://{LOOPBACK}:8555"
@@ -18,6 +20,7 @@ RTMP_ADDRESS = f"rtmp://{LOOPBACK}/live/key"
 NGINX = """load_module /usr/lib/nginx/modules/ngx_rtmp_module.so;
 daemon off; master_process off; pid /run/nginx.pid; error_log stderr;
 events {} rtmp { access_log off; server { listen 1935; application live { live on; } } }"""
+OWN_ELEMENTS = {"PATH": os.defpath, "GST_PLUGIN_PATH": str(PROGRAMS / "gstreamer-1.0")}
 PACKET = 188
 ESTABLISHED, LISTENING = "01", "0A"  # in /proc/net/tcp
 
@@ -62,6 +65,7 @@ class Outputs(unittest.TestCase):
         for kind, settings, line in (
                 ("tcp", "tcp_enabled=1\ntcp_port=65536\n", "tcp_port is no port"),
                 ("rtmp", 'rtmp_enabled=1\nrtmp_url="rtmp://host/live"\n', "rtmp_url is no rtmp address"),
+                ("rtmp", 'rtmp_enabled=1\nrtmp_url="rtmp://host.invalid/live/key"\n', "Failed to connect: Error resolving"),
                 ("mpegts", "mpegts_enabled=1\nmpegts_clients=\n", "mpegts_clients names no receiver"),
                 ("mpegts", f"mpegts_enabled=1\nmpegts_clients=nobody,{LOOPBACK}:5000,{LOOPBACK}:9\n",
                  f"mpegts_clients leaves out nobody: no address:port, {LOOPBACK}:5000: an input of the box"),
@@ -89,14 +93,33 @@ class Outputs(unittest.TestCase):
             self.assertEqual((player.frames("video")[0], player.errors.lines), ([1, 640, 360], []))
         sender.loss = 0.2
         for _ in range(300):
-            for port, data in ((3004, units[0]), (4004, tune()[0][0])):
+            for port, data, head in ((3004, units[0], 0), (4004, tune()[0][0], 7)):
                 send(data[:random.randrange(len(data))], port)
-                send(random.randbytes(random.randrange(1400)), port)
+                send(data[:head] + random.randbytes(len(data) - head if head else 1300), port)
         first.await_frames("audio", 40)
-        sender.loss, sender.film = 0, film()
+        sender.film = sender.tune = NOTHING
+        time.sleep(CAMERA_GAP)
+        sender.loss, sender.film, sender.tune = 0, film(), tune()
+        for kind in ("video", "audio"):
+            first.await_frames(kind, 1, timeout=RETURN)
         first.await_frames("video", 40, 640, 360)
-        first.await_frames("audio", 40)
         self.assertEqual(stream.log.lines, ["tcp: started"])
+        for settings, port, timeout in ((TCP.replace("8555", "8556"), 8556, 2), ("tcp_enabled=0\n", 0, 1)):
+            stream.settings.write_text(settings)
+            wait_until(lambda: (not sockets(8555, LISTENING), sockets(8556, LISTENING)) == (True, port > 0),
+                       settings, timeout + SLACK)
+
+    def test_what_is_no_unit_stays_away_from_parsers(self) -> None:
+        units, large = film()[0], b"\0\0\1\x01" + 600_000 * b"\7"
+        Path("/run/in").write_bytes(b"\7" * 9 + units[0] + b"\0\0\1\x0b\7\7\0\0\1" + units[1] + large
+                                    + units[2] + b"\0\0\1\x0a")
+        for size in (1, 3, 1300):  # start codes lie across borders
+            pipeline = f"filesrc location=/run/in blocksize={size} ! h264units ! filesink location=/run/out"
+            subprocess.run(["gst-launch-1.0", "-q", *pipeline.split()], env=OWN_ELEMENTS, timeout=TIMEOUT, check=True)
+            passed = Path("/run/out").read_bytes()
+            first, last = units[0][1:] + units[1][1:], units[2][1:]
+            length = len(passed) - len(first + last)
+            self.assertTrue(passed == first + large[:length] + last and 400_000 < length <= 500_000, size)
 
     def test_mpegts_datagrams(self) -> None:
         """A receiver that is not there is in front of the one that is."""
@@ -117,6 +140,9 @@ class Outputs(unittest.TestCase):
                        for at, packet in enumerate(pictures) if packet[1] & 0x40]
         self.assertEqual({at for at, _, _ in starts}, {0}, "a picture waited for the next")
         self.assertTrue(all(b"\0\0\0\1\x67" in packet for _, key, packet in starts if key))
+        heads = [data[at + 1:at + 3] for data in receiver.taken for at in range(0, len(data), PACKET)]
+        for table in (b"\x40\x00", b"\x40\x20"):
+            self.assertGreaterEqual(heads.count(table) * RATE, len(starts), "of tables, one a second")
         recorded = Path("/run/recorded.ts")
         recorded.write_bytes(b"".join(receiver.taken[:-1]))  # up to the last picture's begin
         with Player(str(recorded)) as player:
@@ -130,7 +156,9 @@ class Outputs(unittest.TestCase):
         sender = self.sender(3002)
         sender.tune = NOTHING
         for _ in range(2):
+            start = time.monotonic()
             with streaming_server(), showing(RTMP_ADDRESS) as player:
+                self.assertLess(time.monotonic() - start, 10 + SLACK)
                 player.await_frames("video", 40, 640, 360)
                 player.await_frames("audio", 40, 2)
                 sender.film = film("320x240")
@@ -146,6 +174,5 @@ class Outputs(unittest.TestCase):
             place = f"host={LOOPBACK} port={server.getsockname()[1]}"
             sink = f"videotestsrc ! tcptimeout timeout=300 ! tcpclientsink {place}"
             command = subprocess.run(["gst-launch-1.0", *sink.split()], capture_output=True, text=True,
-                                     env={"GST_PLUGIN_PATH": str(PROGRAMS / "gstreamer-1.0")},
-                                     timeout=TIMEOUT, check=False)
+                                     env=OWN_ELEMENTS, timeout=TIMEOUT, check=False)
         self.assertIn("timed out", command.stderr)

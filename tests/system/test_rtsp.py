@@ -1,7 +1,6 @@
 """rtsp-server with real players."""
 
 import contextlib
-import os
 import random
 import signal
 import socket
@@ -11,13 +10,11 @@ import unittest
 from pathlib import Path
 
 from box import LOOPBACK, TIMEOUT, bound_ports, wait_until
-from players import PROGRAMS, Player, Sender, film, needs_streams
+from players import CAMERA_GAP, PROGRAMS, RETURN, Player, Sender, film, needs_streams
 
 PICTURE_PORT, PORT = 3005, 8554
 ADDRESS = f"rtsp://{LOOPBACK}:{PORT}/video"
 SMALL, LARGE = (640, 360), (1280, 720)
-GAP = 30
-"""Seconds; ffmpeg gives a UDP session up after ten without a packet."""
 
 
 def player(transport: str) -> Player:
@@ -42,6 +39,7 @@ def stuck_player() -> socket.socket:
 @needs_streams
 class Rtsp(unittest.TestCase):
     def setUp(self) -> None:
+        random.seed(1)
         self.server = subprocess.Popen([PROGRAMS / "rtsp-server"])
         self.addCleanup(self.end_server)
         wait_until(lambda: PICTURE_PORT in bound_ports(), "the server reads its port")
@@ -76,12 +74,13 @@ class Rtsp(unittest.TestCase):
             for each in (first, second):
                 each.await_frames("video", 30, *SMALL)
             self.sender.film = [], 10
-            time.sleep(GAP)
+            time.sleep(CAMERA_GAP)
             for size in range(200):  # the second kind ends a stream and goes on
-                self.sender.datagrams(os.urandom(size), PICTURE_PORT)
+                self.sender.datagrams(random.randbytes(1300), PICTURE_PORT)
                 self.sender.datagrams(b"\0\0\0\1\x0b" + bytes([7]) * size, PICTURE_PORT)
             self.sender.film = film("1280x720")
             for each in (first, second):
+                each.await_frames("video", 1, *LARGE, timeout=RETURN)
                 each.await_frames("video", 30, *LARGE)
             self.sender.loss = 0.2
             first.await_frames("video", 30)
