@@ -135,13 +135,15 @@ Plan plan_tcp(const ConfigRecord& settings, const Surroundings& /*surroundings*/
     // Some systems go without IPv6.
     const char* const all_addresses =
         std::filesystem::exists("/proc/net/if_inet6") ? "::" : "0.0.0.0";
-    // A reader two megabytes behind is cut off. Time would not do as a measure: a gap counts in it.
-    return launch(
-        joined({transport_stream(15, "tcpserversink sync-method=next-keyframe "
-                                     "unit-format=bytes units-max=2000000"),
-                {std::string("host=") + all_addresses, "port=" + std::to_string(settings.tcp_port)},
-                picture_from(3004),
-                sound_from(4004)}));
+    // A reader two megabytes behind is cut off, with little more in the system. Time would not do
+    // as a measure: a gap counts in it.
+    return launch(joined(
+        {transport_stream(15,
+                          "tcptimeout send-buffer=131072 ! tcpserversink sync-method=next-keyframe "
+                          "unit-format=bytes units-max=2000000"),
+         {std::string("host=") + all_addresses, "port=" + std::to_string(settings.tcp_port)},
+         picture_from(3004),
+         sound_from(4004)}));
 }
 
 Plan plan_mpegts(const ConfigRecord& settings, const Surroundings& /*surroundings*/) {
