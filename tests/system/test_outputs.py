@@ -65,7 +65,7 @@ class Outputs(unittest.TestCase):
         for kind, settings, line in (
                 ("tcp", "tcp_enabled=1\ntcp_port=65536\n", "tcp_port is no port"),
                 ("rtmp", 'rtmp_enabled=1\nrtmp_url="rtmp://host/live"\n', "rtmp_url is no rtmp address"),
-                ("rtmp", 'rtmp_enabled=1\nrtmp_url="rtmp://host.invalid/live/key"\n', "Failed to connect: Error resolving"),
+                ("rtmp", 'rtmp_enabled=1\nrtmp_url="rtmp://host.invalid/a/b"\n', "Failed to connect: Error"),
                 ("mpegts", "mpegts_enabled=1\nmpegts_clients=\n", "mpegts_clients names no receiver"),
                 ("mpegts", f"mpegts_enabled=1\nmpegts_clients=nobody,{LOOPBACK}:5000,{LOOPBACK}:9\n",
                  f"mpegts_clients leaves out nobody: no address:port, {LOOPBACK}:5000: an input of the box"),
@@ -115,7 +115,8 @@ class Outputs(unittest.TestCase):
                                     + units[2] + b"\0\0\1\x0a")
         for size in (1, 3, 1300):  # start codes lie across borders
             pipeline = f"filesrc location=/run/in blocksize={size} ! h264units ! filesink location=/run/out"
-            subprocess.run(["gst-launch-1.0", "-q", *pipeline.split()], env=OWN_ELEMENTS, timeout=TIMEOUT, check=True)
+            subprocess.run(["gst-launch-1.0", "-q", *pipeline.split()], env=OWN_ELEMENTS, check=True,
+                           timeout=TIMEOUT)
             passed = Path("/run/out").read_bytes()
             first, last = units[0][1:] + units[1][1:], units[2][1:]
             length = len(passed) - len(first + last)
