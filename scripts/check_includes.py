@@ -3,7 +3,7 @@
 
 The rooms stand on floors. A file may include what is in its own room and in the rooms of the floors
 below, never a room of its own floor or above. Each companion in programs/ is a room of its own that
-may use core and config. Within a room no files include each other in a circle (a header and its
+may use core, config and the GStreamer elements. Within a room no files include each other in a circle (a header and its
 .cpp count as one). Prints each line that breaks this; exit status 1 when there is one.
 """
 
@@ -25,7 +25,7 @@ FLOORS = (
     ("rc", "control"),
     ("daemon",),
 )
-OPEN_TO_COMPANIONS = ("include", "core", "config")
+OPEN_TO_COMPANIONS = ("include", "core", "config", "gstreamer")
 FLOOR_OF = {room: number for number, rooms in enumerate(FLOORS) for room in rooms}
 INCLUDE = re.compile(r'\s*#\s*include\s+"([^"]+)"')
 
@@ -43,7 +43,7 @@ def fault(room: str, target: str, companion: bool) -> str:
     if target == room:
         return ""
     if companion:
-        return "" if target in OPEN_TO_COMPANIONS else "companions use core and config only"
+        return "" if target in OPEN_TO_COMPANIONS else "companions use core, config and gstreamer only"
     if target not in FLOOR_OF:
         return f"{target or 'the top'} is no room of the daemon"
     if room not in FLOOR_OF:

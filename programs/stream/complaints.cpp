@@ -115,7 +115,10 @@ std::string cause_of(const Complaint& complaint) {
         return complaint.last_line;
     if (complaint.detail.empty() || complaint.text.find(complaint.detail) != std::string::npos)
         return complaint.text;
-    return complaint.detail + " (" + complaint.text + ")"; // which names what it hits in general
+    // GStreamer's own words for what it opens do not say what that is.
+    const bool general = complaint.text.find(" resource") != std::string::npos;
+    return general ? complaint.detail + " (" + complaint.text + ")"
+                   : complaint.text + " (" + complaint.detail + ")";
 }
 
 Words secrets_of(const Words& arguments) {

@@ -119,11 +119,11 @@ TEST(StreamLauncher, the_cause_of_a_failure_is_found_in_what_a_program_says) {
     const std::string info = "\nAdditional debug info:\n../gst/udp/gstudpsrc.c(1795): open ():\n";
     const std::string preroll = "ERROR: pipeline doesn't want to preroll.\nFailed to set pipeline.";
     const std::vector<std::pair<std::string, std::string>> sayings{
-        {element + "No settings." + info + "bind failed: in use\n" + preroll,
-         "bind failed: in use (No settings.)"},
+        {element + "No resource." + info + "bind failed: in use\n" + preroll,
+         "bind failed: in use (No resource.)"},
         {element + "Refused" + info + preroll, "Refused"},
         {element + "Refused" + info + "domain g-io-error-quark, code 32\n" + preroll, "Refused"},
-        {element + "A" + info + "a\n" + element + "B" + info + "b", "a (A)"},
+        {element + "A" + info + "a\n" + element + "B" + info + "b", "A (a)"},
         {"WARNING: erroneous pipeline: no element \"x\"", "erroneous pipeline: no element \"x\""},
         {"ERROR: port 8554: Address already in use", "port 8554: Address already in use"},
         {"first\nlast\n\n", "last"},
