@@ -22,8 +22,7 @@ scripts/install_dependencies.sh package-test
 # What the package of streams stands on, by apt, which is quicker at so much. Nothing of it need survive a
 # power cut.
 add_streams_to() {
-    local quick=$1/etc/dpkg/dpkg.cfg.d/quick streams
-    streams=$(scripts/install_dependencies.sh --list streams)
+    local quick=$1/etc/dpkg/dpkg.cfg.d/quick
     printf '%s\n' force-unsafe-io 'path-exclude=/usr/share/doc/*' 'path-exclude=/usr/share/man/*' \
         'path-exclude=/usr/share/locale/*' >"$quick"
     cp /etc/resolv.conf "$1/etc/resolv.conf"
@@ -35,7 +34,7 @@ add_streams_to() {
     rm "$quick" "$1/etc/resolv.conf"
 }
 
-# The base system is made once; each run works on a copy.
+# The base system is made once, and anew when other packages are needed; each run works on a copy.
 make_base() {
     local site suite
     # shellcheck disable=SC2016 # apt fills these in
@@ -53,9 +52,14 @@ make_base() {
         tail "$base.log" >&2
         exit 1
     }
+    rm -rf "$base"
     mv "$base.new" "$base"
+    echo "$streams" >"$base.packages"
 }
-[ -d "$base" ] || make_base
+streams=$(scripts/install_dependencies.sh --list streams)
+if ! [ -d "$base" ] || [ "$(cat "$base.packages" 2>/dev/null)" != "$streams" ]; then
+    make_base
+fi
 [ "${1:-}" != --prepare ] || exit 0
 
 if [ "$(cat build/packages/commit 2>/dev/null)" != "$(git rev-parse HEAD)" ] ||

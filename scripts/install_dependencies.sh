@@ -6,7 +6,8 @@ set -eu
 
 # What streams run on: programs, and the plugins with the elements of their pipelines.
 streams="gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
-    gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-alsa gstreamer1.0-x glib-networking"
+    gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-alsa gstreamer1.0-x glib-networking
+    ca-certificates"
 
 packages_of() {
     case "$1" in
