@@ -10,9 +10,10 @@
 
 #include <atomic>
 #include <cerrno>
-#include <span>
+#include <mutex>
 #include <sys/socket.h>
 #include <sys/uio.h>
+#include <utility>
 
 namespace fieldrelaybox {
 
@@ -23,6 +24,10 @@ std::atomic<std::uint32_t> next_sequence{0}; // shared by all kinds
 
 // Above 0 while video or audio is being sent: status messages are then dropped, not queued.
 std::atomic<int> media_sends{0};
+
+// Short, guards the order of video and audio: who takes numbers sends them before others take
+// higher ones, which would overtake them. Nobody waits for a network in it.
+std::mutex media_order;
 
 // What waits in one slow network fills the shared socket, which then takes nothing for the other
 // apps either. For a while each app has a socket of its own, where it fills nobody else's.
@@ -49,71 +54,107 @@ bool is_shared_socket_full() {
     return errno == EAGAIN && app_socket(spare_app_socket) >= 0;
 }
 
-using MessageHeader = std::array<std::uint8_t, message_header_size>;
+// Which of the apps' ways refuse segments, by their place. The next app at a place inherits that
+// for some seconds, which costs it nothing but processor time.
+std::array<SegmentRefusal, app_client_capacity> refusals;
 
-MessageHeader make_header(MessageKind kind) {
-    MessageHeader header{};
+void write_header(std::uint8_t* header, MessageKind kind, std::uint32_t sequence) {
     header[0] = 'B';
     header[1] = static_cast<std::uint8_t>(kind);
-    put_u32le(&header[4], next_sequence.fetch_add(1, std::memory_order_relaxed));
+    header[2] = header[3] = 0;
+    put_u32le(&header[4], sequence);
     put_u16le(&header[8],
               static_cast<std::uint16_t>(load(config_record().server_client_id) & 0xFFFF));
-    return header;
+    header[10] = header[11] = 0;
 }
 
-// One message for several apps, and each one's place among the statistics.
-struct Copies {
-    std::array<mmsghdr, app_client_capacity> messages;
-    std::array<std::uint8_t, app_client_capacity> places;
-    unsigned count;
+// Who gets a message.
+struct Recipients {
+    std::array<const AppClientTarget*, app_client_capacity> apps;
+    std::size_t count;
+    const AppClientTarget* server; // null: not wanted there
 };
 
-void add_copy(Copies& copies, const AppClientTarget& target, std::span<iovec> parts) {
-    copies.places[copies.count] = target.place;
+Recipients recipients_of(MessageKind kind) {
+    const AppClientTargets& targets = app_client_targets();
+    Recipients recipients{};
+    for (std::size_t i = 0; i < targets.count; ++i) {
+        const AppClientTarget& target = targets.entries[i];
+        if (target.data_only && kind != MessageKind::status)
+            continue;
+        if (target.is_server)
+            recipients.server = &target;
+        else
+            recipients.apps[recipients.count++] = &target;
+    }
+    return recipients;
+}
+
+// One message for several apps: a datagram, or several as segments.
+struct Copies {
+    std::array<mmsghdr, app_client_capacity> messages;
+    std::array<const AppClientTarget*, app_client_capacity> apps;
+    unsigned count;
+    std::size_t datagrams; // in each
+};
+
+void add_copy(Copies& copies, const AppClientTarget* app, const msghdr& content) {
+    copies.apps[copies.count] = app;
     msghdr& message = copies.messages[copies.count++].msg_hdr;
-    message.msg_name = const_cast<sockaddr_in*>(&target.address);
-    message.msg_namelen = sizeof target.address;
-    message.msg_iov = parts.data();
-    message.msg_iovlen = parts.size();
+    message = content;
+    message.msg_name = const_cast<sockaddr_in*>(&app->address);
+    message.msg_namelen = sizeof app->address;
+}
+
+Copies make_copies(const Recipients& recipients, const msghdr& content, std::size_t datagrams) {
+    Copies copies;
+    copies.count = 0;
+    copies.datagrams = datagrams;
+    for (std::size_t i = 0; i < recipients.count; ++i)
+        add_copy(copies, recipients.apps[i], content);
+    return copies;
 }
 
 // Both return how many copies they counted.
 unsigned count_sent_copies(const Copies& copies, unsigned first, unsigned sent) {
     const std::size_t size = copies.messages[first].msg_len;
     for (unsigned i = first; i < first + sent; ++i)
-        count_sent(statistics().apps[copies.places[i]].sent, static_cast<ssize_t>(size));
-    count(statistics().control_out.datagrams, sent);
-    count(statistics().control_out.bytes, sent * size);
+        count_sent(statistics().apps[copies.apps[i]->place].sent, copies.datagrams, size);
+    count_sent(statistics().control_out, sent * copies.datagrams, sent * size);
     return sent;
 }
 
 unsigned count_failed_copy(const Copies& copies, unsigned failed) {
-    count_unsent(statistics().apps[copies.places[failed]].sent);
+    count_unsent(statistics().apps[copies.apps[failed]->place].sent);
     count_unsent(statistics().control_out);
     return 1;
 }
 
-// One system call for all recipients, which never waits. It stops at one that cannot be reached;
-// the next call starts with that one, fails at once, and it is skipped. Returns at how many it
-// found the socket full, else the number of all.
+// One system call for the copies from first on, which never waits. It stops at one that cannot be
+// reached; the next call starts with that one and fails at once. Returns how many were sent and
+// counted.
+unsigned send_from(Copies& copies, unsigned first) {
+    const int sent = sendmmsg(message_socket.load(std::memory_order_relaxed),
+                              &copies.messages[first], copies.count - first, MSG_DONTWAIT);
+    return sent > 0 ? count_sent_copies(copies, first, static_cast<unsigned>(sent)) : 0;
+}
+
+// Returns at how many it found the socket full, else the number of all.
 unsigned send_together(Copies& copies) {
-    const int socket = message_socket.load(std::memory_order_relaxed);
     for (unsigned done = 0; done < copies.count;) {
-        const int sent =
-            sendmmsg(socket, &copies.messages[done], copies.count - done, MSG_DONTWAIT);
-        if (sent <= 0 && is_shared_socket_full()) {
+        const unsigned sent = send_from(copies, done);
+        if (sent == 0 && is_shared_socket_full()) {
             send_apart();
             return done;
         }
-        done += sent > 0 ? count_sent_copies(copies, done, static_cast<unsigned>(sent))
-                         : count_failed_copy(copies, done);
+        done += sent > 0 ? sent : count_failed_copy(copies, done);
     }
     return copies.count;
 }
 
-void send_all(Copies& copies) {
+void send_all(Copies copies) {
     for (unsigned i = is_apart() ? 0 : send_together(copies); i < copies.count; ++i) {
-        if (sendmmsg(app_socket(copies.places[i]), &copies.messages[i], 1, MSG_DONTWAIT) == 1)
+        if (sendmmsg(app_socket(copies.apps[i]->place), &copies.messages[i], 1, MSG_DONTWAIT) == 1)
             count_sent_copies(copies, i, 1);
         else
             count_failed_copy(copies, i);
@@ -125,25 +166,82 @@ ssize_t send_one(int socket, Bytes bytes, const sockaddr_in& app) {
                   reinterpret_cast<const sockaddr*>(&app), sizeof app);
 }
 
-void send_message(Bytes payload, MessageKind kind) {
-    const MessageHeader header = make_header(kind);
-    const AppClientTargets& targets = app_client_targets();
+void send_to_all(const Recipients& recipients, Bytes header, Bytes payload) {
     std::array<iovec, 2> parts{{{const_cast<std::uint8_t*>(header.data()), header.size()},
                                 {const_cast<std::uint8_t*>(payload.data()), payload.size()}}};
-    Copies copies{};
-    const AppClientTarget* server = nullptr;
-    for (std::size_t i = 0; i < targets.count; ++i) {
-        const AppClientTarget& target = targets.entries[i];
-        if (target.data_only && kind != MessageKind::status)
-            continue;
-        if (target.is_server)
-            server = &target;
-        else
-            add_copy(copies, target, parts);
-    }
-    send_all(copies);
+    // Where they lie in one piece, the kernel need not gather them.
+    const bool whole = header.data() + header.size() == payload.data();
+    if (whole)
+        parts[0].iov_len += payload.size();
+    msghdr content{};
+    content.msg_iov = parts.data();
+    content.msg_iovlen = whole ? 1 : parts.size();
+    if (recipients.count > 0)
+        send_all(make_copies(recipients, content, 1));
+    const AppClientTarget* const server = recipients.server;
     if (server != nullptr && load(config_record().server_client_id) != 0)
         count_sent(statistics().apps[server->place].sent, send_through_server(header, payload));
+}
+
+void send_message(Bytes payload, MessageKind kind) {
+    std::array<std::uint8_t, message_header_size> header;
+    write_header(header.data(), kind, next_sequence.fetch_add(1, std::memory_order_relaxed));
+    send_to_all(recipients_of(kind), header, payload);
+}
+
+// Takes the apps that refuse segments out of recipients and returns them.
+Recipients take_refusing(Recipients& recipients) {
+    Recipients refusing{
+        .apps = {}, .count = 0, .server = std::exchange(recipients.server, nullptr)};
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < recipients.count; ++i) {
+        const AppClientTarget* const app = recipients.apps[i];
+        if (refuses_segments(refusals[app->place]))
+            refusing.apps[refusing.count++] = app;
+        else
+            recipients.apps[kept++] = app;
+    }
+    recipients.count = kept;
+    return refusing;
+}
+
+// Sends messages, each with its header, as segments. Returns who has still to get them one by one,
+// for whatever reason: that way knows what to do about each.
+Recipients send_as_segments(Recipients recipients, Datagrams messages) {
+    if (messages.size() == 1 || is_apart())
+        return recipients;
+    Recipients left = take_refusing(recipients);
+    SegmentControl control{};
+    msghdr content{};
+    set_segments(content, messages, control);
+    Copies copies = make_copies(recipients, content, messages.size());
+    for (unsigned done = 0; done < copies.count;) {
+        const unsigned sent = send_from(copies, done);
+        done += sent;
+        if (sent > 0)
+            continue;
+        note_refusal(refusals[copies.apps[done]->place]);
+        left.apps[left.count++] = copies.apps[done++];
+    }
+    return left;
+}
+
+void send_run(Datagrams run, MessageKind kind) {
+    const auto size = static_cast<std::uint32_t>(run.size());
+    std::uint32_t sequence = next_sequence.fetch_add(size, std::memory_order_relaxed);
+    std::array<iovec, run_limit> messages;
+    for (std::size_t i = 0; i < run.size(); ++i) {
+        std::uint8_t* const header =
+            static_cast<std::uint8_t*>(run[i].iov_base) - message_header_size;
+        write_header(header, kind, sequence++);
+        messages[i] = {header, message_header_size + run[i].iov_len};
+    }
+    const Recipients left =
+        send_as_segments(recipients_of(kind), Datagrams(messages.data(), run.size()));
+    for (const iovec& datagram : run) {
+        const Bytes payload = bytes_of(datagram);
+        send_to_all(left, {payload.data() - message_header_size, message_header_size}, payload);
+    }
 }
 
 } // namespace
@@ -159,7 +257,19 @@ void post_message(Bytes payload, MessageKind kind) {
         return;
     }
     media_sends.fetch_add(1, std::memory_order_relaxed);
-    send_message(payload, kind);
+    {
+        const std::lock_guard lock(media_order);
+        send_message(payload, kind);
+    }
+    media_sends.fetch_sub(1, std::memory_order_relaxed);
+}
+
+void post_run(Datagrams run, MessageKind kind) {
+    media_sends.fetch_add(1, std::memory_order_relaxed);
+    {
+        const std::lock_guard lock(media_order);
+        send_run(run, kind);
+    }
     media_sends.fetch_sub(1, std::memory_order_relaxed);
 }
 

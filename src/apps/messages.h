@@ -3,6 +3,7 @@
 
 #include "apps/record_codes.h"
 #include "core/bytes.h"
+#include "core/segments.h"
 #include "core/sockets.h"
 
 #include <array>
@@ -13,6 +14,7 @@ namespace fieldrelaybox {
 enum class MessageKind : std::uint8_t { status = 0, video = 1, audio = 2 };
 
 inline constexpr std::size_t message_header_size = 12;
+static_assert(message_header_size == header_room);
 
 // The socket that messages leave from; set once by init_device_discovery. While it is full because
 // of an app behind a slow network, each app has one of its own (app_sockets.h).
@@ -23,6 +25,10 @@ void set_message_socket(int socket);
 // lost to that app. payload must not be larger than a datagram takes (65,495
 // bytes).
 void post_message(Bytes payload, MessageKind kind);
+
+// The same for each datagram of a run (first_run) of video or audio, in one message to each app
+// where that can be. Writes their headers into the room before them.
+void post_run(Datagrams run, MessageKind kind);
 
 // Posts the 7-byte status record code, bytes.
 void post_status_bytes(RecordCode code, const std::array<std::uint8_t, 6>& bytes);

@@ -32,12 +32,17 @@ inline void count_received(InputCount& input, std::size_t bytes) {
 // One datagram that could not be sent; errno tells why.
 void count_unsent(OutputCount& output);
 
+// So many datagrams of so many bytes together.
+inline void count_sent(OutputCount& output, std::size_t datagrams, std::size_t bytes) {
+    count(output.datagrams, datagrams);
+    count(output.bytes, bytes);
+}
+
 // One datagram of which a send call returned this.
 inline void count_sent(OutputCount& output, ssize_t result) {
     if (result < 0)
         return count_unsent(output);
-    count(output.datagrams);
-    count(output.bytes, static_cast<std::uint64_t>(result));
+    count_sent(output, 1, static_cast<std::size_t>(result));
 }
 
 // The place now belongs to the peer at address: it goes on counting for the one it had before, and

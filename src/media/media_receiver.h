@@ -1,8 +1,8 @@
-// One thread that receives the datagrams of a loopback port and hands each to the relay.
+// One thread that receives the datagrams of a loopback port and hands them to the relay.
 #pragma once
 
-#include "core/bytes.h"
 #include "core/life_signs.h"
+#include "core/segments.h"
 #include "core/statistics.h"
 
 #include <cstddef>
@@ -20,7 +20,9 @@ struct MediaReceiver {
     int buffer_bytes;      // of the socket, 0 = the system's default
     std::int64_t pause_us; // after a failed receive
     InputCount Statistics::*count;
-    void (*handle)(Bytes datagram);
+    bool in_bursts; // takes what came together in one call
+    // Passes on the first of the datagrams, or the first few, and returns how many.
+    std::size_t (*handle)(Datagrams rest);
 };
 
 // Starts the thread, which binds the port as soon as it can be had and shows life all the time.

@@ -2,8 +2,9 @@
 #pragma once
 
 #include "config/own_inputs.h"
-#include "core/bytes.h"
+#include "core/segments.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace fieldrelaybox {
@@ -13,8 +14,9 @@ void init_transcode();
 void init_audio_source();
 void init_video_source();
 
-// One video datagram as it arrived: notes that video is there and relays it.
-void handle_video_datagram(Bytes datagram, std::int64_t now);
+// The first of the video datagrams that arrived, or the first few: notes that video is there and
+// relays them. Returns how many it was.
+std::size_t handle_video(Datagrams rest, std::int64_t now);
 
 // Notices that video stopped, publishes the video state and posts it; called on every supervisor
 // pass.

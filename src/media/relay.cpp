@@ -28,6 +28,7 @@ struct Output {
     OutputCount Statistics::*count; // null: nothing is sent
     int socket = -1;
     sockaddr_in address{};
+    SegmentRefusal refusal{};
 };
 
 struct EncoderOutput {
@@ -103,6 +104,35 @@ void send_to_encoders(Bytes datagram, std::span<const EncoderOutput> encoders) {
     }
 }
 
+bool has_udp_clients() {
+    return load(config_record().udp_enabled) != 0 && udp_clients().count > 0;
+}
+
+void send_run_to(Output& output, Datagrams run) {
+    if (!refuses_segments(output.refusal)) {
+        if (const std::size_t sent = send_segments(output.socket, run, output.address); sent > 0)
+            return count_sent(statistics().*output.count, run.size(), sent);
+        note_refusal(output.refusal);
+    }
+    for (const iovec& datagram : run)
+        send_to(output, bytes_of(datagram));
+}
+
+void send_run_to_encoders(Datagrams run) {
+    for (EncoderOutput& encoder : video_outputs) {
+        if (load(config_record().*encoder.enabled) != 0)
+            send_run_to(encoder.output, run);
+    }
+}
+
+// one: a run of one.
+void relay_one(Datagrams one) {
+    const Bytes datagram = bytes_of(one.front());
+    post_run(one, MessageKind::video);
+    send_to_udp_clients(datagram, udp_video_sockets, &UdpClients::Entry::video);
+    send_to_encoders(datagram, video_outputs);
+}
+
 } // namespace
 
 void init_video_bridge() {
@@ -119,17 +149,31 @@ void init_video_bridge() {
     open_udp_client_sockets(udp_audio_sockets);
 }
 
-void relay_video(Bytes datagram) {
-    if (load(config_record().video_transcode_enabled) != 0)
-        send_to(transcoder_output, datagram);
+std::size_t relay_video(Datagrams rest) {
+    const bool transcodes = load(config_record().video_transcode_enabled) != 0;
+    const bool plays = local_video.load(std::memory_order_relaxed);
+    if (!transcodes && !plays)
+        return relay_transcoded_video(rest);
+    const Datagrams one = rest.first(1);
+    if (transcodes)
+        send_to(transcoder_output, bytes_of(one.front()));
     else
-        relay_transcoded_video(datagram);
+        relay_one(one);
+    if (plays)
+        send_to(player_output, bytes_of(one.front()));
+    return 1;
 }
 
-void relay_transcoded_video(Bytes datagram) {
-    post_message(datagram, MessageKind::video);
-    send_to_udp_clients(datagram, udp_video_sockets, &UdpClients::Entry::video);
-    send_to_encoders(datagram, video_outputs);
+// The pause after each datagram to a UDP client holds up what follows, so that must be no run.
+std::size_t relay_transcoded_video(Datagrams rest) {
+    const Datagrams run = has_udp_clients() ? rest.first(1) : first_run(rest);
+    if (run.size() == 1) {
+        relay_one(run);
+    } else {
+        post_run(run, MessageKind::video);
+        send_run_to_encoders(run);
+    }
+    return run.size();
 }
 
 void relay_audio(Bytes datagram) {
@@ -140,11 +184,6 @@ void relay_audio(Bytes datagram) {
 
 void set_local_video(bool on) {
     local_video.store(on, std::memory_order_relaxed);
-}
-
-void send_to_local_player(Bytes datagram) {
-    if (local_video.load(std::memory_order_relaxed))
-        send_to(player_output, datagram);
 }
 
 } // namespace fieldrelaybox

@@ -3,26 +3,28 @@
 #pragma once
 
 #include "core/bytes.h"
+#include "core/segments.h"
+
+#include <cstddef>
 
 namespace fieldrelaybox {
 
 // Prepares the video and audio outputs; called once by start-up.
 void init_video_bridge();
 
-// One datagram of the camera's video: to the transcoder when that is enabled, otherwise to
-// everyone.
-void relay_video(Bytes datagram);
+// The first of the camera's video datagrams, to the transcoder when that is enabled, otherwise to
+// everyone, and to the local player while that is switched on. As many at once as can go together:
+// one alone while UDP clients, the transcoder or the player get them. Returns how many it was.
+std::size_t relay_video(Datagrams rest);
 
-// One video datagram to the apps, the UDP clients and the enabled encoders, past the transcoder.
-void relay_transcoded_video(Bytes datagram);
+// The same past the transcoder and the player: to the apps, the UDP clients and the enabled
+// encoders.
+std::size_t relay_transcoded_video(Datagrams rest);
 
 // One audio datagram to the apps, the UDP clients and the enabled encoders.
 void relay_audio(Bytes datagram);
 
 // Whether the local player gets the camera's video, too; off at start, switched by an app.
 void set_local_video(bool on);
-
-// One video datagram to the local player while that is switched on.
-void send_to_local_player(Bytes datagram);
 
 } // namespace fieldrelaybox

@@ -52,21 +52,20 @@ void init_video_source() {
     connected = false;
     publish_connected(false);
     start_media_receiver({"video", Vital::relay, video_source_port, datagram_capacity,
-                          socket_buffer_bytes, media_pause_us, &Statistics::video_in,
-                          [](Bytes datagram) { handle_video_datagram(datagram, timer_clock()); }});
+                          socket_buffer_bytes, media_pause_us, &Statistics::video_in, true,
+                          [](Datagrams rest) { return handle_video(rest, timer_clock()); }});
 }
 
-void handle_video_datagram(Bytes datagram, std::int64_t now) {
+std::size_t handle_video(Datagrams rest, std::int64_t now) {
     if (load(config_record().camera_disabled) != 0) {
         sleep_us(pause_while_disabled_us);
-        return;
+        return 1;
     }
     // The time first, so that a watchdog pass in between cannot drop the link again.
     last_video_ms.store(now, std::memory_order_relaxed);
     if (!connected.load(std::memory_order_acquire))
         connect_video();
-    relay_video(datagram);
-    send_to_local_player(datagram);
+    return relay_video(rest);
 }
 
 void video_watchdog(std::int64_t now) {

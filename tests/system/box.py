@@ -335,11 +335,11 @@ def bound_ports() -> set[int]:
 class Receiver:
     """A UDP socket of a neighbour of the box."""
 
-    def __init__(self, port: int = 0) -> None:
+    def __init__(self, port: int = 0, address: str = LOOPBACK) -> None:
         self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4_000_000)
         self.socket.setsockopt(socket.SOL_SOCKET, 35, 1)  # SO_TIMESTAMPNS
-        self.socket.bind((LOOPBACK, port))
+        self.socket.bind((address, port))
         self.port: int = self.socket.getsockname()[1]
         self.sender: tuple[str, int] = ("", 0)
         self.arrival = 0
@@ -375,8 +375,10 @@ class Receiver:
 class App(Receiver):
     """A phone app. As a context it is registered and stays so."""
 
-    def __init__(self, data_only: bool = False) -> None:
-        super().__init__()
+    def __init__(self, data_only: bool = False, address: str = LOOPBACK,
+                 box_address: str = LOOPBACK) -> None:
+        super().__init__(address=address)
+        self.box_address = box_address
         self.data_only, self._registered = data_only, contextlib.ExitStack()
 
     def __enter__(self) -> "App":
@@ -396,7 +398,7 @@ class App(Receiver):
             pass
 
     def send(self, data: bytes) -> None:
-        self.socket.sendto(data, (LOOPBACK, app_protocol.PORT))
+        self.socket.sendto(data, (self.box_address, app_protocol.PORT))
 
     def register(self) -> None:
         self.send(app_protocol.register(self.data_only))

@@ -85,8 +85,10 @@ TEST(UdpClients, get_a_pause_of_5_us_behind_each) {
             got += std::to_string(client.take().size());
         got += ' ';
     };
-    const std::vector<std::uint8_t> datagram(9000, 0xEE);
-    relay_transcoded_video(datagram);
+    std::vector<std::uint8_t> datagram(9000, 0xEE);
+    const iovec video{datagram.data() + header_room, 8000};
+    const std::array<iovec, 2> burst{video, video};
+    EXPECT_EQ(relay_transcoded_video(burst), 1U); // no run: a pause belongs behind each
     EXPECT_EQ(got, "10 01 ");
     relay_audio(datagram);
     EXPECT_EQ(test_clock::take_waits(), std::vector<std::int64_t>(4, 5));

@@ -4,13 +4,16 @@
 #include "core/log.h"
 #include "core/status_block.h"
 #include "core/text.h"
+#include "media/burst_room.h"
 #include "media/media_sources.h"
 #include "unit/shell_recorder.h"
 #include "unit/test_data.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -73,13 +76,35 @@ TEST(Log, lines_are_single_readable_and_bounded_with_priorities_in_the_journal) 
                   std::string(1000, 'a') + "... (70000 characters)\n");
 }
 
+TEST(BurstRoom, gives_back_what_large_datagrams_took_while_small_ones_come) {
+    const test_data::Receiver source, sender;
+    InputCount counts{};
+    BurstRoom room;
+    open_room(room, run_limit, 60'000);
+    const auto pages_after = [&](std::size_t size, int times) {
+        for (const std::vector<char> datagram(size); times > 0; --times) {
+            const sockaddr_in address = source.address();
+            sendto(sender.socket(), datagram.data(), size, 0,
+                   reinterpret_cast<const sockaddr*>(&address), sizeof address);
+            EXPECT_EQ(receive_burst({source.socket(), counts, 0}, room).front().iov_len, size);
+        }
+        std::vector<unsigned char> pages(room.memory_size / 4096 + 1);
+        EXPECT_EQ(mincore(room.memory, room.memory_size, pages.data()), 0);
+        return std::count(pages.begin(), pages.end(), 1);
+    };
+    EXPECT_GT(pages_after(60'000, 1), 2);
+    EXPECT_LE(pages_after(1000, 2000), 2);
+    EXPECT_EQ(counts.bytes, 2'060'000U);
+}
+
 TEST(VideoWatchdog, judges_by_its_own_flag) {
     constexpr std::int64_t now = 3'900'000'000;
-    const std::array<std::uint8_t, 3> datagram{1, 2, 3};
+    std::array<std::uint8_t, header_room + 3> datagram{};
+    const std::array<iovec, 1> video{{{&datagram[header_room], 3}}};
     shell_recorder::on_command = [own = std::this_thread::get_id()](const std::string&) {
         EXPECT_NE(std::this_thread::get_id(), own); // video does not wait for a command
     };
-    handle_video_datagram(datagram, now);
+    EXPECT_EQ(handle_video(video, now), 1U);
     EXPECT_EQ(config_record().video_connected, 1);
     config_record().video_connected = 0; // as the camera link does
     video_watchdog(now + 1000);
