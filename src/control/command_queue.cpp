@@ -1,5 +1,6 @@
 #include "control/command_queue.h"
 
+#include "core/alarm.h"
 #include "core/clock.h"
 #include "core/life_signs.h"
 #include "core/log.h"
@@ -43,8 +44,16 @@ Command take_oldest(std::unique_lock<std::mutex>& lock) {
 void perform_next() {
     show_life(Vital::commands);
     std::unique_lock lock(queue_mutex);
-    if (arrival.wait_for(lock, longest_wait, [] { return !queue.empty(); }))
-        take_oldest(lock)();
+    if (!arrival.wait_for(lock, longest_wait, [] { return !queue.empty(); }))
+        return;
+    const Command command = take_oldest(lock);
+    try {
+        command();
+    } catch (...) { // it may have done half
+        ring(command_alarm);
+        throw;
+    }
+    ring(command_alarm);
 }
 
 bool is_waiting() {

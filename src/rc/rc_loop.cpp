@@ -5,6 +5,7 @@
 #include "camera/builders/zoom.h"
 #include "camera/link/camera_link.h"
 #include "config/config_record.h"
+#include "core/alarm.h"
 #include "core/clock.h"
 #include "core/numbers.h"
 #include "core/shared_access.h"
@@ -15,6 +16,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <vector>
 
@@ -55,6 +57,18 @@ void read_receiver(RcInputs& inputs) {
                        load(record.roll_speed)};
 }
 
+constexpr std::chrono::milliseconds longest_rest{250};
+
+// Returns whether it is at rest.
+bool run_rc_step(RcState& state, std::vector<RcCommand>& commands) {
+    commands.clear();
+    gimbal_repeat_lost_stop(); // before a stick moves it again
+    const RcInputs inputs = read_rc_inputs(timer_clock());
+    rc_step(inputs, state, commands);
+    perform_rc_commands(commands);
+    return commands.empty() && is_at_rest(inputs, state);
+}
+
 } // namespace
 
 RcInputs read_rc_inputs(std::int64_t now) {
@@ -68,6 +82,7 @@ RcInputs read_rc_inputs(std::int64_t now) {
     inputs.app_registered = inputs.app_moves && app_client_targets().count > 0;
     inputs.last_gimbal_pair = state.last_gimbal_pair;
     inputs.gimbal_hold = state.gimbal_hold;
+    inputs.stop_in_doubt = state.gimbal_stop_in_doubt;
     inputs.position_commanded = state.position_commanded;
     inputs.last_position_command_ms = state.last_position_command_ms;
     inputs.zoom_step = current_zoom_step();
@@ -77,21 +92,25 @@ RcInputs read_rc_inputs(std::int64_t now) {
 
 // No step takes long: buttons that are held and the saving of settings run in lanes, and sending a
 // frame waits at most 100 ms, when the camera is out of reach. The steps that a delay made the
-// thread miss are left out.
+// thread miss are left out. At rest a command wakes it, or a camera that connects: all that ends
+// the rest comes by one of them. It looks around all the same, for the sign of life of the RC input
+// that it has to know when RC is switched on. At rest that is seen 4 times a second only, so that
+// one that died then is noticed up to 250 ms later.
 void start_rc_loop() {
     start_service("rc-loop", [] {
         RcState state;
         std::vector<RcCommand> commands;
         std::int64_t due_us = monotonic_us();
         for (;;) {
-            run_guarded("rc-loop", [&] {
-                commands.clear();
-                gimbal_repeat_lost_stop(); // before a stick moves it again
-                rc_step(read_rc_inputs(timer_clock()), state, commands);
-                perform_rc_commands(commands);
-            });
-            due_us = next_due(due_us, rc_period_us, monotonic_us());
-            sleep_until_us(due_us);
+            bool at_rest = false;
+            run_guarded("rc-loop", [&] { at_rest = run_rc_step(state, commands); });
+            if (at_rest) {
+                await_ring(command_alarm, longest_rest);
+                due_us = monotonic_us();
+            } else {
+                due_us = next_due(due_us, rc_period_us, monotonic_us());
+                sleep_until_us(due_us);
+            }
         }
     });
 }

@@ -10,7 +10,8 @@ namespace fieldrelaybox {
 
 inline constexpr std::int64_t rc_period_us = 20'000;
 
-// Starts the thread "rc-loop", a step every 20 ms; called once by init_data_source.
+// Starts the thread "rc-loop": a step every 20 ms, four a second while there is nothing to do.
+// Called once by init_data_source.
 void start_rc_loop();
 
 // A snapshot of the shared records.

@@ -37,6 +37,7 @@ struct RcInputs {
     bool app_moves = false; // a relative move of an app is going on
     std::int32_t app_move_number = 0;
     bool app_registered = false; // looked at only while app_moves
+    bool stop_in_doubt = false;  // the camera may have to be told once more
     bool position_commanded = false;
     std::int64_t last_position_command_ms = 0;
     std::int32_t zoom_step = 0; // the zoom step register

@@ -72,4 +72,11 @@ void rc_step(const RcInputs& inputs, RcState& state, std::vector<RcCommand>& com
     finish_focus_point(step);
 }
 
+bool is_at_rest(const RcInputs& inputs, const RcState& state) {
+    const bool for_camera = state.moves_gimbal || state.drives_zoom || state.zoom_step != 0 ||
+                            inputs.zoom_step != 0 || inputs.stop_in_doubt;
+    return !inputs.rc_enabled && !state.menu_active && !inputs.app_moves &&
+           !(for_camera && inputs.camera_connected);
+}
+
 } // namespace fieldrelaybox

@@ -1,6 +1,8 @@
 // What the RC loop reads, and its step against tables of channel values, with a clock of its own.
 #include "camera/builders/gimbal.h"
 #include "config/config_record.h"
+#include "control/command_queue.h"
+#include "core/alarm.h"
 #include "core/clock.h"
 #include "core/status_block.h"
 #include "rc/rc_loop.h"
@@ -8,6 +10,7 @@
 #include "unit/camera_receiver.h"
 
 #include <limits>
+#include <stdexcept>
 
 namespace fieldrelaybox {
 namespace {
@@ -195,6 +198,30 @@ TEST_F(RcLoopTest, app_move_is_carried_on_until_it_ends) {
     EXPECT_EQ(steps(2), "end ; ");
     inputs.camera_connected = true;
     EXPECT_EQ(steps(2), stop);
+}
+
+TEST_F(RcLoopTest, rests_while_nothing_is_left_to_do_until_a_command) {
+    map(0, Function::pan, 2000);
+    steps(1);
+    inputs.camera_connected = inputs.rc_enabled = false;
+    steps(1);
+    EXPECT_TRUE(is_at_rest(inputs, state)); // though a stop waits for the camera
+    inputs.camera_connected = true;
+    EXPECT_FALSE(is_at_rest(inputs, state));
+    EXPECT_EQ(steps(1), stop);
+    EXPECT_TRUE(is_at_rest(inputs, state));
+    for (auto* const begin :
+         {+[](RcInputs& in) { in.rc_enabled = true; }, +[](RcInputs& in) { in.app_moves = true; },
+          +[](RcInputs& in) { in.zoom_step = -1; },
+          +[](RcInputs& in) { in.stop_in_doubt = true; }}) {
+        RcInputs begun = inputs;
+        begin(begun);
+        EXPECT_FALSE(is_at_rest(begun, state));
+    }
+    command_alarm.rung = false;
+    queue_command([] { throw std::runtime_error("done by half"); });
+    perform_queued_commands();
+    EXPECT_TRUE(command_alarm.rung);
 }
 
 TEST_F(RcLoopTest, position_command_is_not_stopped) {

@@ -7,6 +7,7 @@
 #include "camera/state/data_watchdog.h"
 #include "camera/state/telemetry_receiver.h"
 #include "config/config_record.h"
+#include "core/alarm.h"
 #include "core/clock.h"
 #include "core/lanes.h"
 #include "core/status_block.h"
@@ -89,7 +90,9 @@ struct Telemetry : testing::Test {
         camera_link().clock_sync = false;
         set_message_socket(box.socket());
         add_app_client(endpoint_of(app.address()), true, now);
+        command_alarm.rung = false;
         receive("00");
+        EXPECT_TRUE(command_alarm.rung);      // what waits for a camera is told at once
         await([] { return await_lanes(0); }); // forwarding is off
         take_posts();
     }

@@ -7,6 +7,7 @@
 #include "camera/state/camera_state_frames.h"
 #include "camera/state/gimbal_attitude.h"
 #include "config/config_record.h"
+#include "core/alarm.h"
 #include "core/clock.h"
 #include "core/ip_forwarding.h"
 #include "core/life_signs.h"
@@ -58,6 +59,7 @@ void connect_camera(std::uint16_t port) {
     store(block.focus_point_y, 0.5);
     camera_link().source_port = port;
     set_ip_forwarding(false);
+    ring(command_alarm);
 }
 
 // Frames that are not recognised by their length alone also name their command.
