@@ -1,17 +1,19 @@
-// The yardstick: a process that receives a datagram and sends it on with one sendto per copy, and
-// does nothing else. Its sockets are set up like the daemon's and its copies are of equal size.
+// The yardsticks: processes that receive datagrams and send them on and do nothing else, with one
+// sendto per copy, or with one message of segments per destination for what came together. Their
+// sockets are set up like the daemon's and their copies are of equal size.
 #pragma once
 
+#include "measured_relay.h"
 #include "scenario.h"
 
 #include <span>
-#include <sys/types.h>
 
 namespace bench {
 
-inline constexpr std::uint16_t bare_relay_port = 5100;
+// Both return the relay; the process ends with the caller.
+MeasuredRelay start_bare_relay(std::span<const Destination> destinations);
 
-// Returns the process id. The process ends with the caller.
-pid_t start_bare_relay(std::span<const Destination> destinations);
+// Knows neither UDP clients nor datagrams of different sizes.
+MeasuredRelay start_segment_relay(std::span<const Destination> destinations);
 
 } // namespace bench

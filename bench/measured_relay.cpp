@@ -2,10 +2,15 @@
 
 #include "udp.h"
 
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace bench {
@@ -28,8 +33,17 @@ std::string first_line(const fs::path& path) {
     return line;
 }
 
-} // namespace
+[[noreturn]] void become_daemon(const char* program, bool segments) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    setenv("FIELDRELAYBOX_SEGMENTS", segments ? "on" : "off", 1);
+    const int log = open("daemon.log", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    dup2(log, STDOUT_FILENO);
+    dup2(log, STDERR_FILENO);
+    execl(program, program, nullptr);
+    _exit(127);
+}
 
+// Awaited for some seconds; gives up when there is none.
 pid_t find_thread(pid_t process, const char* name) {
     for (int attempt = 0; attempt < find_attempts; ++attempt) {
         std::error_code gone;
@@ -40,6 +54,22 @@ pid_t find_thread(pid_t process, const char* name) {
         usleep(find_pause_us);
     }
     give_up("no relay thread in the daemon");
+}
+
+} // namespace
+
+MeasuredRelay start_daemon(const char* program, bool segments) {
+    const pid_t process = fork();
+    if (process < 0)
+        give_up("fork");
+    if (process == 0)
+        become_daemon(program, segments);
+    return {daemon_port, process, find_thread(process, "video")};
+}
+
+void stop_daemon(const MeasuredRelay& daemon) {
+    kill(daemon.process, SIGKILL);
+    waitpid(daemon.process, nullptr, 0);
 }
 
 std::int64_t cpu_time_ns(const MeasuredRelay& relay) {

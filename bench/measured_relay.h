@@ -1,4 +1,4 @@
-// The two processes that are measured, seen from outside.
+// The processes that are measured, seen from outside.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +12,13 @@ struct MeasuredRelay {
     pid_t thread; // the one that relays
 };
 
-// The thread of this name, awaited for some seconds; gives up when there is none.
-pid_t find_thread(pid_t process, const char* name);
+inline constexpr std::uint16_t daemon_port = 5000;
+
+// Starts the daemon in the working directory, which has its configuration, and waits for its
+// thread "video". With segments switched off it relays as it did before it knew of them.
+MeasuredRelay start_daemon(const char* program, bool segments);
+
+void stop_daemon(const MeasuredRelay& daemon);
 
 // The processor time that the relaying thread has had, in nanoseconds.
 std::int64_t cpu_time_ns(const MeasuredRelay& relay);

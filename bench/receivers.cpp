@@ -4,6 +4,7 @@
 #include "measured_relay.h"
 #include "udp.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <mutex>
@@ -82,7 +83,8 @@ bool is_in_sequence(Receiver& receiver, std::span<const std::uint8_t> header) {
 
 void count_copy(Receiver& receiver, std::span<const std::uint8_t> payload, std::int64_t time_ns) {
     Stamp stamp{};
-    if (!read_datagram(payload, stamp) || stamp.segment != expected_segment) {
+    if (!read_datagram(payload, stamp) || stamp.segment != expected_segment ||
+        stamp.number >= arrivals.first_ns.size()) {
         ++arrivals.damaged;
         return;
     }
@@ -91,7 +93,10 @@ void count_copy(Receiver& receiver, std::span<const std::uint8_t> payload, std::
     else
         ++arrivals.copies;
     receiver.last_number = stamp.number;
-    arrivals.latency_ns.push_back(time_ns - stamp.sent_ns);
+    const std::int64_t latency = time_ns - stamp.sent_ns;
+    std::int64_t& first = arrivals.first_ns[stamp.number];
+    first = first == 0 ? latency : std::min(first, latency);
+    arrivals.last_ns[stamp.number] = std::max(arrivals.last_ns[stamp.number], latency);
 }
 
 // To an app come status messages and one-byte replies as well.
@@ -169,10 +174,12 @@ void start_receivers(std::span<const Destination> destinations) {
     std::thread(receive_forever).detach();
 }
 
-void expect_segment(std::uint32_t segment) {
+void expect_segment(std::uint32_t segment, std::uint32_t datagrams) {
     const std::lock_guard lock(arrivals_mutex);
     expected_segment = segment;
     arrivals = {};
+    arrivals.first_ns.resize(datagrams);
+    arrivals.last_ns.resize(datagrams);
     passes_without_copy = 0;
     for (Receiver& receiver : receivers)
         receiver.last_number = receiver.last_sequence = -1;

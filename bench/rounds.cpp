@@ -21,25 +21,16 @@ std::uint64_t open_count(const Scenario& scenario) {
 
 Arrivals send_and_receive(const MeasuredRelay& relay, const Pace& pace) {
     const std::uint32_t segment = next_segment++;
-    expect_segment(segment);
+    expect_segment(segment, pace.datagrams);
     send_segment(relay.port, segment, pace);
     return await_arrivals(pace.datagrams);
 }
 
-void measure(const MeasuredRelay& relay, const Scenario& scenario, const Pace& pace,
-             Figures& figures) {
-    const std::int64_t cpu_before = cpu_time_ns(relay);
-    const Arrivals arrivals = send_and_receive(relay, pace);
-    const auto cpu_ns = static_cast<double>(cpu_time_ns(relay) - cpu_before);
-    // Nobody receives a copy to a closed port, but it is sent all the same.
-    const auto copies = static_cast<double>(pace.datagrams * destinations_of(scenario).size());
-    figures.cpu_us_per_copy.push_back(cpu_ns / 1000 / copies);
-    for (const std::int64_t latency_ns : arrivals.latency_ns)
-        figures.latency_us.push_back(static_cast<double>(latency_ns) / 1000);
-    figures.expected += pace.datagrams * open_count(scenario);
-    figures.right += arrivals.copies;
-    figures.damaged += arrivals.damaged;
-    figures.misplaced += arrivals.misplaced;
+void add_microseconds(const std::vector<std::int64_t>& latencies_ns, std::vector<double>& to) {
+    for (const std::int64_t latency_ns : latencies_ns) {
+        if (latency_ns > 0)
+            to.push_back(static_cast<double>(latency_ns) / 1000);
+    }
 }
 
 } // namespace
@@ -52,26 +43,31 @@ void warm_up(const MeasuredRelay& relay, const Scenario& scenario) {
     give_up("a relay does not reach every receiver");
 }
 
-Comparison compare(const MeasuredRelay& daemon, const MeasuredRelay& bare, const Scenario& scenario,
-                   const Pace& pace, unsigned rounds) {
-    Comparison result;
-    for (unsigned round = 0; round < rounds; ++round) {
-        if (round % 2 == 0)
-            measure(daemon, scenario, pace, result.daemon);
-        measure(bare, scenario, pace, result.bare);
-        if (round % 2 != 0)
-            measure(daemon, scenario, pace, result.daemon);
-    }
-    return result;
+void measure(const Contender& contender, const Scenario& scenario, const Pace& pace) {
+    Figures& figures = *contender.figures;
+    const std::int64_t cpu_before = cpu_time_ns(contender.relay);
+    const Arrivals arrivals = send_and_receive(contender.relay, pace);
+    const auto cpu_ns = static_cast<double>(cpu_time_ns(contender.relay) - cpu_before);
+    // Nobody receives a copy to a closed port, but it is sent all the same.
+    const auto copies = static_cast<double>(pace.datagrams * destinations_of(scenario).size());
+    figures.cpu_us_per_copy.push_back(cpu_ns / 1000 / copies);
+    std::vector<double> first_us;
+    add_microseconds(arrivals.first_ns, first_us);
+    figures.round_p99_us.push_back(quantile(first_us, 0.99));
+    figures.first_us.insert(figures.first_us.end(), first_us.begin(), first_us.end());
+    add_microseconds(arrivals.last_ns, figures.last_us);
+    figures.expected += pace.datagrams * open_count(scenario);
+    figures.right += arrivals.copies;
+    figures.damaged += arrivals.damaged;
+    figures.misplaced += arrivals.misplaced;
 }
 
-Comparison sustain(const MeasuredRelay& daemon, const MeasuredRelay& bare, const Scenario& scenario,
-                   const Pace& pace) {
-    Comparison result;
-    measure(bare, scenario, pace, result.bare);
-    warm_up(daemon, scenario); // it took the pause for the end of the video
-    measure(daemon, scenario, pace, result.daemon);
-    return result;
+void take_turns(std::span<const Contender> contenders, const Scenario& scenario, const Pace& pace,
+                unsigned rounds) {
+    for (unsigned round = 0; round < rounds; ++round) {
+        for (std::size_t i = 0; i < contenders.size(); ++i)
+            measure(contenders[round % 2 == 0 ? i : contenders.size() - 1 - i], scenario, pace);
+    }
 }
 
 double quantile(std::vector<double> values, double part) {

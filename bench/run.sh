@@ -4,27 +4,24 @@
 #     bench/run.sh [SCENARIO...]      all scenarios without arguments, and then the commands
 #     bench/run.sh --commands         what a slow card costs the commands
 #
-# ROUNDS=N     rounds per scenario and pace (100)
+# ROUNDS=N     rounds per scenario and pace (60)
 # PRESET=NAME  of which build (release)
 #
 # Exit status: 0 when every limit is met, 1 when one is not, 2 when it could not be measured.
 set -u
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-build=$here/../build/${PRESET:-release}
-rounds=${ROUNDS:-100}
+build=$(realpath "$here/../build/${PRESET:-release}")
+rounds=${ROUNDS:-60}
 home=/run/relay-bench
 
-# The part inside the sandbox: the daemon with the configuration of scenario $1, and the meter.
+# The part inside the sandbox: the configuration of scenario $1, and the meter, which starts daemons.
 measure() {
-    local status daemon
+    local status
     mkdir -p "$home"
     cd "$home" || exit 2
     "$build/bench/relay_bench" config "$1" >fieldrelaybox.conf || exit 2
-    "$build/fieldrelaybox" >daemon.log 2>&1 &
-    daemon=$!
-    "$build/bench/relay_bench" run "$1" $daemon "$rounds"
+    "$build/bench/relay_bench" run "$1" "$build/fieldrelaybox" "$rounds"
     status=$?
-    kill -KILL $daemon
     [ $status -ne 2 ] || tail -n 20 daemon.log >&2
     exit $status
 }

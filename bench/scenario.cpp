@@ -8,10 +8,9 @@ namespace bench {
 namespace {
 
 constexpr std::array scenarios{
-    Scenario{"encoders", 0, 0, false},
-    Scenario{"apps", 10, 0, false},
-    Scenario{"udp-clients", 0, 10, false},
-    Scenario{"closed-ports", 0, 10, true},
+    Scenario{"encoders", 0, 0, 0, 4, 0.80},        Scenario{"apps", 10, 0, 0, 4, 0.70},
+    Scenario{"closed-encoders", 0, 0, 0, 1, 0.60}, Scenario{"udp-clients", 0, 10, 10, 4, 0},
+    Scenario{"closed-ports", 0, 10, 7, 2, 0},
 };
 
 constexpr std::uint16_t first_encoder_port = 3002;
@@ -44,10 +43,10 @@ std::vector<Destination> destinations_of(const Scenario& scenario) {
         result.push_back({Route::app, port_at(first_app_port, i), true});
     for (unsigned i = 0; i < scenario.udp_clients; ++i)
         result.push_back({Route::udp_client, port_at(first_udp_client_port, i),
-                          !scenario.some_closed || i % 4 != 0});
+                          i >= scenario.udp_clients - scenario.open_clients});
     for (unsigned i = 0; i < encoder_count; ++i)
-        result.push_back(
-            {Route::encoder, port_at(first_encoder_port, i), !scenario.some_closed || i % 2 != 0});
+        result.push_back({Route::encoder, port_at(first_encoder_port, i),
+                          i >= encoder_count - scenario.open_encoders});
     return result;
 }
 

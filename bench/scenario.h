@@ -20,7 +20,9 @@ struct Scenario {
     std::string_view name;
     unsigned apps;
     unsigned udp_clients;
-    bool some_closed;
+    unsigned open_clients;  // of these; nobody listens at the others
+    unsigned open_encoders; // of the four
+    double burst_limit;     // bursts: the CPU in parts of the bare loop's; 0: none
 };
 
 // nullptr when there is none of this name.

@@ -12,10 +12,11 @@ struct Pace {
     std::uint32_t datagrams; // in one segment
 };
 
-// 2,000 datagrams per second. The first two are so short because daemon and bare loop take turns
-// with them, and whatever else the machine does should hit both alike.
+// 2,000 datagrams per second. All but the last are so short because the relays take turns with
+// them, and whatever else the machine does should hit all alike.
 inline constexpr Pace steady{"steady", 1, 500'000, 200};
-inline constexpr Pace bursts{"bursts", 33, 16'500'000, 198};
+inline constexpr Pace bursts{"bursts of 33", 33, 16'500'000, 198};
+inline constexpr Pace large_bursts{"bursts of 200", 200, 100'000'000, 200};
 // Long enough for a relay that cannot keep up to lose datagrams.
 inline constexpr Pace sustained{"sustained", 1, 500'000, 10'000};
 
