@@ -66,7 +66,7 @@ bool is_sound_track(GstPad* track) {
     return is_sound;
 }
 
-void add_branch(Tracks* self, GstPad* track, const char* description) {
+void add_branch(Tracks* self, GstPad* track, bool is_sound, const char* description) {
     GError* error = nullptr;
     GstElement* const branch = gst_parse_bin_from_description(description, TRUE, &error);
     if (error != nullptr) {
@@ -78,7 +78,7 @@ void add_branch(Tracks* self, GstPad* track, const char* description) {
     gst_bin_add(&self->bin, branch);
     GstPad* const input = gst_element_get_static_pad(branch, "sink");
     if (input != nullptr && self->rounds != nullptr)
-        follow_track(*self->rounds, is_sound_track(track), input);
+        follow_track(*self->rounds, is_sound, input);
     if (input == nullptr || GST_PAD_LINK_FAILED(gst_pad_link(track, input)))
         GST_ELEMENT_ERROR(self, CORE, PAD, ("no branch fits the track"), (nullptr));
     if (input != nullptr)
@@ -104,7 +104,7 @@ void take_track(GstElement* /*opener*/, GstPad* track, Tracks* self) {
         return;
     self->have[is_sound] = true;
     const bool watched = self->is_session && !is_sound;
-    add_branch(self, track,
+    add_branch(self, track, is_sound,
                ((watched ? silence_is_an_error : "") + std::string(description)).c_str());
 }
 

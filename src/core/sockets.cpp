@@ -100,6 +100,11 @@ void set_send_timeout(int socket, int milliseconds) {
     setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
+void pause_after_failure(const Reception& reception) {
+    if (errno != EAGAIN && errno != EINTR)
+        sleep_us(reception.pause_us);
+}
+
 std::optional<std::span<std::uint8_t>>
 receive_from(const Reception& reception, std::span<std::uint8_t> buffer, sockaddr_in* sender) {
     socklen_t sender_size = sizeof *sender;
@@ -107,8 +112,7 @@ receive_from(const Reception& reception, std::span<std::uint8_t> buffer, sockadd
         recvfrom(reception.socket, buffer.data(), buffer.size(), 0,
                  reinterpret_cast<sockaddr*>(sender), sender != nullptr ? &sender_size : nullptr);
     if (length < 0) {
-        if (errno != EAGAIN && errno != EINTR)
-            sleep_us(reception.pause_us);
+        pause_after_failure(reception);
         return std::nullopt;
     }
     count_received(reception.counts, static_cast<std::size_t>(length));

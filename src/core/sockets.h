@@ -62,6 +62,9 @@ struct Reception {
     std::int64_t pause_us; // after a failure, which would come again at once
 };
 
+// Behind a receive that brought nothing, by errno: the pause, unless no datagram came in time.
+void pause_after_failure(const Reception& reception);
+
 // Receives one datagram, which may be empty, into buffer and counts it. Nothing when none came in
 // time, and after a failure and its pause. sender may be null.
 std::optional<std::span<std::uint8_t>>

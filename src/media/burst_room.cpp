@@ -1,9 +1,7 @@
 #include "media/burst_room.h"
 
-#include "core/clock.h"
 #include "core/statistics.h"
 
-#include <cerrno>
 #include <new>
 #include <sys/mman.h>
 
@@ -30,8 +28,7 @@ void note_large(BurstRoom& room, bool large) {
 }
 
 void note_nothing_came(const Reception& reception, BurstRoom& room) {
-    if (errno != EAGAIN && errno != EINTR)
-        sleep_us(reception.pause_us);
+    pause_after_failure(reception);
     if (room.receives_until_return > 0)
         give_back_pages(room);
 }
