@@ -5,6 +5,7 @@ They are made by ffmpeg once and then sent in real time, in a loop, as the daemo
 
 from __future__ import annotations
 
+import contextlib
 import functools
 import os
 import random
@@ -18,6 +19,7 @@ import time
 import unittest
 from pathlib import Path
 from types import TracebackType
+from typing import Iterator
 
 from box import LOOPBACK, ROOT, RUNNER, SANITIZED, TIMEOUT, Lines, wait_until
 
@@ -35,6 +37,22 @@ DELIMITER = re.compile(b"\0\0\0\1\x09.", re.DOTALL)
 Media = tuple[list[bytes], float]
 """Access units of H.264 or ADTS frames, and how many come in a second."""
 NOTHING: Media = ([], 10)
+NGINX = """load_module /usr/lib/nginx/modules/ngx_rtmp_module.so;
+daemon off; master_process off; pid /run/nginx.pid; error_log stderr;
+events {} rtmp { access_log off; server { listen 1935; application live { live on; } } }"""
+
+
+@contextlib.contextmanager
+def streaming_server() -> Iterator[None]:
+    """At rtmp://127.0.0.1/live/ for as long as it is needed."""
+    Path("/run/nginx.conf").write_text(NGINX)
+    server = subprocess.Popen(["nginx", "-e", "stderr", "-p", "/run", "-c", "/run/nginx.conf"],
+                              stderr=subprocess.DEVNULL)
+    try:
+        yield
+    finally:
+        server.kill()
+        server.wait()
 
 
 def made_by_ffmpeg(*arguments: str) -> bytes:

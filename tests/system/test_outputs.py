@@ -12,29 +12,14 @@ from typing import Iterator
 
 from box import LOOPBACK, TIMEOUT, Receiver, send, wait_until
 from players import (CAMERA_GAP, DATAGRAM, NOTHING, PROGRAMS, RATE, RETURN, SLACK, Player, Sender, Stream,
-                     film, needs_streams, tune)
+                     film, needs_streams, streaming_server, tune)
 
 TCP = "tcp_enabled=1\ntcp_port=8555\n"
 TCP_ADDRESS = f"tcp://{LOOPBACK}:8555"
 RTMP_ADDRESS = f"rtmp://{LOOPBACK}/live/key"
-NGINX = """load_module /usr/lib/nginx/modules/ngx_rtmp_module.so;
-daemon off; master_process off; pid /run/nginx.pid; error_log stderr;
-events {} rtmp { access_log off; server { listen 1935; application live { live on; } } }"""
 OWN_ELEMENTS = {"PATH": os.defpath, "GST_PLUGIN_PATH": str(PROGRAMS / "gstreamer-1.0")}
 PACKET = 188
 ESTABLISHED, LISTENING = "01", "0A"  # in /proc/net/tcp
-
-
-@contextlib.contextmanager
-def streaming_server() -> Iterator[None]:
-    Path("/run/nginx.conf").write_text(NGINX)
-    server = subprocess.Popen(["nginx", "-e", "stderr", "-p", "/run", "-c", "/run/nginx.conf"],
-                              stderr=subprocess.DEVNULL)
-    try:
-        yield
-    finally:
-        server.kill()
-        server.wait()
 
 
 @contextlib.contextmanager
