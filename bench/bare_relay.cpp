@@ -152,8 +152,10 @@ MeasuredRelay start(std::uint16_t port, void (*relay)(std::span<const Destinatio
     const pid_t child = fork();
     if (child < 0)
         give_up("fork");
-    if (child > 0)
+    if (child > 0) {
+        keep_on_own_processor(child);
         return {port, child, child};
+    }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != caller)
         _exit(1);

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <sched.h>
 #include <sstream>
 #include <string>
 #include <sys/prctl.h>
@@ -56,7 +57,28 @@ pid_t find_thread(pid_t process, const char* name) {
     give_up("no relay thread in the daemon");
 }
 
+void run_on(pid_t thread, int first, int end) {
+    cpu_set_t processors;
+    CPU_ZERO(&processors);
+    for (int i = first; i < end; ++i)
+        CPU_SET(i, &processors);
+    if (end > first && sched_setaffinity(thread, sizeof processors, &processors) != 0)
+        give_up("sched_setaffinity");
+}
+
+int last_processor() {
+    return static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN)) - 1;
+}
+
 } // namespace
+
+void keep_on_own_processor(pid_t relaying_thread) {
+    run_on(relaying_thread, last_processor(), last_processor() + 1);
+}
+
+void keep_off_relays_processor() {
+    run_on(0, 0, last_processor());
+}
 
 MeasuredRelay start_daemon(const char* program, bool segments) {
     const pid_t process = fork();
@@ -64,7 +86,9 @@ MeasuredRelay start_daemon(const char* program, bool segments) {
         give_up("fork");
     if (process == 0)
         become_daemon(program, segments);
-    return {daemon_port, process, find_thread(process, "video")};
+    const pid_t thread = find_thread(process, "video");
+    keep_on_own_processor(thread);
+    return {daemon_port, process, thread};
 }
 
 void stop_daemon(const MeasuredRelay& daemon) {

@@ -12,6 +12,12 @@ struct MeasuredRelay {
     pid_t thread; // the one that relays
 };
 
+// Gives relaying threads the last processor, and the caller and the threads that it starts from now
+// on the others: where the scheduler happens to place a thread makes more of a difference than what
+// it does. On one processor nothing changes.
+void keep_on_own_processor(pid_t relaying_thread);
+void keep_off_relays_processor();
+
 inline constexpr std::uint16_t daemon_port = 5000;
 
 // Starts the daemon in the working directory, which has its configuration, and waits for its

@@ -66,6 +66,7 @@ int run(const Scenario& scenario, const char* program, unsigned rounds) {
                 std::nullopt};
     if (scenario.udp_clients == 0)
         bench.segments = start_segment_relay(destinations);
+    keep_off_relays_processor();
     start_receivers(destinations);
     warm_up(bench.bare, scenario);
     if (bench.segments)

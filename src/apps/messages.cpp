@@ -229,6 +229,9 @@ Recipients send_as_segments(Recipients recipients, Datagrams messages) {
 void send_run(Datagrams run, MessageKind kind) {
     const auto size = static_cast<std::uint32_t>(run.size());
     std::uint32_t sequence = next_sequence.fetch_add(size, std::memory_order_relaxed);
+    const Recipients recipients = recipients_of(kind);
+    if (recipients.count == 0 && recipients.server == nullptr)
+        return;
     std::array<iovec, run_limit> messages;
     for (std::size_t i = 0; i < run.size(); ++i) {
         std::uint8_t* const header =
@@ -236,8 +239,7 @@ void send_run(Datagrams run, MessageKind kind) {
         write_header(header, kind, sequence++);
         messages[i] = {header, message_header_size + run[i].iov_len};
     }
-    const Recipients left =
-        send_as_segments(recipients_of(kind), Datagrams(messages.data(), run.size()));
+    const Recipients left = send_as_segments(recipients, {messages.data(), run.size()});
     for (const iovec& datagram : run) {
         const Bytes payload = bytes_of(datagram);
         send_to_all(left, {payload.data() - message_header_size, message_header_size}, payload);

@@ -27,6 +27,24 @@ void note_large(BurstRoom& room, bool large) {
         give_back_pages(room);
 }
 
+// To look behind a datagram costs a tenth of what relaying it does, so behind evenly spaced ones
+// only every eighth time. A burst begins slower by that: its first few go on one by one.
+constexpr unsigned lone_until_even = 8;
+
+bool looks_behind(const BurstRoom& room) {
+    return room.slots > 1 &&
+           (room.lone_datagrams < lone_until_even || room.lone_datagrams % lone_until_even == 0);
+}
+
+// Returns how many datagrams came, as recvmmsg does.
+int receive(int socket, BurstRoom& room) {
+    if (looks_behind(room))
+        return recvmmsg(socket, room.messages.data(), room.slots, MSG_WAITFORONE, nullptr);
+    const ssize_t size = recv(socket, room.places[0].iov_base, room.places[0].iov_len, 0);
+    room.messages[0].msg_len = static_cast<unsigned>(size);
+    return size < 0 ? -1 : 1;
+}
+
 void note_nothing_came(const Reception& reception, BurstRoom& room) {
     pause_after_failure(reception);
     if (room.receives_until_return > 0)
@@ -54,12 +72,12 @@ void open_room(BurstRoom& room, std::size_t slots, std::size_t capacity) {
 }
 
 Datagrams receive_burst(const Reception& reception, BurstRoom& room) {
-    const int received =
-        recvmmsg(reception.socket, room.messages.data(), room.slots, MSG_WAITFORONE, nullptr);
+    const int received = receive(reception.socket, room);
     if (received < 0) {
         note_nothing_came(reception, room);
         return {};
     }
+    room.lone_datagrams = received == 1 ? room.lone_datagrams + 1 : 0;
     std::size_t kept = 0;
     std::size_t bytes = 0;
     bool large = false;
