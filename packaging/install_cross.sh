@@ -23,7 +23,8 @@ compiler_of() {
 packages="cmake ninja-build pkg-config qemu-user-static"
 for architecture in "$@"; do
     packages="$packages $(compiler_of "$architecture")"
-    for library in libcjson-dev libinih-dev libnl-genl-3-dev libsystemd-dev libgtest-dev; do
+    for library in libcjson-dev libinih-dev libnl-genl-3-dev libsystemd-dev libgpiod-dev libevdev-dev \
+        libgtest-dev; do
         packages="$packages $library:$architecture"
     done
     dpkg --print-foreign-architectures | grep -qx "$architecture" ||

@@ -82,7 +82,8 @@ void make_plan(Launcher& launcher, std::int64_t now) {
     launcher.planned_ms = now;
     if (!launcher.settings && launcher.kind->needs_settings)
         return;
-    const ConfigRecord settings = launcher.settings.value_or(default_settings());
+    const ConfigRecord settings =
+        launcher.settings.value_or(fieldrelaybox::settings_without_file());
     Plan plan = launcher.kind->plan(settings, launcher.surroundings);
     Supervision& supervision = launcher.supervision;
     const bool told_at_the_end = supervision.running && !plan.command;
@@ -100,7 +101,7 @@ void make_plan(Launcher& launcher, std::int64_t now) {
 
 void read_files(Launcher& launcher, std::int64_t now) {
     launcher.looked_ms = now;
-    const auto settings = read_settings(fieldrelaybox::config_file_name);
+    const auto settings = fieldrelaybox::read_whole_settings(fieldrelaybox::config_file_name);
     if (settings)
         launcher.settings = settings;
     else if (!launcher.settings && launcher.kind->needs_settings)
@@ -182,7 +183,7 @@ void tell_start(Launcher& launcher, std::int64_t now, bool other_command) {
 
 // False while there are none that may count: those of before may be old.
 bool has_settings_to_start(Launcher& launcher, std::int64_t now) {
-    const auto settings = read_settings(fieldrelaybox::config_file_name);
+    const auto settings = fieldrelaybox::read_whole_settings(fieldrelaybox::config_file_name);
     if (settings) {
         launcher.told_missing = false;
         if (!launcher.watch.complete) // nobody told when they changed

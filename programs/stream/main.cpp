@@ -71,11 +71,11 @@ int tell_fault(const stream::Kind& kind, const std::string& reason) {
 
 int print_command(const stream::Kind& kind, const stream::Surroundings& surroundings) {
     const std::optional<ConfigRecord> settings =
-        stream::read_settings(fieldrelaybox::config_file_name);
+        fieldrelaybox::read_whole_settings(fieldrelaybox::config_file_name);
     if (!settings && kind.needs_settings)
         return tell_fault(kind, std::string("no settings in ") + fieldrelaybox::config_file_name);
     const stream::Plan plan =
-        kind.plan(settings.value_or(stream::default_settings()), surroundings);
+        kind.plan(settings.value_or(fieldrelaybox::settings_without_file()), surroundings);
     if (!plan.command)
         return tell_fault(kind, plan.fault.empty()
                                     ? "switched off (" + std::string(kind.off_reason) + ")"

@@ -1,9 +1,5 @@
 #include "stream/settings_watch.h"
 
-#include "config/config_file.h"
-#include "config/config_start.h"
-#include "config/whole_files.h"
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -137,23 +133,6 @@ bool is_being_written(const FileWatch& watch) {
 void forget_writers(FileWatch& watch) {
     for (WatchedName& name : watch.names)
         name.being_written = false;
-}
-
-std::optional<ConfigRecord> read_settings(const std::string& path) {
-    const std::string text = fieldrelaybox::read_file(path);
-    if (!fieldrelaybox::holds_whole_settings(text))
-        return std::nullopt;
-    ConfigRecord settings{};
-    fieldrelaybox::set_defaults_before_loading(settings);
-    fieldrelaybox::load_config_text(text, settings);
-    fieldrelaybox::set_defaults_after_loading(settings);
-    return settings;
-}
-
-ConfigRecord default_settings() {
-    ConfigRecord settings{};
-    fieldrelaybox::set_defaults_before_loading(settings);
-    return settings;
 }
 
 } // namespace stream

@@ -2,9 +2,7 @@
 // and others that a kind reads. Entered by the launcher's loop.
 #pragma once
 
-#include "fieldrelaybox/shared_memory.h"
-
-#include <optional>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -46,12 +44,5 @@ bool is_being_written(const FileWatch& watch);
 
 // Whoever was writing will not go on.
 void forget_writers(FileWatch& watch);
-
-// The settings in the file at path as the daemon would start with them; nothing while there is no
-// whole file.
-std::optional<ConfigRecord> read_settings(const std::string& path);
-
-// The settings without any file.
-ConfigRecord default_settings();
 
 } // namespace stream

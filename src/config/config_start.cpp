@@ -30,4 +30,20 @@ void set_defaults_after_loading(ConfigRecord& record) {
     set_defaults(DefaultTime::after_loading, record);
 }
 
+std::optional<ConfigRecord> read_whole_settings(const std::string& path) {
+    const std::string text = read_file(path);
+    if (!holds_whole_settings(text))
+        return std::nullopt;
+    ConfigRecord settings = settings_without_file();
+    load_config_text(text, settings);
+    set_defaults_after_loading(settings);
+    return settings;
+}
+
+ConfigRecord settings_without_file() {
+    ConfigRecord settings{};
+    set_defaults_before_loading(settings);
+    return settings;
+}
+
 } // namespace fieldrelaybox

@@ -1,7 +1,11 @@
-// How the configuration record comes to its first content. Entered by start-up.
+// How the configuration record comes to its first content. Entered by start-up,
+// and by the other programs of the box for the settings in a file.
 #pragma once
 
 #include "fieldrelaybox/shared_memory.h"
+
+#include <optional>
+#include <string>
 
 namespace fieldrelaybox {
 
@@ -17,5 +21,12 @@ bool init_config_record();
 // The parts of init_config_record, in order: before loading, and after a file was loaded.
 void set_defaults_before_loading(ConfigRecord& record);
 void set_defaults_after_loading(ConfigRecord& record);
+
+// For other programs of the box: the settings in the file at path as the daemon would start with
+// them; nothing while there is no whole file.
+std::optional<ConfigRecord> read_whole_settings(const std::string& path);
+
+// The settings without any file.
+ConfigRecord settings_without_file();
 
 } // namespace fieldrelaybox
