@@ -10,6 +10,10 @@
 
 namespace rcin {
 
+// What a pulse width can be at all; anything else is passed over.
+inline constexpr std::uint16_t shortest_pulse_us = 500;
+inline constexpr std::uint16_t longest_pulse_us = 2500;
+
 // In microseconds, low < centre < high.
 struct Travel {
     std::uint16_t low;
@@ -32,7 +36,9 @@ struct Learning {
 };
 
 // Takes the values of a moment, also unchanged ones. Returns the calibration once at least two
-// channels have moved by more than 300 us and all have then rested for 2 s within 5 us.
+// channels have moved by more than 300 us and all have then rested for 2 s within 5 us. A channel
+// that comes or goes has not rested; one that is away does not count, and what it has moved does
+// when it is back.
 std::optional<Calibration> learn(Learning& learning, const Channels& raw, std::int64_t now_us);
 
 } // namespace rcin

@@ -13,9 +13,6 @@ namespace fieldrelaybox {
 inline const char* config_file_path = "/boot/fieldrelaybox.conf";
 inline const char* run_copy_path = "/run/fieldrelaybox.conf";
 
-// For each shell command at the boot partition: one that hangs must not hold up all later saves.
-inline constexpr int boot_command_time_limit_ms = 10'000;
-
 // The text of a save. It is asked for when the partition is writable and nothing is written yet;
 // whole_file is the path of whole settings there, the newest, or "".
 using TextToSave = std::function<std::string(const std::string& whole_file)>;

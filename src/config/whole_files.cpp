@@ -16,10 +16,6 @@ namespace fieldrelaybox {
 
 namespace {
 
-Failure failure_of(const char* action, const std::string& path) {
-    return std::string("cannot ") + action + ' ' + path + ": " + std::strerror(errno);
-}
-
 int open_emptied(const std::string& path) {
     return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
 }
@@ -64,6 +60,10 @@ bool is_whole_line(std::string_view line) {
 }
 
 } // namespace
+
+Failure failure_of(const char* action, const std::string& path) {
+    return std::string("cannot ") + action + ' ' + path + ": " + std::strerror(errno);
+}
 
 Failure write_file(const std::string& path, const std::string& text) {
     const int file = open_emptied(path);

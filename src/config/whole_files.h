@@ -9,6 +9,9 @@ namespace fieldrelaybox {
 // Why a step failed, for the log; empty when it did not.
 using Failure = std::string;
 
+// That of the system call that has just failed.
+Failure failure_of(const char* action, const std::string& path);
+
 // Empties or makes the file and writes text in one piece; on the medium when it returns. On FAT
 // this outlives a power cut better than a new file that takes the place of the old one.
 Failure write_file(const std::string& path, const std::string& text);

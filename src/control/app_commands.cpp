@@ -2,7 +2,7 @@
 
 #include "apps/messages.h"
 #include "camera/commands/camera_commands.h"
-#include "config/boot_partition.h"
+#include "config/boot_mounting.h"
 #include "config/config_record.h"
 #include "config/config_report.h"
 #include "config/config_saving.h"
@@ -109,13 +109,22 @@ void shut_down_box(const AppRequest& /*request*/) {
     });
 }
 
+// A link to the boot partition of newer systems: whoever makes it again is not to find the old one.
+void remove_linked_calibration() {
+    const Failure failure = remove_link_target("/boot/rcin.cal");
+    if (!failure.empty())
+        log_error("%s", failure.c_str());
+}
+
 // The RC input process calibrates anew when it starts without its calibration file.
 void recalibrate_rc_input() {
     const auto run = [](const char* command) {
         run_shell_command(command, boot_command_time_limit_ms);
     };
     run_between_saves("recalibrate", [run] {
+        const BootTurn turn = take_boot_turn();
         run("mount -o rw,remount /boot");
+        remove_linked_calibration();
         run("rm -f /boot/rcin.cal");
         run("umount /boot");
         run("mount /boot");
