@@ -1,6 +1,82 @@
-// rcin: from an RC receiver or a game pad to the channels in the status block.
+// rcin: from RC receivers and game pads to the channels in the status block.
+#include "config/config_record.h"
 #include "core/exit_status.h"
+#include "core/log.h"
+#include "core/word_table.h"
+#include "rcin/calibration_file.h"
+#include "rcin/devices.h"
+#include "rcin/loop.h"
+#include "rcin/show.h"
 
-int main() {
-    return fieldrelaybox::exit_unable;
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <span>
+#include <string_view>
+
+namespace {
+
+constexpr const char* help_text =
+    "Usage: rcin [--config FILE]\n"
+    "       rcin --show | --store-calibration | --help | --version\n"
+    "\n"
+    "Reads RC receivers or a game pad, as rc_input_mode and rc2_input_mode in fieldrelaybox.conf "
+    "of\n"
+    "the working directory say, and writes their channels into the status block of the daemon. "
+    "Runs\n"
+    "until it is ended.\n"
+    "\n"
+    "  --config FILE        the file that names the devices, in place of\n"
+    "                       /etc/fieldrelaybox/rcin.conf\n"
+    "  --show               show the channels of a running rcin, live\n"
+    "  --store-calibration  put a calibration that was learnt on the boot partition, and end\n"
+    "  --help               print this text\n"
+    "  --version            print the version\n";
+
+int print_help() {
+    std::fputs(help_text, stdout);
+    return 0;
+}
+
+int print_version() {
+    std::printf("rcin %d.%d.%d\n", fieldrelaybox::daemon_version.major,
+                fieldrelaybox::daemon_version.minor, fieldrelaybox::daemon_version.patch);
+    return 0;
+}
+
+int refuse(const char* argument) {
+    std::fprintf(stderr, "rcin: unknown or incomplete argument \"%s\", see --help\n", argument);
+    return fieldrelaybox::exit_wrong_usage;
+}
+
+int run(const char* devices_path) {
+    fieldrelaybox::open_log();
+    return rcin::run_loop(devices_path);
+}
+
+struct Answer {
+    std::string_view word;
+    int (*give)();
+};
+
+constexpr std::array<Answer, 4> answers{{
+    {"--show", rcin::show_channels},
+    {"--store-calibration", rcin::carry_calibration_to_boot},
+    {"--help", print_help},
+    {"--version", print_version},
+}};
+
+} // namespace
+
+int main(int count, char** values) {
+    const std::span<char* const> arguments(values, static_cast<std::size_t>(count));
+    if (arguments.size() < 2)
+        return run(rcin::devices_file);
+    const std::string_view first = arguments[1];
+    if (first == "--config" && arguments.size() >= 3)
+        return arguments.size() == 3 ? run(arguments[2]) : refuse(arguments[3]);
+    const Answer* const answer = fieldrelaybox::find_word(answers, first);
+    if (answer == nullptr)
+        return refuse(arguments[1]);
+    return arguments.size() == 2 ? answer->give() : refuse(arguments[2]);
 }

@@ -1,0 +1,23 @@
+// Which device each kind of receiver is wired to, from rcin.conf.
+#pragma once
+
+#include <string>
+
+namespace rcin {
+
+inline constexpr const char* devices_file = "/etc/fieldrelaybox/rcin.conf";
+
+// Empty: there is none.
+struct Devices {
+    std::string uart;
+    std::string uart2;
+    std::string ppm;
+    std::string ppm2;
+    std::string pwm;
+    std::string pad;
+};
+
+// A file that is not there names nothing. Lines that cannot be used are logged and passed over.
+Devices read_devices(const std::string& path);
+
+} // namespace rcin

@@ -1,0 +1,49 @@
+#include "rcin/training.h"
+
+#include "core/log.h"
+#include "rcin/calibration_file.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace rcin {
+
+namespace {
+
+void take_calibration(Training& training, const Calibration& calibration) {
+    const auto learnt = std::ranges::count_if(
+        calibration, [](const std::optional<Travel>& travel) { return travel.has_value(); });
+    fieldrelaybox::log_line("calibrated: %d channels", static_cast<int>(learnt));
+    training.calibration = calibration;
+    store_calibration(
+        format_calibration(calibration, {.rc1 = training.rc1_mode, .rc2 = training.rc2_mode}));
+}
+
+} // namespace
+
+void begin_training(Training& training, std::string rc1_mode, std::string rc2_mode) {
+    training.rc1_mode = std::move(rc1_mode);
+    training.rc2_mode = std::move(rc2_mode);
+    StoredCalibration stored =
+        read_calibration(calibration_path, {.rc1 = training.rc1_mode, .rc2 = training.rc2_mode});
+    training.calibration = stored.calibration;
+    if (!stored.fault.empty())
+        fieldrelaybox::log_warning("%s is not used: %s", calibration_path, stored.fault.c_str());
+    if (!training.calibration)
+        fieldrelaybox::log_line("no calibration: move every stick and switch to its ends, then let "
+                                "them rest for 2 s");
+}
+
+void train(Training& training, Outcome& outcome, std::int64_t now_us) {
+    if (outcome.state == State::calibrating) {
+        const auto learnt = learn(training.learning, outcome.channels_us, now_us);
+        if (!learnt)
+            return;
+        take_calibration(training, *learnt);
+        outcome.state = State::good;
+    }
+    if (outcome.state == State::good && training.calibration)
+        outcome.channels_us = calibrated(*training.calibration, outcome.channels_us);
+}
+
+} // namespace rcin
