@@ -54,6 +54,11 @@ int run(const char* devices_path) {
     return rcin::run_loop(devices_path);
 }
 
+int store_calibration() {
+    fieldrelaybox::open_log();
+    return rcin::carry_calibration_to_boot();
+}
+
 struct Answer {
     std::string_view word;
     int (*give)();
@@ -61,7 +66,7 @@ struct Answer {
 
 constexpr std::array<Answer, 4> answers{{
     {"--show", rcin::show_channels},
-    {"--store-calibration", rcin::carry_calibration_to_boot},
+    {"--store-calibration", store_calibration},
     {"--help", print_help},
     {"--version", print_version},
 }};

@@ -28,21 +28,22 @@ void begin_training(Training& training, std::string rc1_mode, std::string rc2_mo
         read_calibration(calibration_path, {.rc1 = training.rc1_mode, .rc2 = training.rc2_mode});
     training.calibration = stored.calibration;
     if (!stored.fault.empty())
-        fieldrelaybox::log_warning("%s is not used: %s", calibration_path, stored.fault.c_str());
+        fieldrelaybox::log_warning("%s", stored.fault.c_str());
     if (!training.calibration)
         fieldrelaybox::log_line("no calibration: move every stick and switch to its ends, then let "
                                 "them rest for 2 s");
 }
 
 void train(Training& training, Outcome& outcome, std::int64_t now_us) {
-    if (outcome.state == State::calibrating) {
+    if (!training.calibration) {
+        // Also of channels that are away: those have not rested when they are back.
         const auto learnt = learn(training.learning, outcome.channels_us, now_us);
         if (!learnt)
             return;
         take_calibration(training, *learnt);
         outcome.state = State::good;
     }
-    if (outcome.state == State::good && training.calibration)
+    if (outcome.state == State::good)
         outcome.channels_us = calibrated(*training.calibration, outcome.channels_us);
 }
 
