@@ -11,6 +11,9 @@ cd "$(dirname "$0")/.."
 exposure_limit=42
 # Likewise of a stream, whichever kind: 1.8 for a source, which may open video and sound devices.
 stream_exposure_limit=18
+# Of RC input, 1.2, and of what puts its calibration on the boot partition, 3.0: it mounts.
+rcin_exposure_limit=12
+rcin_store_exposure_limit=30
 base=${PACKAGE_TEST_ROOT:-/var/tmp/fieldrelaybox-package-test}
 native=$(dpkg --print-architecture)
 
@@ -43,7 +46,7 @@ make_base() {
     echo "Making the base system in $base"
     rm -rf "$base.new"
     debootstrap --variant=minbase \
-        --include=systemd,systemd-sysv,dbus,iproute2,iputils-ping,psmisc,wireless-tools,procps,python3,libcjson1,libinih1,libnl-genl-3-200,libsystemd0 \
+        --include="$box" \
         "$suite" "$base.new" "$site" >"$base.log" || {
         tail "$base.log" >&2
         exit 1
@@ -54,10 +57,12 @@ make_base() {
     }
     rm -rf "$base"
     mv "$base.new" "$base"
-    echo "$streams" >"$base.packages"
+    echo "$box $streams" >"$base.packages"
 }
+box=systemd,systemd-sysv,dbus,iproute2,iputils-ping,psmisc,wireless-tools,procps,python3
+box+=,libcjson1,libevdev2,libgpiod2,libinih1,libnl-genl-3-200,libsystemd0
 streams=$(scripts/install_dependencies.sh --list streams)
-if ! [ -d "$base" ] || [ "$(cat "$base.packages" 2>/dev/null)" != "$streams" ]; then
+if ! [ -d "$base" ] || [ "$(cat "$base.packages" 2>/dev/null)" != "$box $streams" ]; then
     make_base
 fi
 [ "${1:-}" != --prepare ] || exit 0
@@ -105,6 +110,8 @@ FailureAction=poweroff-immediate
 [Service]
 Type=oneshot
 Environment=EXPOSURE_LIMIT=$exposure_limit STREAM_EXPOSURE_LIMIT=$stream_exposure_limit
+Environment=RCIN_EXPOSURE_LIMIT=$rcin_exposure_limit
+Environment=RCIN_STORE_EXPOSURE_LIMIT=$rcin_store_exposure_limit
 ExecStart=/packages/run
 StandardOutput=file:/packages/output
 StandardError=inherit

@@ -87,6 +87,37 @@ wait_until grep -qx 'udp_clients=127.0.0.1:7000' /run/fieldrelaybox.conf
 wait_until findmnt -n -O ro /boot >/dev/null
 grep -q $'^camera_ssid="of the test"\r$' /medium/fieldrelaybox.conf || fail "other settings are lost"
 
+step "RC input: runs with few rights, is back when it was ended, hands its calibration to the boot partition"
+rc_units=(fieldrelaybox-rcin.service fieldrelaybox-rcin-store.path fieldrelaybox-rcin-store.service)
+faults=$(systemd-analyze verify --man=no "${rc_units[@]}" 2>&1) || fail "faulty: $faults"
+[ -z "$faults" ] || fail "a unit is faulty: $faults"
+has_few_rights() {
+    systemd-analyze security --no-pager --threshold="$2" "$1" | tail -n 1 ||
+        fail "$1 has more rights than $2 tenths"
+}
+has_few_rights fieldrelaybox-rcin.service "$RCIN_EXPOSURE_LIMIT"
+has_few_rights fieldrelaybox-rcin-store.service "$RCIN_STORE_EXPOSURE_LIMIT"
+for unit in "${rc_units[@]:0:2}"; do
+    [ "$(systemctl is-enabled "$unit")" = enabled ] || fail "$unit is not started with the system"
+    wait_until systemctl is-active --quiet "$unit"
+done
+rcin_process() { systemctl show -P MainPID fieldrelaybox-rcin.service; }
+rc_state_is() { [ "$(tail -c +832 /dev/shm/hud_mem | head -c 1 | od -An -tu1)" -eq "$1" ]; }
+set_value rcin_mode sbus off
+set_value rcin_enabled 1
+echo uart=/dev/ttyAMA9 >/etc/fieldrelaybox/rcin.conf
+before=$(rcin_process)
+killall -q rcin
+is_another_rcin() { [ "$(rcin_process)" != "$before" ] && systemctl is-active --quiet fieldrelaybox-rcin.service; }
+wait_until is_another_rcin
+wait_until rc_state_is 1 # its rights are enough for the status block; the device is not there
+calibration=$(printf '%s\n' "rcin-calibration 1 sbus off" "1 1000 1500 2000" end)
+echo "$calibration" >/run/fieldrelaybox-rcin/new
+mv /run/fieldrelaybox-rcin/new /run/fieldrelaybox-rcin/rcin.cal
+wait_until [ ! -e /run/fieldrelaybox-rcin/rcin.cal ]
+[ "$(cat /medium/rcin.cal)" = "$calibration" ] || fail "the calibration is not on the boot partition"
+findmnt -n -O ro /boot >/dev/null || fail "/boot is writable afterwards"
+
 step "streams: all kinds wait, with few rights"
 dpkg -i fieldrelaybox-streams_*.deb
 [ "$(systemctl is-enabled fieldrelaybox-streams.target)" = enabled ] || fail "not started with the system"
@@ -181,7 +212,7 @@ step "start with the settings on /boot/firmware, and with none at all"
 umount /boot
 install -d /boot/firmware
 sed "s/of the test/of the firmware/" /medium/fieldrelaybox.conf >/boot/firmware/fieldrelaybox.conf
-rm /medium/fieldrelaybox.conf /medium/fieldrelaybox.conf.bak
+rm /medium/fieldrelaybox.conf /medium/fieldrelaybox.conf.bak /medium/rcin.cal
 sed -i '/ \/boot /d' /etc/fstab
 systemctl daemon-reload
 systemctl restart fieldrelaybox.service
@@ -211,7 +242,7 @@ wait_until pidof video-receiver >/dev/null
 
 step "remove"
 dpkg -r fieldrelaybox-streams fieldrelaybox fieldrelaybox-tools
-running=$(pidof fieldrelaybox stream rtsp-server video-receiver gst-launch-1.0) || true
+running=$(pidof fieldrelaybox rcin stream rtsp-server video-receiver gst-launch-1.0) || true
 [ -z "$running" ] || fail "still running: $running"
 [ ! -e /usr/lib/fieldrelaybox ] || fail "left in the install directory: $(ls /usr/lib/fieldrelaybox)"
 [ ! -e /usr/share/fieldrelaybox-tools ] || fail "left: $(find /usr/share/fieldrelaybox-tools)"
@@ -220,5 +251,5 @@ running=$(pidof fieldrelaybox stream rtsp-server video-receiver gst-launch-1.0) 
 step "purge"
 dpkg -P fieldrelaybox-streams fieldrelaybox
 left=$(find / -xdev \( -path /packages -o -path /proc -o -path /sys -o -path /var/log -o -path /var/lib/dpkg \) \
-    -prune -o -name '*fieldrelaybox*' -print; ls /run/fieldrelaybox.conf /dev/shm/*_mem 2>/dev/null || true)
+    -prune -o \( -name '*fieldrelaybox*' -o -name rcin.cal \) -print; ls -d /run/fieldrelaybox* /dev/shm/*_mem 2>/dev/null || true)
 [ -z "$left" ] || fail "left after purging: $left"

@@ -39,7 +39,8 @@ def is_text(row: Row) -> bool:
 def choice_words(choices: list[dict[str, str]]) -> str:
     if all("meaning" in choice for choice in choices):
         return ", ".join(f"{choice['value']} is {choice['meaning']}" for choice in choices)
-    return " or ".join(f"`{choice['value']}`" for choice in choices)
+    *others, last = (f"`{choice['value']}`" for choice in choices)
+    return f"{', '.join(others)} or {last}"
 
 
 def meaning(row: Row) -> str:

@@ -7,6 +7,7 @@ namespace fieldrelaybox {
 
 inline constexpr std::string_view kill_rc_input = "killall -q rcin";
 inline constexpr std::string_view no_channel_functions = ",,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,";
+inline constexpr std::string_view rc_modes = "pwm|ppm|sbus|crsf|ibus|pad|off"; // as rcin knows them
 static_assert(no_channel_functions.size() == FIELDRELAYBOX_RC_CHANNELS - 1);
 
 // clang-format off
@@ -20,8 +21,8 @@ inline constexpr std::array rc_settings{
         .comment = "# RC1 mode\r\n"
                    "# pwm - PWM mode\r\n"
                    "# ppm - PPM mode\r\n",
-        .label = "Mode of receiver 1", .help = "signal of the first receiver, RC1",
-        .choices = "pwm|ppm",
+        .label = "Mode of receiver 1", .help = "signal of the first receiver, RC1; pad is a game pad",
+        .choices = rc_modes,
         .initial = {DefaultTime::before_loading, "pwm"}, .sample = "pwm",
         .report = {"rcin_mode", 190}, .parameters = {{{"rcin_mode", 1, "RC1-mode"}}},
         .commands = {kill_rc_input}, .restarts_rc_input = true},
@@ -29,8 +30,8 @@ inline constexpr std::array rc_settings{
         .comment = "# RC2 mode\r\n"
                    "# sbus - Sbus mode\r\n"
                    "# ppm - PPM mode\r\n",
-        .label = "Mode of receiver 2", .help = "signal of the second receiver, RC2",
-        .choices = "sbus|ppm",
+        .label = "Mode of receiver 2", .help = "signal of the second receiver, RC2; pad is a game pad",
+        .choices = rc_modes,
         .initial = {DefaultTime::before_loading, "sbus"}, .sample = "sbus",
         .report = {"rcin2_mode", 200}, .parameters = {{{"rcin_mode", 2, "RC2-mode"}}},
         .commands = {kill_rc_input}, .restarts_rc_input = true},

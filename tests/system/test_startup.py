@@ -36,7 +36,7 @@ MISTAKES = {
     "osd_top_offset=300": ": osd_top_offset: 300 is not within 0 to 255; taken as 44",
     "tcp_port=0": "",
     "ap_mode=3": ": ap_mode: 3 is none of 2, 5; taken as 3",
-    "rc_input_mode=sbus": ': rc_input_mode: "sbus" is none of pwm, ppm',
+    "rc_input_mode=dsm": ': rc_input_mode: "dsm" is none of pwm, ppm, sbus, crsf, ibus, pad, off',
     "rc_input_map=pan,,Tilt": ': rc_input_map: "Tilt" is no channel function; channel 3 does nothing',
     "udp_clients=192.0.2.1:7,192.0.2.2:65535":
         ': udp_clients: "192.0.2.2:65535" is not address:port',
