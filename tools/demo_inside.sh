@@ -96,6 +96,33 @@ start_player() {
     fi
 }
 
+# The first game pad or joystick that may be read; the sandbox has the computer's own /dev/input.
+find_pad() {
+    local device
+    for device in /dev/input/by-id/*-event-joystick /dev/input/by-path/*-event-joystick; do
+        [ -r "$device" ] && realpath "$device" && return
+    done
+    return 1
+}
+
+# Only one may write the channels: with a pad that is rcin, without one the simulator.
+start_rc() {
+    local pad
+    if ! [ -x "$programs/rcin" ] || ! pad=$(find_pad); then
+        echo "to fly: tools/attach.sh rc_simulator.py, with the keys (or plug in a game pad before the start)"
+        return
+    fi
+    # A pad says 1000 to 2000 by itself, so nothing has to be learnt first.
+    printf '%s\n' "rcin-calibration 1 pad off" end >/boot/rcin.cal
+    echo "pad=$pad" >"$home/rcin.conf"
+    sed -i -e 's/^rc_input_mode=.*/rc_input_mode=pad/; s/^rc2_input_mode=.*/rc2_input_mode=off/' \
+        -e 's/^rc_input_map=.*/rc_input_map=pan,tilt,zoom,roll,,,,,center,record,orient-lock,record-shot/' \
+        /boot/fieldrelaybox.conf /run/fieldrelaybox.conf
+    start rcin "$programs/rcin" --config "$home/rcin.conf"
+    echo "to fly: the game pad $pad; right stick pan and tilt, left stick zoom and roll, its buttons recentre,"
+    echo "  record, lock, take the shot (channels: tools/attach.sh -- $programs/rcin --show)"
+}
+
 end_all() {
     trap '' TERM INT
     for pid in "${started[@]}"; do
@@ -142,8 +169,9 @@ soak() {
 install_demo
 cd "$home" || exit 1
 trap 'end_all 0' TERM INT
+start_rc
 start box bash -c "$keep_running" "$daemon"
-keeper=${started[0]}
+keeper=${started[-1]}
 # shellcheck disable=SC2086 # several options in one variable
 start camera "$tools/camera_simulator.py" ${DEMO_CAMERA_OPTIONS:-}
 start_streams

@@ -13,7 +13,8 @@
 #
 # Environment: DEMO_CAMERA_OPTIONS, DEMO_VIDEO and DEMO_LOGS do the same as the options.
 # Ctrl-C ends it. While it runs, tools/attach.sh starts another client beside it, and
-# tools/attach.sh rc_simulator.py an RC transmitter.
+# tools/attach.sh rc_simulator.py an RC transmitter to fly with the keys. A game pad that is
+# plugged in before the start flies in its place.
 set -u
 tools=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 pid_file=${XDG_RUNTIME_DIR:-/tmp}/fieldrelaybox-demo.pid
