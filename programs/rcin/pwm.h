@@ -1,0 +1,32 @@
+// PWM: a line for each channel, which is high for as long as the channel says.
+#pragma once
+
+#include "rcin/edges.h"
+#include "rcin/frame.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace rcin {
+
+inline constexpr std::size_t most_pwm_lines = 8;
+
+struct PwmLine {
+    std::optional<std::int64_t> rose_ns; // while it is high
+    std::int64_t last_ns = 0;            // the end of its last pulse
+    std::size_t pulses = 0;              // in a row
+    std::array<std::uint16_t, 3> widths_us{};
+    bool needed = false; // it has pulsed steadily: without it there is no frame
+};
+
+using PwmDecoder = std::array<PwmLine, most_pwm_lines>;
+
+// Takes the edges of all lines as they come; the frame after a pulse with which all is well. A line
+// that never pulses is an absent channel. One that stops is a wire that came loose, or a receiver
+// that stops a channel because it has lost the transmitter: after two missing pulses there are no
+// more frames until it is back, so that no stick is taken for where it was.
+std::optional<Frame> decode_pwm(PwmDecoder& decoder, const Edge& edge);
+
+} // namespace rcin
