@@ -1,9 +1,150 @@
 #include "rcin/pad_input.h"
 
+#include "rcin/pad_layouts.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <libevdev/libevdev.h>
+#include <memory>
+#include <string_view>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
 namespace rcin {
 
-Opened open_pad(const std::string& /*device*/) {
-    return {.input = {}, .fault = "not built yet", .hint = {}};
+namespace {
+
+// A pad says nothing while nothing moves, and is there all the same.
+constexpr std::int64_t repeat_us = 50'000;
+
+// One that never stops cannot keep the others waiting.
+constexpr int events_at_once = 1000;
+
+struct Pad {
+    int descriptor = -1;
+    libevdev* device = nullptr;
+    const PadLayout* layout = nullptr;
+    bool in_step = true; // false while events that the kernel had no room for are made up for
+    bool has_reported = false;
+    std::int64_t due_us = 0;
+
+    Pad() = default;
+    Pad(const Pad&) = delete;
+    Pad& operator=(const Pad&) = delete;
+    ~Pad() {
+        libevdev_free(device);
+        if (descriptor >= 0)
+            close(descriptor);
+    }
+};
+
+// Null, with errno set, when it is none or cannot be opened.
+std::shared_ptr<Pad> open_pad_file(const std::string& path) {
+    auto pad = std::make_shared<Pad>();
+    pad->descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (pad->descriptor < 0)
+        return {};
+    const int error = libevdev_new_from_fd(pad->descriptor, &pad->device);
+    if (error != 0 || !is_pad(*pad->device)) {
+        errno = error != 0 ? -error : ENODEV;
+        return {};
+    }
+    pad->layout = &layout_of(*pad->device);
+    return pad;
+}
+
+std::vector<std::string> files_in(const char* folder, bool (*is_wanted)(std::string_view)) {
+    std::vector<std::string> files;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+        if (is_wanted(entry.path().filename().string()))
+            files.push_back(entry.path());
+    return files;
+}
+
+// The names by kind and serial number come first: those of pads that stay plugged in do not change
+// places when the box starts again. Bluetooth pads have only a number.
+std::vector<std::string> pad_files() {
+    std::vector<std::string> files = files_in("/dev/input/by-id", [](std::string_view name) {
+        return name.ends_with("-event-joystick");
+    });
+    std::sort(files.begin(), files.end());
+    std::vector<std::string> numbered =
+        files_in("/dev/input", [](std::string_view name) { return name.starts_with("event"); });
+    std::sort(numbered.begin(), numbered.end(), [](const std::string& a, const std::string& b) {
+        return std::pair(a.size(), a) < std::pair(b.size(), b);
+    });
+    files.insert(files.end(), numbered.begin(), numbered.end());
+    return files;
+}
+
+std::shared_ptr<Pad> open_first_pad() {
+    for (const std::string& path : pad_files())
+        if (std::shared_ptr<Pad> pad = open_pad_file(path))
+            return pad;
+    return {};
+}
+
+struct Drained {
+    bool any = false;  // something has come
+    bool gone = false; // the pad
+};
+
+Drained drain(Pad& pad) {
+    Drained drained;
+    for (int i = 0; i < events_at_once; ++i) {
+        input_event event{};
+        const unsigned flag = pad.in_step ? LIBEVDEV_READ_FLAG_NORMAL : LIBEVDEV_READ_FLAG_SYNC;
+        const int result = libevdev_next_event(pad.device, flag, &event);
+        if (result == -EAGAIN && !std::exchange(pad.in_step, true))
+            continue;
+        if (result < 0) {
+            drained.gone = result != -EAGAIN && result != -EINTR;
+            break;
+        }
+        drained.any = true;
+        pad.in_step = result == LIBEVDEV_READ_STATUS_SUCCESS;
+    }
+    return drained;
+}
+
+Reading read_pad(Pad& pad, std::int64_t now_us, const TakeFrame& take) {
+    const Drained drained = drain(pad);
+    if (drained.gone)
+        return {.gone = true};
+    pad.has_reported = pad.has_reported || drained.any || has_reported(*pad.device);
+    if (!drained.any && now_us < pad.due_us)
+        return {.gone = false, .wake_us = pad.due_us};
+    pad.due_us = now_us + repeat_us;
+    if (pad.has_reported)
+        take(pad_frame(*pad.layout, *pad.device));
+    return {.gone = false, .wake_us = pad.due_us};
+}
+
+} // namespace
+
+Opened open_pad(const std::string& device) {
+    const bool is_any = device == "auto";
+    const std::shared_ptr<Pad> pad = is_any ? open_first_pad() : open_pad_file(device);
+    if (!pad && is_any)
+        return {.input = {}, .fault = "there is no game pad and no joystick", .hint = {}};
+    if (!pad)
+        return {.input = {},
+                .fault = errno == ENODEV ? device + " is no game pad and no joystick"
+                                         : device + ": " + std::strerror(errno),
+                .hint = {}};
+    return {.input = Input{.descriptors = {pad->descriptor},
+                           .read =
+                               [pad](std::int64_t now_us, const TakeFrame& take) {
+                                   return read_pad(*pad, now_us, take);
+                               }},
+            .fault = {},
+            .hint = {}};
 }
 
 } // namespace rcin
