@@ -1,0 +1,130 @@
+// Two whole frames in a row put it in step wherever they stand, be it in the midst of what began
+// like a frame before.
+#include "rcin/frame_collector.h"
+
+#include <algorithm>
+
+namespace rcin {
+namespace {
+
+using fieldrelaybox::Bytes;
+
+constexpr std::size_t frames_in_a_row = 2;
+constexpr std::size_t kept_bytes = frames_in_a_row * longest_serial_frame;
+
+Bytes bytes_from(const FrameCollector& collector, std::size_t start) {
+    return Bytes(collector.bytes).subspan(start);
+}
+
+// 0 where no frame begins, where it is not complete and where it would reach across a pause.
+std::size_t whole_length(const FrameCollector& collector, std::size_t start) {
+    const Bytes begun = bytes_from(collector, start);
+    const std::size_t length = begun.empty() ? 0 : collector.protocol.frame_length(begun);
+    const bool crosses = start < collector.pause && start + length > collector.pause;
+    return length > begun.size() || crosses ? 0 : length;
+}
+
+// Whether count frames from start on end with the last byte, by their lengths alone.
+bool lengths_fit(const FrameCollector& collector, std::size_t start, std::size_t count) {
+    for (; count > 0; --count) {
+        const std::size_t length = whole_length(collector, start);
+        if (length == 0)
+            return false;
+        start += length;
+    }
+    return start == collector.bytes.size();
+}
+
+bool all_valid(const FrameCollector& collector, std::size_t start) {
+    while (start < collector.bytes.size()) {
+        const std::size_t length = whole_length(collector, start);
+        if (!collector.protocol.is_valid(bytes_from(collector, start).first(length)))
+            return false;
+        start += length;
+    }
+    return true;
+}
+
+// Where the count valid frames in a row begin that the last byte ends.
+std::optional<std::size_t> row_of_frames(const FrameCollector& collector, std::size_t count) {
+    for (std::size_t start = 0; start < collector.bytes.size(); ++start) {
+        if (lengths_fit(collector, start, count) && all_valid(collector, start))
+            return start;
+    }
+    return std::nullopt;
+}
+
+void hand_over_from(FrameCollector& collector, std::size_t start, const TakeFrame& take) {
+    while (start < collector.bytes.size()) {
+        const std::size_t length = whole_length(collector, start);
+        if (const auto frame =
+                collector.protocol.decode(bytes_from(collector, start).first(length)))
+            take(*frame);
+        start += length;
+    }
+    collector.next = start;
+    collector.in_step = true;
+}
+
+// In step: whether what stands next is a frame, or may become one.
+bool may_be_frame(const FrameCollector& collector) {
+    const Bytes begun = bytes_from(collector, collector.next);
+    const std::size_t length = collector.protocol.frame_length(begun);
+    return length > begun.size() || (length == begun.size() && collector.protocol.is_valid(begun));
+}
+
+void look_for_frames(FrameCollector& collector, const TakeFrame& take) {
+    collector.in_step = collector.in_step && may_be_frame(collector);
+    if (collector.in_step && whole_length(collector, collector.next) != 0)
+        return hand_over_from(collector, collector.next, take);
+    const std::size_t wanted =
+        collector.in_step ? frames_in_a_row : collector.protocol.frames_into_step;
+    if (const auto start = row_of_frames(collector, wanted))
+        hand_over_from(collector, *start, take);
+}
+
+void forget_first(FrameCollector& collector, std::size_t count) {
+    using Offset = std::vector<std::uint8_t>::difference_type;
+    const auto first = collector.bytes.begin();
+    collector.bytes.erase(first, first + static_cast<Offset>(count));
+    for (std::size_t* place : {&collector.next, &collector.pause})
+        *place -= std::min(*place, count);
+}
+
+// A whole frame before the silence stays as the first of two in a row.
+void drop_incomplete(FrameCollector& collector) {
+    forget_first(collector, row_of_frames(collector, 1).value_or(collector.bytes.size()));
+    collector.next = collector.pause = collector.bytes.size();
+    collector.in_step = false;
+}
+
+bool is_incomplete(const FrameCollector& collector) {
+    return collector.next < collector.bytes.size();
+}
+
+} // namespace
+
+void take_byte(FrameCollector& collector, std::uint8_t byte, std::int64_t now_us,
+               const TakeFrame& take) {
+    if (collector.bytes.size() == 2 * kept_bytes)
+        forget_first(collector, kept_bytes);
+    collector.bytes.push_back(byte);
+    collector.last_us = now_us;
+    look_for_frames(collector, take);
+}
+
+void take_nothing(FrameCollector& collector, std::int64_t now_us) {
+    if (now_us >= silence_due(collector))
+        drop_incomplete(collector);
+}
+
+std::int64_t silence_due(const FrameCollector& collector) {
+    return is_incomplete(collector) ? collector.last_us + line_silence_us : never_us;
+}
+
+void spoil(FrameCollector& collector) {
+    forget_first(collector, collector.bytes.size());
+    collector.in_step = false;
+}
+
+} // namespace rcin
