@@ -22,12 +22,20 @@ namespace {
 std::atomic<int> message_socket{-1};
 std::atomic<std::uint32_t> next_sequence{0}; // shared by all kinds
 
-// Above 0 while video or audio is being sent: status messages are then dropped, not queued.
-std::atomic<int> media_sends{0};
+// While video or audio is being sent status messages are dropped, not queued.
+std::atomic<bool> sends_media{false};
 
 // Short, guards the order of video and audio: who takes numbers sends them before others take
 // higher ones, which would overtake them. Nobody waits for a network in it.
 std::mutex media_order;
+
+// In whose lifetime video or audio is being sent.
+struct MediaSend {
+    MediaSend() { sends_media.store(true, std::memory_order_relaxed); }
+    ~MediaSend() { sends_media.store(false, std::memory_order_relaxed); }
+
+    const std::lock_guard<std::mutex> order{media_order};
+};
 
 // What waits in one slow network fills the shared socket, which then takes nothing for the other
 // apps either. For a while each app has a socket of its own, where it fills nobody else's.
@@ -253,26 +261,17 @@ void set_message_socket(int socket) {
 }
 
 void post_message(Bytes payload, MessageKind kind) {
-    if (kind == MessageKind::status) {
-        if (media_sends.load(std::memory_order_relaxed) == 0)
-            send_message(payload, kind);
-        return;
-    }
-    media_sends.fetch_add(1, std::memory_order_relaxed);
-    {
-        const std::lock_guard lock(media_order);
+    if (kind != MessageKind::status) {
+        const MediaSend media_send;
+        send_message(payload, kind);
+    } else if (!sends_media.load(std::memory_order_relaxed)) {
         send_message(payload, kind);
     }
-    media_sends.fetch_sub(1, std::memory_order_relaxed);
 }
 
 void post_run(Datagrams run, MessageKind kind) {
-    media_sends.fetch_add(1, std::memory_order_relaxed);
-    {
-        const std::lock_guard lock(media_order);
-        send_run(run, kind);
-    }
-    media_sends.fetch_sub(1, std::memory_order_relaxed);
+    const MediaSend media_send;
+    send_run(run, kind);
 }
 
 void post_status_bytes(RecordCode code, const std::array<std::uint8_t, 6>& bytes) {

@@ -20,10 +20,9 @@ void give_back_pages(BurstRoom& room) {
     room.receives_until_return = 0;
 }
 
-void note_large(BurstRoom& room, bool large) {
-    if (large)
-        room.receives_until_return = receives_with_pages;
-    else if (room.receives_until_return > 0 && --room.receives_until_return == 0)
+// Before a receive, when nobody has a datagram in there any more.
+void give_back_in_time(BurstRoom& room) {
+    if (room.receives_until_return > 0 && --room.receives_until_return == 0)
         give_back_pages(room);
 }
 
@@ -72,6 +71,7 @@ void open_room(BurstRoom& room, std::size_t slots, std::size_t capacity) {
 }
 
 Datagrams receive_burst(const Reception& reception, BurstRoom& room) {
+    give_back_in_time(room);
     const int received = receive(reception.socket, room);
     if (received < 0) {
         note_nothing_came(reception, room);
@@ -90,7 +90,8 @@ Datagrams receive_burst(const Reception& reception, BurstRoom& room) {
     }
     count(reception.counts.datagrams, static_cast<std::uint64_t>(received));
     count(reception.counts.bytes, bytes);
-    note_large(room, large);
+    if (large)
+        room.receives_until_return = receives_with_pages;
     return {room.datagrams.data(), kept};
 }
 

@@ -170,8 +170,8 @@ std::size_t relay_transcoded_video(Datagrams rest) {
     if (run.size() == 1) {
         relay_one(run);
     } else {
+        send_run_to_encoders(run); // first, as an app may need a message for each datagram
         post_run(run, MessageKind::video);
-        send_run_to_encoders(run);
     }
     return run.size();
 }

@@ -8,12 +8,15 @@ import signal
 import struct
 import subprocess
 import time
+from collections import Counter
 from pathlib import Path
 from unittest.mock import patch
 
 from box import App, BoxTestCase, app_protocol, send, wait_until
+from fieldrelaybox.shared_memory import STATISTICS, Region, decode_all
 
-VIDEO_IN, AUDIO_IN, ENCODERS = 5000, 4001, (3002, 3003, 3004)  # and nobody at 3005
+VIDEO_IN, TRANSCODED_IN, AUDIO_IN = 5000, 3001, 4001
+ENCODERS = 3002, 3003, 3004  # and nobody at 3005
 SIZES = ([1300] * 100, [1300] * 20 + [7] + [1300] * 20 + [1299, 1300, 0, 1300] + [8] * 3,
          [60_000] * 3 + [59_999, 60_000, 7], [30_000] * 5 + [20_000, 7, 9000, 9000, 9001, 12],
          random.Random(7).choices((7, 12, 13, 700, 1300, 1301, 2600), k=90))
@@ -37,17 +40,19 @@ def is_media(message: app_protocol.Message) -> bool:
 class Burst(BoxTestCase):
     settings = "".join(f"{name}_enabled=1\n" for name in ("rtmp", "mpegts", "tcp", "rtsp"))
 
+    source, ports = VIDEO_IN, ENCODERS
     sounds = 0  # beside each burst
 
     def relay(self, sizes: list[int], *apps: App) -> int:
-        """Sends a burst, compares all copies and returns how many messages they took."""
-        receivers = {port: self.receiver(port) for port in ENCODERS}
+        """Sends a burst, compares all copies and their counts; how many messages they took."""
+        receivers = {port: self.receiver(port) for port in self.ports}
+        counts = self.counts()
         burst = [os.urandom(size) for size in sizes]
         self.box.process.send_signal(signal.SIGSTOP)
         os.waitid(os.P_PID, self.box.process.pid, os.WSTOPPED)
         sounds = [os.urandom(9) for _ in range(self.sounds)]
         for datagram in burst:
-            send(datagram, VIDEO_IN)
+            send(datagram, self.source)
         before, sent = sent_messages(), [datagram for datagram in burst if datagram]
         self.box.process.send_signal(signal.SIGCONT)
         for sound in sounds:
@@ -62,6 +67,8 @@ class Burst(BoxTestCase):
             self.assertEqual(numbers, sorted(set(numbers)))
         for receiver in receivers.values():
             self.assertEqual([receiver.receive() for _ in sent], sent)
+        self.assertEqual(self.counts() - counts,
+                         Counter(dict.fromkeys((*ENCODERS, 3005), len(sent))))
         self.box.fence()
         for app in apps:
             rest = filter(None, map(app_protocol.parse_message, app.drain()))
@@ -75,10 +82,22 @@ class Burst(BoxTestCase):
         return [self.relay(sizes, *apps) for sizes in SIZES][0]
 
 
+    @staticmethod
+    def counts() -> Counter[int]:
+        """Of datagrams sent, by port."""
+        with Region(STATISTICS, read_only=True) as region:
+            counts = decode_all(STATISTICS, region.raw)
+        names = zip((*ENCODERS, 3005), ("rtmp", "mpegts", "tcp", "rtsp"))
+        return Counter({port: counts[f"{name}_video_out"]["datagrams"] for port, name in names})
+
+
 class Segments(Burst):
     def test_a_message_for_each_receiver_and_run(self) -> None:
         apps = self.app(), self.app(), self.app(data_only=True)
         self.assertLess(self.relay_all(*apps), 100)  # for 600 copies
+        for _ in range(20):
+            self.relay([1300], *apps)
+        self.assertLess(self.relay(SIZES[0], *apps), 200)  # alone at first
 
     def test_only_the_app_whose_way_refuses_them_gets_a_message_each(self) -> None:
         far = subprocess.Popen(["unshare", "--net", "sleep", "inf"])
@@ -117,6 +136,22 @@ class Refused(Burst):
         subprocess.run("ip link set lo mtu 1000".split(), check=True)
         for sizes in SIZES[:2]:
             self.assertGreaterEqual(self.relay(sizes, self.app()), 5 * len(sizes) - 5)
+
+
+class Transcoded(Burst):
+    source = TRANSCODED_IN
+    settings = Burst.settings + "video_transcode_enabled=1\n"
+
+    def test_what_comes_back_goes_on_as_segments(self) -> None:
+        self.assertLess(self.relay([1300] * 60, self.app()), 60)  # for 300 copies
+
+
+class BesideUdpClients(Burst):
+    ports = (*ENCODERS, 7000)
+    settings = Burst.settings + "udp_enabled=1\nudp_clients=127.0.0.1:7000\n"
+
+    def test_a_message_for_each_copy(self) -> None:
+        self.assertGreaterEqual(self.relay_all(self.app()), 600)
 
 
 class SwitchedOff(Burst):

@@ -2,11 +2,13 @@
 #include "config/config_record.h"
 #include "core/lanes.h"
 #include "core/log.h"
+#include "core/shared_access.h"
 #include "core/status_block.h"
 #include "core/text.h"
 #include "media/burst_room.h"
 #include "media/media_sources.h"
 #include "unit/shell_recorder.h"
+#include "unit/test_clock.h"
 #include "unit/test_data.h"
 
 #include <algorithm>
@@ -76,17 +78,18 @@ TEST(Log, lines_are_single_readable_and_bounded_with_priorities_in_the_journal) 
                   std::string(1000, 'a') + "... (70000 characters)\n");
 }
 
-TEST(BurstRoom, gives_back_what_large_datagrams_took_while_small_ones_come) {
+TEST(BurstRoom, gives_back_what_large_datagrams_took_and_nothing_that_is_in_use) {
     const test_data::Receiver source, sender;
     InputCount counts{};
     BurstRoom room;
     open_room(room, run_limit, 60'000);
     const auto pages_after = [&](std::size_t size, int times) {
-        for (const std::vector<char> datagram(size); times > 0; --times) {
+        for (const std::vector<std::uint8_t> datagram(size, 'v'); times > 0; --times) {
             const sockaddr_in address = source.address();
             sendto(sender.socket(), datagram.data(), size, 0,
                    reinterpret_cast<const sockaddr*>(&address), sizeof address);
-            EXPECT_EQ(receive_burst({source.socket(), counts, 0}, room).front().iov_len, size);
+            const Datagrams received = receive_burst({source.socket(), counts, 0}, room);
+            EXPECT_TRUE(std::ranges::equal(bytes_of(received.front()), datagram));
         }
         std::vector<unsigned char> pages(room.memory_size / 4096 + 1);
         EXPECT_EQ(mincore(room.memory, room.memory_size, pages.data()), 0);
@@ -95,6 +98,14 @@ TEST(BurstRoom, gives_back_what_large_datagrams_took_while_small_ones_come) {
     EXPECT_GT(pages_after(60'000, 1), 2);
     EXPECT_LE(pages_after(1000, 2000), 2);
     EXPECT_EQ(counts.bytes, 2'060'000U);
+}
+
+TEST(Video, of_a_camera_that_is_switched_off_is_dropped_one_by_one) {
+    const std::array<iovec, 3> burst{};
+    store<std::uint8_t>(config_record().camera_disabled, 1);
+    test_clock::take_waits();
+    EXPECT_EQ(handle_video(burst, 0), 1U);
+    EXPECT_EQ(test_clock::take_waits(), std::vector<std::int64_t>{1'000'000});
 }
 
 TEST(VideoWatchdog, judges_by_its_own_flag) {

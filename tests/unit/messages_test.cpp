@@ -3,8 +3,10 @@
 #include "apps/messages.h"
 #include "config/config_record.h"
 #include "core/shared_access.h"
+#include "unit/test_clock.h"
 #include "unit/test_data.h"
 
+#include <cerrno>
 #include <set>
 #include <sys/syscall.h>
 #include <thread>
@@ -13,14 +15,22 @@ using namespace fieldrelaybox;
 using namespace test_data;
 
 namespace {
-std::function<void()> before_send; // once, in the middle of posting a message
-}
+std::function<void()> before_send;            // once, in the middle of posting a message
+std::function<int(const msghdr&)> refusal_of; // errno, or 0 for a message that can be sent
+} // namespace
 
 // In place of the C library's.
 extern "C" int sendmmsg(int socket, mmsghdr* messages, unsigned count, int flags) {
     if (before_send)
         std::exchange(before_send, nullptr)();
-    return static_cast<int>(syscall(SYS_sendmmsg, socket, messages, count, flags));
+    for (unsigned i = 0; refusal_of && i < count; ++i) {
+        if (const int error = refusal_of(messages[i].msg_hdr); error != 0) {
+            count = i;
+            errno = error;
+        }
+    }
+    return count == 0 ? -1
+                      : static_cast<int>(syscall(SYS_sendmmsg, socket, messages, count, flags));
 }
 
 namespace {
@@ -85,6 +95,40 @@ TEST_F(Messages, reach_the_apps_behind_one_that_cannot_be_reached) {
         post_message(from_hex("aabb"), MessageKind::video);
         for (const Receiver& app : apps)
             EXPECT_EQ(app.take().size(), 1U);
+    }
+}
+
+TEST_F(Messages, go_one_by_one_and_for_10_s_to_whoever_refuses_segments) {
+    const std::array<Receiver, 3> apps;
+    for (const Receiver& app : apps)
+        add_app(app.address());
+    std::array<std::array<std::uint8_t, header_room + 5>, 3> room{};
+    std::array<iovec, 3> run;
+    for (std::size_t i = 0; i < run.size(); ++i)
+        run[i] = {&room[i][header_room], 5};
+    // Each time twice: one call stops in front of the refused message, the next one begins with it.
+    for (const auto& [error, asked_in_10_s] : {std::pair{EIO, 2}, {EMSGSIZE, 2}, {EAGAIN, 6}}) {
+        int asked = 0;
+        refusal_of = [&, error = error](const msghdr& message) {
+            const bool refused =
+                message.msg_controllen > 0 &&
+                is_same_address(*static_cast<sockaddr_in*>(message.msg_name), apps[1].address());
+            asked += refused ? 1 : 0;
+            return refused ? error : 0;
+        };
+        for (int burst = 0; burst < 3; ++burst)
+            post_run(run, MessageKind::video);
+        EXPECT_EQ(asked, asked_in_10_s);
+        test_clock::begin_next_day();
+        post_run(run, MessageKind::video);
+        EXPECT_EQ(asked, asked_in_10_s + 2);
+        refusal_of = nullptr;
+        test_clock::begin_next_day();
+        const std::vector<std::string> sent = apps[0].take();
+        ASSERT_EQ(sent.size(), 12U);
+        EXPECT_TRUE(std::ranges::is_sorted(sent, {}, sequence_of));
+        EXPECT_EQ(apps[1].take(), sent);
+        EXPECT_EQ(apps[2].take(), sent);
     }
 }
 
