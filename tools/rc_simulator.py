@@ -1,5 +1,9 @@
 #!/usr/bin/env python3
-"""An RC transmitter for the box: writes channel values into shared memory like the RC input does.
+"""An RC transmitter for the box: writes channel values into shared memory like the RC input does, or
+speaks as a receiver does on a wire, for the RC input to read:
+
+    tools/rc_simulator.py --sbus LINK      a pseudo-terminal that LINK leads to
+    tools/rc_simulator.py --edges FILE --script FILE    PPM's edges, written at once
 
 Flies by keys, or by a script (--script FILE, '-' is standard input). Beside a running demo:
 
@@ -28,10 +32,12 @@ import sys
 import termios
 import time
 import tty
+from pathlib import Path
 from typing import Callable
 
-from fieldrelaybox import rc_sticks
-from fieldrelaybox.rc_sticks import CENTRE, HIGH, LOW, STEPS, RcSticks
+from fieldrelaybox import rc_signals, rc_sticks
+from fieldrelaybox.rc_sticks import CENTRE, HIGH, LOW, STEPS, RcSticks, Sticks
+from fieldrelaybox.rc_wire import EdgeSticks, SerialSticks
 
 HOLD_SECONDS = 0.6
 """Terminals tell only that a key is pressed, again and again: let go means silent this long."""
@@ -46,7 +52,7 @@ class Stop(Exception):
 class Keys:
     """Turns keys into channel values."""
 
-    def __init__(self, sticks: RcSticks) -> None:
+    def __init__(self, sticks: Sticks) -> None:
         self._sticks = sticks
         self._deflection = 250
         self._held: dict[str, tuple[float, int]] = {}  # until when, and where it goes then
@@ -129,7 +135,7 @@ OTHER_KEYS: dict[str, Callable[[Keys], str]] = {
 }
 
 
-def fly_by_keys(sticks: RcSticks) -> None:
+def fly_by_keys(sticks: Sticks) -> None:
     keys = Keys(sticks)
     terminal = sys.stdin.fileno()
     before = termios.tcgetattr(terminal)
@@ -167,11 +173,31 @@ def parse_arguments() -> argparse.Namespace:
     parser.add_argument("--script", metavar="FILE", help="carry out this script, then end")
     parser.add_argument("--no-heartbeat", action="store_true",
                         help="give no sign of life, as older RC input processes")
-    return parser.parse_args()
+    wire = parser.add_mutually_exclusive_group()
+    for name, protocol in rc_signals.PROTOCOLS.items():
+        wire.add_argument(f"--{name}", metavar="LINK", type=Path,
+                          help=f"be a receiver at LINK, a frame every {protocol.period * 1000:.0f} ms")
+    wire.add_argument("--edges", metavar="FILE", type=Path,
+                      help="write PPM of 8 channels, 'nanoseconds level' a line; needs --script")
+    parser.add_argument("--rc2", action="store_true",
+                        help="the wire carries channels 17 to 32 instead of 1 to 16")
+    options = parser.parse_args()
+    if options.edges and not options.script:
+        parser.error("--edges needs --script")
+    return options
+
+
+def chosen_sticks(options: argparse.Namespace) -> Sticks:
+    if options.edges:
+        return EdgeSticks(options.edges, options.rc2)
+    for name in rc_signals.PROTOCOLS:
+        if link := getattr(options, name):
+            return SerialSticks(name, link, options.rc2)
+    return RcSticks(heartbeat=not options.no_heartbeat)
 
 
 def run(options: argparse.Namespace) -> None:
-    sticks = RcSticks(heartbeat=not options.no_heartbeat)
+    sticks = chosen_sticks(options)
     try:
         sticks.await_map()
         sticks.rest()

@@ -1,4 +1,5 @@
-"""The RC receiver's side of the status block: stick and switch positions as pulse widths."""
+"""Stick and switch positions as pulse widths, scripts that move them, and their way into the status
+block that goes past any receiver. The ways over a wire are in rc_wire.py."""
 
 from __future__ import annotations
 
@@ -32,15 +33,28 @@ def resting_place(name: str) -> int:
     return CENTRE if name in AXES else LOW
 
 
-class RcSticks:
-    """Writes channel values as the RC input process does; call `refresh` often."""
+class Sticks:
+    """A transmitter's sticks and switches. Subclasses say where their values go."""
 
-    def __init__(self, block: Region | None = None, heartbeat: bool = False) -> None:
-        self._block = block or Region(STATUS_BLOCK)
-        self.heartbeat = heartbeat
-        """Once it has begun, the box counts the RC as lost 0.5 s after the last `refresh`."""
+    def __init__(self) -> None:
         self._values: dict[int, int] = {}
         self._lost = False
+        self.plain_words: dict[str, Callable[[], None]] = {
+            "rest": self.rest, "centre": self.centre, "lost": self.lose, "back": self.recover}
+        self.timed_words: dict[str, Callable[[float], None]] = {
+            "wait": lambda seconds: pause(self, seconds)}
+
+    def refresh(self) -> None:
+        """Called at each change and at least every 20 ms."""
+
+    def close(self) -> None:
+        """The end."""
+
+    def now(self) -> float:
+        return time.monotonic()
+
+    def sleep(self, seconds: float) -> None:
+        time.sleep(seconds)
 
     def await_map(self, timeout: float = 5) -> None:
         """Return when the box has told its channel map, as it does every 3 s."""
@@ -51,8 +65,9 @@ class RcSticks:
 
     def functions(self) -> dict[str, int]:
         """The channel number, from 1, of every function that has one."""
-        table = self._block["channel_function"]
-        with Region(CONFIG_RECORD, read_only=True) as record:
+        with Region(STATUS_BLOCK, read_only=True) as block, \
+                Region(CONFIG_RECORD, read_only=True) as record:
+            table = block["channel_function"]
             names = record["rc_input_map"].split(",")  # empty until the box's first pass
         found: dict[str, int] = {}
         for number, (name, function) in enumerate(zip(names, table), 1):
@@ -100,6 +115,17 @@ class RcSticks:
         self._lost = False
         self.refresh()
 
+
+class RcSticks(Sticks):
+    """Writes channel values as the RC input process does; call `refresh` often."""
+
+    def __init__(self, block: Region | None = None, heartbeat: bool = False) -> None:
+        super().__init__()
+        self._block = block or Region(STATUS_BLOCK)
+        self.heartbeat = heartbeat
+        """Once it has begun, the box counts the RC as lost 0.5 s after the last `refresh`."""
+        self.plain_words["hang"] = self.hang
+
     def hang(self) -> None:
         self.heartbeat = False
 
@@ -118,8 +144,7 @@ class RcSticks:
         self._block.close()
 
 
-def run_script(sticks: RcSticks, lines: list[str],
-               sleep: Callable[[float], None] = time.sleep) -> None:
+def run_script(sticks: Sticks, lines: list[str]) -> None:
     """Carry out a script; ValueError names the line that cannot be understood.
 
         NAME VALUE              a channel, by function or number, to a pulse width
@@ -127,42 +152,45 @@ def run_script(sticks: RcSticks, lines: list[str],
         wait SECS
         rest | centre           all channels to rest, or the sticks to their middle
         lost | back             the receiver loses and finds the transmitter
-        hang                    no heartbeat any more, as of a process that hangs
+        hang                    without a wire: no heartbeat any more, as of a process that hangs
+
+      on a wire:
+        frame-lost              SBUS: each frame is flagged as lost, until back
+        garbage SECS            noise instead of frames, half of it like beginnings of frames
+        silence SECS            nothing at all
+        unplug SECS             serial: no device meanwhile
     """
     for number, line in enumerate(lines, 1):
         words = line.split("#")[0].split()
         try:
             if words:
-                _run_line(sticks, words, sleep)
+                _run_line(sticks, words)
         except (ValueError, IndexError, KeyError) as error:
             raise ValueError(f"line {number}: {line.strip()}: {error}") from None
 
 
-def _run_line(sticks: RcSticks, words: list[str], sleep: Callable[[float], None]) -> None:
-    plain = {"rest": sticks.rest, "centre": sticks.centre, "lost": sticks.lose,
-             "back": sticks.recover, "hang": sticks.hang}
+def _run_line(sticks: Sticks, words: list[str]) -> None:
     if len(words) == 1:
-        plain[words[0]]()
-    elif words[0] == "wait":
-        pause(sticks, float(words[1]), sleep)
+        sticks.plain_words[words[0]]()
+    elif words[0] in sticks.timed_words:
+        sticks.timed_words[words[0]](float(words[1]))
     elif words[0] == "ramp":
-        ramp(sticks, words[1], int(words[2]), float(words[3]), sleep)
+        ramp(sticks, words[1], int(words[2]), float(words[3]))
     else:
         sticks.set(words[0], int(words[1]))
 
 
-def pause(sticks: RcSticks, seconds: float, sleep: Callable[[float], None] = time.sleep) -> None:
+def pause(sticks: Sticks, seconds: float) -> None:
     """Wait, writing at the pace of a receiver."""
-    end = time.monotonic() + seconds
-    while (left := end - time.monotonic()) > 0:
+    end = sticks.now() + seconds
+    while (left := end - sticks.now()) > 0:
         sticks.refresh()
-        sleep(min(0.02, left))
+        sticks.sleep(min(0.02, left))
 
 
-def ramp(sticks: RcSticks, name: str, target: int, seconds: float,
-         sleep: Callable[[float], None] = time.sleep) -> None:
-    start, began = sticks.value(name) or CENTRE, time.monotonic()
-    while (passed := time.monotonic() - began) < seconds:
+def ramp(sticks: Sticks, name: str, target: int, seconds: float) -> None:
+    start, began = sticks.value(name) or CENTRE, sticks.now()
+    while (passed := sticks.now() - began) < seconds:
         sticks.set(name, round(start + (target - start) * passed / seconds))
-        sleep(0.02)
+        sticks.sleep(0.02)
     sticks.set(name, target)

@@ -1,0 +1,261 @@
+// Frames as receivers send them, whole, in pieces, between garbage and through a pseudo-terminal.
+#include "rcin/crsf.h"
+#include "rcin/ibus.h"
+#include "rcin/parity_marks.h"
+#include "rcin/sbus.h"
+#include "rcin/serial_input.h"
+
+#include <fcntl.h>
+#include <iomanip>
+#include <poll.h>
+#include <random>
+#include <sstream>
+#include <stdlib.h>
+#include <unistd.h>
+
+namespace rcin {
+namespace {
+
+using Text = std::string;
+
+// "E0 03" as bytes.
+Text bytes_of(const Text& hex) {
+    Text bytes;
+    std::istringstream in(hex);
+    for (unsigned byte = 0; in >> std::hex >> byte;)
+        bytes += static_cast<char>(byte);
+    return bytes;
+}
+
+const Text middle = "E0 03 1F F8 C0 07 3E F0 81 0F 7C E0 03 1F F8 C0 07 3E F0 81 0F 7C ";
+// 988 2011 1500 880 2159 1000 1001 1002 1003 1250 1750 1999 2000 1499 1501 1234
+const Text mixed = "AD 90 38 F8 00 F0 7F 60 08 83 18 C5 80 12 5C FF 0D F0 EF 89 EF 46 ";
+const Text mixed_us = "988 2011 1500 880 2159 1000 1001 1002 1003 1250 1750 1999 2000 1499 1501 "
+                      "1234 ";
+// Of raw 0x7E 0x0F pairs that read like headers, ends and flags when they are shifted.
+const Text tricky = "0F 0F 00 0F 04 0F 00 0F 0F 00 04 0F 0F 00 0F 04 0F 00 0F 0F 00 04 ";
+const Text ibus_middle = "20 40 DC 05 DC 05 DC 05 DC 05 DC 05 DC 05 DC 05 DC 05 DC 05 DC 05 DC 05 "
+                         "DC 05 DC 05 DC 05 51 F3";
+const Text ibus_mixed = "20 40 E8 03 D0 F7 DC 05 DC 05 DC 05 DC 05 DC 05 DC 05 DC 05 DC 05 DC 05 "
+                        "DC 05 DC 05 E3 05 5A F2";
+const Text link_statistics = "C8 0C 14 46 4B 64 08 00 04 03 50 64 07 9C";
+
+Text told(const Frame& frame) {
+    std::ostringstream out;
+    for (const std::uint16_t value : frame.channels_us)
+        out << value << ' ';
+    for (const std::uint16_t value : frame.digital_us)
+        out << value << ' ';
+    out << (frame.failsafe ? "failsafe" : "");
+    return out.str();
+}
+
+Text decoded(const SerialProtocol& protocol, const Text& bytes) {
+    const auto frame =
+        protocol.decode({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    return frame ? told(*frame) : "nothing";
+}
+
+TEST(RcinSerialTest, FramesAreWhatTheProtocolsSay) {
+    struct Row {
+        const SerialProtocol& protocol;
+        Text hex, expected;
+    };
+    Text all_middle;
+    for (int i = 0; i < 14; ++i)
+        all_middle += "1500 ";
+    const Text sixteen = all_middle + "1500 1500 ";
+    const Row rows[] = {
+        {sbus_protocol, "0F " + middle + "00 00", sixteen + "1000 1000 "},
+        {sbus_protocol, "0F " + mixed + "01 04", mixed_us + "2000 1000 "},
+        {sbus_protocol, "0F " + middle + "02 34", sixteen + "1000 2000 "},
+        {sbus_protocol, "0F " + middle + "04 00", "nothing"}, // lost
+        {sbus_protocol, "0F " + middle + "0C 00", sixteen + "1000 1000 failsafe"},
+        {sbus_protocol, "0F " + middle + "10 00", "nothing"},
+        {sbus_protocol, "0F " + middle + "00 08", "nothing"},
+        {sbus_protocol, "0E " + middle + "00 00", "nothing"},
+        {crsf_protocol, "C8 18 16 " + middle + "AD", sixteen + "0 0 "},
+        {crsf_protocol, "00 18 16 " + mixed + "A4", mixed_us + "0 0 "},
+        {crsf_protocol, "EC 18 16 " + mixed + "A4", mixed_us + "0 0 "},
+        {crsf_protocol, "C9 18 16 " + mixed + "A4", "nothing"},
+        {crsf_protocol, link_statistics, "nothing"},
+        {ibus_protocol, ibus_middle, all_middle + "0 0 0 0 "},
+        {ibus_protocol, ibus_mixed,
+         "1000 2000 1500 1500 1500 1500 1500 1500 1500 1500 1500 1500 1500 1507 0 0 0 0 "},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(decoded(row.protocol, bytes_of(row.hex)), row.expected) << row.hex;
+}
+
+TEST(RcinSerialTest, ChecksumsFindEveryWrongBitAndNoLengthIsTakenOnTrust) {
+    for (const auto& [protocol, hex] : {std::pair{crsf_protocol, "C8 18 16 " + mixed + "A4"},
+                                        std::pair{ibus_protocol, ibus_mixed}}) {
+        const Text frame = bytes_of(hex);
+        for (std::size_t bit = 8; bit < 8 * frame.size(); ++bit) {
+            Text wrong = frame;
+            wrong[bit / 8] = static_cast<char>(wrong[bit / 8] ^ (1 << bit % 8));
+            EXPECT_EQ(decoded(protocol, wrong), "nothing") << bit;
+        }
+        for (std::size_t size = 0; size < frame.size(); ++size)
+            EXPECT_EQ(decoded(protocol, frame.substr(0, size)), "nothing");
+        EXPECT_EQ(decoded(protocol, frame + frame), "nothing");
+    }
+}
+
+struct Line {
+    explicit Line(const SerialProtocol& protocol) : collector{.protocol = protocol, .bytes = {}} {}
+
+    // The first channels of the frames that these bytes completed.
+    Text hear(const Text& bytes) {
+        heard.clear();
+        for (const char byte : bytes)
+            take_byte(collector, static_cast<std::uint8_t>(byte), now_us, take);
+        return heard;
+    }
+
+    Text pause(std::int64_t microseconds = 6000) {
+        heard.clear();
+        now_us += microseconds;
+        take_nothing(collector, now_us, take);
+        return heard;
+    }
+
+    FrameCollector collector;
+    std::int64_t now_us = 1'000'000;
+    Text heard;
+    TakeFrame take = [this](const Frame& frame) {
+        heard += std::to_string(frame.channels_us[0]) + " ";
+    };
+};
+
+struct Speech {
+    const SerialProtocol& protocol;
+    Text first, second; // frames that begin with 1500 and another value
+    Text headers;       // to confuse
+};
+
+const std::array speeches{
+    Speech{sbus_protocol, bytes_of("0F " + middle + "00 00"), bytes_of("0F " + mixed + "00 00"),
+           bytes_of("0F 00 04")},
+    Speech{crsf_protocol, bytes_of("C8 18 16 " + middle + "AD"),
+           bytes_of("C8 18 16 " + mixed + "A4"), bytes_of("C8 18 16 3E 00 02")},
+    Speech{ibus_protocol, bytes_of(ibus_middle), bytes_of(ibus_mixed), bytes_of("20 40 20")},
+};
+
+Text last_word(const Text& text) {
+    return text.substr(std::min(text.size(), text.rfind(' ', text.size() - 2) + 1));
+}
+
+TEST(RcinSerialTest, TwoFramesAfterAnyGarbageAreInStep) {
+    std::minstd_rand random(1);
+    for (const Speech& speech : speeches) {
+        const Text second = last_word(decoded(speech.protocol, speech.second).substr(0, 4) + " ");
+        for (int round = 0; round < 3000; ++round) {
+            Line line(speech.protocol);
+            if (round % 2 != 0) { // in step
+                line.hear(speech.first + speech.first);
+                line.pause();
+            }
+            for (auto count = random() % 200; count > 0; --count) {
+                const auto any = static_cast<char>(random());
+                line.hear(
+                    {random() % 4 == 0 ? any : speech.headers[random() % speech.headers.size()]});
+                if (random() % 64 == 0)
+                    line.pause();
+            }
+            line.hear(speech.first);
+            line.pause();
+            const Text heard = line.hear(speech.second);
+            ASSERT_EQ(last_word(heard + line.pause()).substr(0, 4), second.substr(0, 4)) << round;
+            ASSERT_EQ(last_word(line.hear(speech.first)), "1500 ") << round;
+        }
+    }
+}
+
+TEST(RcinSerialTest, OutOfStepOneFrameWithoutChecksumIsNotBelieved) {
+    const auto& [protocol, first, second, headers] = speeches[0];
+    Line line(protocol);
+    EXPECT_EQ(line.hear(first) + line.pause(), "");
+    EXPECT_EQ(line.hear("x") + line.pause(), "");
+    EXPECT_EQ(line.hear(second) + line.pause(), "");
+    EXPECT_EQ(line.hear(second + "x") + line.pause(), ""); // no frame ends here
+    EXPECT_EQ(line.hear(first + second) + line.pause(2999), "");
+    EXPECT_EQ(line.pause(1), "1500 988 ");
+    EXPECT_EQ(line.hear(second), "988 ");
+    EXPECT_EQ(line.hear(bytes_of("0F " + middle + "04 00")), "") << "a lost frame keeps the step";
+    EXPECT_EQ(line.hear(second + first), "988 1500 ");
+    spoil(line.collector); // between frames, where a bit of noise may look like a byte
+    EXPECT_EQ(line.hear(second) + line.pause() + line.hear(second) + line.pause(), "988 988 ");
+}
+
+TEST(RcinSerialTest, AnIncompleteFrameIsDroppedAfterASilenceOnly) {
+    for (const Speech& speech : speeches) {
+        Line line(speech.protocol);
+        line.hear(speech.first + speech.first);
+        line.pause();
+        line.hear(speech.second.substr(0, 20));
+        EXPECT_EQ(silence_due(line.collector), line.now_us + 3000);
+        line.pause(2999);
+        line.now_us += 500'000; // late, but what is found may have been there in time
+        EXPECT_EQ(line.hear(speech.second.substr(20)).size(), line.heard.empty() ? 0U : 4U);
+        EXPECT_FALSE(line.heard.empty());
+        EXPECT_EQ(silence_due(line.collector), never_us);
+        line.hear(speech.first.substr(0, 20));
+        line.pause(3000);
+        EXPECT_EQ(line.hear(speech.second.substr(20)) + line.pause(), "");
+        EXPECT_EQ(silence_due(line.collector), never_us);
+    }
+}
+
+TEST(RcinSerialTest, ParityMarksAreTakenOut) {
+    MarkPlace place = MarkPlace::outside;
+    Text heard;
+    for (const unsigned char byte : bytes_of("01 FF FF FF 00 0F 02 FF 00 FF FF FF 00")) {
+        const auto said = unmark(place, byte);
+        if (const auto* good = std::get_if<std::uint8_t>(&said))
+            heard += std::to_string(*good) + " ";
+        else if (std::holds_alternative<DamagedByte>(said))
+            heard += "damaged ";
+    }
+    EXPECT_EQ(heard, "1 255 damaged 2 damaged 255 0 ");
+}
+
+TEST(RcinSerialTest, APseudoTerminalIsReadUntilItGoes) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_TRUE(master >= 0 && grantpt(master) == 0 && unlockpt(master) == 0);
+    const Text device = ptsname(master);
+    Opened opened = open_ibus(device);
+    ASSERT_TRUE(opened.input) << opened.fault;
+    EXPECT_EQ(opened.hint, "");
+    EXPECT_NE(open_sbus(device).fault.find("in use"), Text::npos);
+    Text heard;
+    const TakeFrame take = [&](const Frame& frame) {
+        heard += std::to_string(frame.channels_us[2]) + " ";
+    };
+    const auto read_once = [&] {
+        pollfd waiting{opened.input->descriptors.at(0), POLLIN, 0};
+        poll(&waiting, 1, 20'000);
+        return opened.input->read(0, take);
+    };
+    // Bytes a terminal would meddle with: interrupt, end, XOFF, CR, NL, 255.
+    Text frame = bytes_of("20 40 03 0D 04 0A FF 0F 13 11 1A 1C 7F 00 FF FF DC 05 DC 05 DC 05 DC 05 "
+                          "DC 05 DC 05 DC 05 51 F3");
+    unsigned sum = 0xFFFF;
+    for (std::size_t i = 0; i < 30; ++i)
+        sum -= static_cast<unsigned char>(frame[i]);
+    frame[30] = static_cast<char>(sum & 0xFF);
+    frame[31] = static_cast<char>(sum >> 8);
+    ASSERT_EQ(write(master, frame.data(), frame.size()), 32);
+    while (heard.empty())
+        ASSERT_FALSE(read_once().gone);
+    EXPECT_EQ(heard, "4095 ");
+    EXPECT_FALSE(opened.input->read(0, take).gone);
+    close(master);
+    EXPECT_TRUE(read_once().gone);
+    opened.input.reset();
+    EXPECT_NE(open_crsf(device).fault.find(device), Text::npos);
+    EXPECT_NE(open_crsf("/dev/null").fault.find("no serial line"), Text::npos);
+}
+
+} // namespace
+} // namespace rcin
