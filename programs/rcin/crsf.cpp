@@ -82,6 +82,6 @@ std::optional<Frame> decode_crsf(Bytes bytes) {
 
 } // namespace
 
-const SerialProtocol crsf_protocol{crsf_length, is_crsf_frame, decode_crsf, 1};
+const SerialProtocol crsf_protocol{crsf_length, is_crsf_frame, decode_crsf, true};
 
 } // namespace rcin

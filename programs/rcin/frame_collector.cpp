@@ -1,5 +1,6 @@
 // Two whole frames in a row put it in step wherever they stand, be it in the midst of what began
-// like a frame before.
+// like a frame before. Where nothing but a header and an end tell a frame, garbage has such pairs,
+// too: there a pause has to follow, which ends a true frame and a false one hardly ever.
 #include "rcin/frame_collector.h"
 
 #include <algorithm>
@@ -47,7 +48,9 @@ bool all_valid(const FrameCollector& collector, std::size_t start) {
 
 // Where the count valid frames in a row begin that the last byte ends.
 std::optional<std::size_t> row_of_frames(const FrameCollector& collector, std::size_t count) {
-    for (std::size_t start = 0; start < collector.bytes.size(); ++start) {
+    const std::size_t size = collector.bytes.size();
+    for (std::size_t start = size - std::min(size, count * longest_serial_frame); start < size;
+         ++start) {
         if (lengths_fit(collector, start, count) && all_valid(collector, start))
             return start;
     }
@@ -77,9 +80,9 @@ void look_for_frames(FrameCollector& collector, const TakeFrame& take) {
     collector.in_step = collector.in_step && may_be_frame(collector);
     if (collector.in_step && whole_length(collector, collector.next) != 0)
         return hand_over_from(collector, collector.next, take);
-    const std::size_t wanted =
-        collector.in_step ? frames_in_a_row : collector.protocol.frames_into_step;
-    if (const auto start = row_of_frames(collector, wanted))
+    if (!collector.protocol.has_checksum)
+        return;
+    if (const auto start = row_of_frames(collector, collector.in_step ? frames_in_a_row : 1))
         hand_over_from(collector, *start, take);
 }
 
@@ -94,7 +97,7 @@ void forget_first(FrameCollector& collector, std::size_t count) {
 // A whole frame before the silence stays as the first of two in a row.
 void drop_incomplete(FrameCollector& collector) {
     forget_first(collector, row_of_frames(collector, 1).value_or(collector.bytes.size()));
-    collector.next = collector.pause = collector.bytes.size();
+    collector.next = collector.bytes.size();
     collector.in_step = false;
 }
 
@@ -113,9 +116,16 @@ void take_byte(FrameCollector& collector, std::uint8_t byte, std::int64_t now_us
     look_for_frames(collector, take);
 }
 
-void take_nothing(FrameCollector& collector, std::int64_t now_us) {
-    if (now_us >= silence_due(collector))
+void take_nothing(FrameCollector& collector, std::int64_t now_us, const TakeFrame& take) {
+    if (now_us < silence_due(collector))
+        return;
+    const auto row =
+        collector.protocol.has_checksum ? std::nullopt : row_of_frames(collector, frames_in_a_row);
+    if (row)
+        hand_over_from(collector, *row, take);
+    else
         drop_incomplete(collector);
+    collector.pause = collector.bytes.size();
 }
 
 std::int64_t silence_due(const FrameCollector& collector) {

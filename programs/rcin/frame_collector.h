@@ -21,8 +21,8 @@ struct SerialProtocol {
     bool (*is_valid)(fieldrelaybox::Bytes frame);
     // Of any bytes: a whole valid frame's values, nothing where there are no new ones.
     std::optional<Frame> (*decode)(fieldrelaybox::Bytes frame);
-    // Out of step, so many valid frames in a row are believed. Never 0.
-    std::size_t frames_into_step;
+    // Without one a frame tells so little that out of step two in a row and a pause are wanted.
+    bool has_checksum;
 };
 
 inline constexpr std::size_t longest_serial_frame = 64;
@@ -46,7 +46,7 @@ void take_byte(FrameCollector& collector, std::uint8_t byte, std::int64_t now_us
 
 // A read at now_us found nothing. Only this proves a silence: bytes that are read late may well
 // have come in time.
-void take_nothing(FrameCollector& collector, std::int64_t now_us);
+void take_nothing(FrameCollector& collector, std::int64_t now_us, const TakeFrame& take);
 
 // When to read again though nothing comes, or never_us.
 std::int64_t silence_due(const FrameCollector& collector);

@@ -50,7 +50,6 @@ std::optional<Frame> decode_sbus(Bytes bytes) {
 
 } // namespace
 
-// One frame out of step might be garbage: so little tells a frame.
-const SerialProtocol sbus_protocol{sbus_length, is_sbus_frame, decode_sbus, 2};
+const SerialProtocol sbus_protocol{sbus_length, is_sbus_frame, decode_sbus, false};
 
 } // namespace rcin

@@ -53,7 +53,7 @@ Reading read_line(SerialReceiver& receiver, std::int64_t now_us, const TakeFrame
     if (count > 0)
         take_in(receiver, {bytes.data(), static_cast<std::size_t>(count)}, now_us, take);
     else
-        take_nothing(receiver.collector, now_us);
+        take_nothing(receiver.collector, now_us, take);
     return {.wake_us = silence_due(receiver.collector)};
 }
 

@@ -156,7 +156,7 @@ def run_script(sticks: Sticks, lines: list[str]) -> None:
 
       on a wire:
         frame-lost              SBUS: each frame is flagged as lost, until back
-        garbage SECS            noise instead of frames, half of it like beginnings of frames
+        garbage SECS            noise instead of frames, some of it like headers of frames
         silence SECS            nothing at all
         unplug SECS             serial: no device meanwhile
     """
