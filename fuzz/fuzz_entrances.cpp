@@ -29,6 +29,9 @@
 #include "rc/rc_commands.h"
 #include "rc/rc_loop.h"
 #include "rc/rc_step.h"
+#include "rcin/crsf.h"
+#include "rcin/ibus.h"
+#include "rcin/sbus.h"
 
 #include <algorithm>
 #include <array>
@@ -40,6 +43,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -51,6 +55,27 @@ constexpr std::uint32_t server_address = 0xC0000201; // the default of the setti
 std::string settings_path;
 std::string saved_path;
 std::string run_path;
+
+struct SerialSpeech {
+    const rcin::SerialProtocol* protocol;
+    Bytes frame; // all channels in the middle
+};
+
+constexpr std::array<std::uint8_t, 25> sbus_middle{
+    0x0F, 0xE0, 0x03, 0x1F, 0xF8, 0xC0, 0x07, 0x3E, 0xF0, 0x81, 0x0F, 0x7C, 0xE0,
+    0x03, 0x1F, 0xF8, 0xC0, 0x07, 0x3E, 0xF0, 0x81, 0x0F, 0x7C, 0x00, 0x00};
+constexpr std::array<std::uint8_t, 26> crsf_middle{
+    0xC8, 0x18, 0x16, 0xE0, 0x03, 0x1F, 0xF8, 0xC0, 0x07, 0x3E, 0xF0, 0x81, 0x0F,
+    0x7C, 0xE0, 0x03, 0x1F, 0xF8, 0xC0, 0x07, 0x3E, 0xF0, 0x81, 0x0F, 0x7C, 0xAD};
+constexpr std::array<std::uint8_t, 32> ibus_middle{
+    0x20, 0x40, 0xDC, 0x05, 0xDC, 0x05, 0xDC, 0x05, 0xDC, 0x05, 0xDC, 0x05, 0xDC, 0x05, 0xDC, 0x05,
+    0xDC, 0x05, 0xDC, 0x05, 0xDC, 0x05, 0xDC, 0x05, 0xDC, 0x05, 0xDC, 0x05, 0xDC, 0x05, 0x51, 0xF3};
+
+constexpr std::size_t sbus_channels_size = 22;
+
+const std::array<SerialSpeech, 3> serial_speeches{{{&rcin::sbus_protocol, sbus_middle},
+                                                   {&rcin::crsf_protocol, crsf_middle},
+                                                   {&rcin::ibus_protocol, ibus_middle}}};
 
 std::string text_of(Bytes bytes) {
     return {bytes.begin(), bytes.end()};
@@ -157,12 +182,61 @@ void run_rc(Bytes bytes, std::uint16_t /*port*/) {
     }
 }
 
+struct SerialLine {
+    rcin::FrameCollector collector;
+    std::int64_t now_us = 0;
+    int frames = 0;
+    rcin::TakeFrame take = [this](const rcin::Frame&) { ++frames; };
+};
+
+void hear(SerialLine& line, Bytes bytes) {
+    for (const std::uint8_t byte : bytes)
+        take_byte(line.collector, byte, line.now_us, line.take);
+}
+
+void pause(SerialLine& line, std::int64_t microseconds) {
+    line.now_us += microseconds;
+    take_nothing(line.collector, line.now_us, line.take);
+}
+
+// Bursts with pauses between, as long as their first two bytes say.
+void hear_bursts(SerialLine& line, Bytes bytes) {
+    while (bytes.size() > 2) {
+        const std::size_t size = std::min<std::size_t>(bytes[0], bytes.size() - 2);
+        const std::int64_t pause_us = bytes[1] * std::int64_t{20};
+        hear(line, bytes.subspan(2, size));
+        bytes = bytes.subspan(2 + size);
+        if (!bytes.empty())
+            pause(line, pause_us);
+    }
+}
+
+// Whatever was before, the second of two frames is heard. Any bytes are channels for SBUS: the
+// first ones.
+void hear_serial(Bytes bytes, std::uint16_t port) {
+    const SerialSpeech& speech = serial_speeches[port % serial_speeches.size()];
+    std::vector<std::uint8_t> frame(speech.frame.begin(), speech.frame.end());
+    if (speech.protocol == &rcin::sbus_protocol && bytes.size() > sbus_channels_size) {
+        std::copy_n(bytes.begin(), sbus_channels_size, frame.begin() + 1);
+        bytes = bytes.subspan(sbus_channels_size);
+    }
+    SerialLine line{.collector = {.protocol = *speech.protocol, .bytes = {}}};
+    hear_bursts(line, bytes);
+    for (int i = 0; i < 2; ++i) {
+        line.frames = 0;
+        hear(line, frame);
+        pause(line, rcin::line_silence_us);
+    }
+    if (line.frames == 0 || !line.collector.in_step)
+        std::abort();
+}
+
 using Entrance = void (*)(Bytes bytes, std::uint16_t port);
 
 // make_corpus.py knows the order.
-constexpr std::array<Entrance, 8> entrances{
-    load_settings,       receive_control,  run_command,        receive_from_camera,
-    receive_from_server, read_tool_output, read_command_field, run_rc};
+constexpr std::array<Entrance, 9> entrances{
+    load_settings,    receive_control,    run_command, receive_from_camera, receive_from_server,
+    read_tool_output, read_command_field, run_rc,      hear_serial};
 
 // A connected camera and one app; no socket is open, so nothing leaves the process.
 void start_afresh() {

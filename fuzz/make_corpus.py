@@ -8,7 +8,8 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 # In the order of fuzz_entrances.cpp.
-SETTINGS, CONTROL, COMMAND, CAMERA, SERVER, TOOL, FIELD, RC = range(8)
+SETTINGS, CONTROL, COMMAND, CAMERA, SERVER, TOOL, FIELD, RC, SERIAL = range(9)
+ENTRANCES = 9
 
 
 def leaves(tree):
@@ -54,6 +55,15 @@ def rc_seeds(functions):
             yield RC, bytes([function, 255, 255, 255, switches]) + steps
 
 
+def serial_seeds():
+    """For each protocol headers, pauses and nearly whole frames."""
+    frames = bytes([0x0F]) + bytes(24), bytes.fromhex("c8041600abcd"), bytes([0x20, 0x40]) + bytes(30)
+    for protocol, frame in enumerate(frames):
+        for burst in (frame, frame[:1] * 40, frame[:2] + frame, frame * 3):
+            for pause in (0, 255):
+                yield SERIAL + ENTRANCES * protocol, bytes(22) + 2 * (bytes([len(burst), pause]) + burst)
+
+
 def main():
     texts, functions = [], []
     for path in sorted((ROOT / "tests/data").glob("*.json")):
@@ -66,6 +76,7 @@ def main():
     texts += [example.replace(" ", "") for example in re.findall("`(42(?: [0-9a-f]{2})+)`", pages)]
 
     seeds = {seed for text in texts for seed in seeds_of_text(text)} | set(rc_seeds(functions))
+    seeds |= set(serial_seeds())
     seeds |= {(SETTINGS, path.read_bytes()) for path in (ROOT / "tests/data").glob("*.conf")}
     names = [text for text in texts if re.fullmatch(r"[\w .@-]{1,32}", text) and not is_hex(text, "")]
     scan = "".join(f'Cell\n  ESSID:"{name}"\nssid={name}\n' for name in names[:40])

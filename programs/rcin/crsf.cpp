@@ -2,7 +2,6 @@
 
 #include "rcin/channel_bits.h"
 
-#include <algorithm>
 #include <array>
 
 namespace rcin {
@@ -38,6 +37,14 @@ constexpr std::array<std::uint8_t, 12> device_addresses{
     0xEE, // transmitter module
 };
 
+// Looked up at every byte, many times while there is garbage.
+constexpr auto is_address = [] {
+    std::array<bool, 256> table{};
+    for (const std::uint8_t address : device_addresses)
+        table.at(address) = true;
+    return table;
+}();
+
 constexpr unsigned crc_polynomial = 0xD5; // DVB-S2's
 
 constexpr auto crc_table = [] {
@@ -59,7 +66,7 @@ std::uint8_t crc_of(Bytes bytes) {
 }
 
 std::size_t crsf_length(Bytes begin) {
-    if (std::ranges::find(device_addresses, begin[0]) == device_addresses.end())
+    if (!is_address[begin[0]])
         return 0;
     if (begin.size() < crsf_overhead)
         return crsf_overhead;
