@@ -80,7 +80,7 @@ class SerialSticks(WireSticks):
         self._lock = threading.Lock()
         self._end = threading.Event()
         self.timed_words["unplug"] = self.unplug
-        self._master = -1
+        self._master, self._device = -1, ""
         self._plug_in()
         self._thread = threading.Thread(target=self._send_all, daemon=True)
         self._thread.start()
@@ -100,7 +100,8 @@ class SerialSticks(WireSticks):
         tty.setraw(slave)
         os.set_blocking(master, False)
         new_link = self._link.with_name(f".{self._link.name}.{os.getpid()}")
-        new_link.symlink_to(os.ttyname(slave))
+        self._device = os.ttyname(slave)
+        new_link.symlink_to(self._device)
         new_link.replace(self._link)
         os.close(slave)
         with self._lock:
@@ -109,8 +110,9 @@ class SerialSticks(WireSticks):
     def _pull_out(self) -> None:
         with self._lock:
             if self._master >= 0:
+                if self._link.is_symlink() and os.readlink(self._link) == self._device:
+                    self._link.unlink()
                 os.close(self._master)
-                self._link.unlink(missing_ok=True)
             self._master = -1
 
     def _send_all(self) -> None:
