@@ -26,6 +26,8 @@ struct SerialReceiver {
         : descriptor(opened), collector{.protocol = protocol, .bytes = {}} {}
     SerialReceiver(const SerialReceiver&) = delete;
     SerialReceiver& operator=(const SerialReceiver&) = delete;
+    SerialReceiver(SerialReceiver&&) = delete;
+    SerialReceiver& operator=(SerialReceiver&&) = delete;
     ~SerialReceiver() { close(descriptor); }
 
     int descriptor;
@@ -33,8 +35,8 @@ struct SerialReceiver {
     MarkPlace mark = MarkPlace::outside;
 };
 
-void take_in(SerialReceiver& receiver, fieldrelaybox::Bytes read_bytes, std::int64_t now_us,
-             const TakeFrame& take) {
+void take_read_bytes(SerialReceiver& receiver, fieldrelaybox::Bytes read_bytes, std::int64_t now_us,
+                     const TakeFrame& take) {
     for (const std::uint8_t read_byte : read_bytes) {
         const auto byte = unmark(receiver.mark, read_byte);
         if (const auto* good = std::get_if<std::uint8_t>(&byte))
@@ -45,27 +47,27 @@ void take_in(SerialReceiver& receiver, fieldrelaybox::Bytes read_bytes, std::int
 }
 
 // One read takes all: it has room for more than the driver keeps.
-Reading read_line(SerialReceiver& receiver, std::int64_t now_us, const TakeFrame& take) {
+Reading read_serial_line(SerialReceiver& receiver, std::int64_t now_us, const TakeFrame& take) {
     std::array<std::uint8_t, 8192> bytes; // NOLINT(cppcoreguidelines-pro-type-member-init)
     const ssize_t count = read(receiver.descriptor, bytes.data(), bytes.size());
     if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR))
         return {.gone = true};
     if (count > 0)
-        take_in(receiver, {bytes.data(), static_cast<std::size_t>(count)}, now_us, take);
+        take_read_bytes(receiver, {bytes.data(), static_cast<std::size_t>(count)}, now_us, take);
     else
         take_nothing(receiver.collector, now_us, take);
     return {.wake_us = silence_due(receiver.collector)};
 }
 
-Opened open_line(const std::string& device, const LineFormat& format,
-                 const SerialProtocol& protocol) {
+Opened open_serial_line(const std::string& device, const LineFormat& format,
+                        const SerialProtocol& protocol) {
     OpenedPort port = open_serial_port(device, format);
     if (port.descriptor < 0)
         return {.input = {}, .fault = port.fault, .hint = {}};
     const auto receiver = std::make_shared<SerialReceiver>(port.descriptor, protocol);
     Input input{.descriptors = {port.descriptor},
                 .read = [receiver](std::int64_t now_us, const TakeFrame& take) {
-                    return read_line(*receiver, now_us, take);
+                    return read_serial_line(*receiver, now_us, take);
                 }};
     return {.input = std::move(input), .fault = {}, .hint = port.hint};
 }
@@ -73,15 +75,15 @@ Opened open_line(const std::string& device, const LineFormat& format,
 } // namespace
 
 Opened open_sbus(const std::string& device) {
-    return open_line(device, sbus_line, sbus_protocol);
+    return open_serial_line(device, sbus_line, sbus_protocol);
 }
 
 Opened open_crsf(const std::string& device) {
-    return open_line(device, crsf_line, crsf_protocol);
+    return open_serial_line(device, crsf_line, crsf_protocol);
 }
 
 Opened open_ibus(const std::string& device) {
-    return open_line(device, ibus_line, ibus_protocol);
+    return open_serial_line(device, ibus_line, ibus_protocol);
 }
 
 } // namespace rcin

@@ -17,7 +17,7 @@ namespace {
 
 constexpr unsigned bearable_percent = 2; // off the rate; half a bit in ten would be 5
 
-termios2 settings_for(const LineFormat& format) {
+termios2 line_settings(const LineFormat& format) {
     termios2 settings{};
     settings.c_iflag = INPCK | PARMRK;
     settings.c_cflag = CS8 | CREAD | CLOCAL | BOTHER | (BOTHER << IBSHIFT) |
@@ -37,7 +37,7 @@ void ask_for_low_latency(int descriptor) {
 }
 
 // Drivers drop without a word what they cannot do.
-std::string missing_from(const termios2& settings, const LineFormat& format) {
+std::string what_line_lacks(const termios2& settings, const LineFormat& format) {
     std::string hint;
     if (format.even_parity && (settings.c_cflag & PARENB) == 0)
         hint = "the line has no parity: bytes that are damaged on the way may go unnoticed";
@@ -49,11 +49,11 @@ std::string missing_from(const termios2& settings, const LineFormat& format) {
     return hint;
 }
 
-bool set_up(int descriptor, const LineFormat& format, std::string& hint) {
-    termios2 settings = settings_for(format);
+bool set_up_line(int descriptor, const LineFormat& format, std::string& hint) {
+    termios2 settings = line_settings(format);
     if (ioctl(descriptor, TCSETS2, &settings) != 0 || ioctl(descriptor, TCGETS2, &settings) != 0)
         return false;
-    hint = missing_from(settings, format);
+    hint = what_line_lacks(settings, format);
     ask_for_low_latency(descriptor);
     return ioctl(descriptor, TCFLSH, TCIFLUSH) == 0;
 }
@@ -75,7 +75,7 @@ OpenedPort open_serial_port(const std::string& device, const LineFormat& format)
     // TIOCEXCL would outlast a process that is killed where the line is a pseudo-terminal.
     if (flock(port.descriptor, LOCK_EX | LOCK_NB) != 0)
         return fault("is in use");
-    if (!set_up(port.descriptor, format, port.hint))
+    if (!set_up_line(port.descriptor, format, port.hint))
         return fault("is no serial line");
     if (!port.hint.empty())
         port.hint = device + ": " + port.hint;
