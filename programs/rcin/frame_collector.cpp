@@ -119,9 +119,7 @@ void take_byte(FrameCollector& collector, std::uint8_t byte, std::int64_t now_us
 void take_nothing(FrameCollector& collector, std::int64_t now_us, const TakeFrame& take) {
     if (now_us < silence_due(collector))
         return;
-    const auto row =
-        collector.protocol.has_checksum ? std::nullopt : row_of_frames(collector, frames_in_a_row);
-    if (row)
+    if (const auto row = row_of_frames(collector, frames_in_a_row))
         hand_over_from(collector, *row, take);
     else
         drop_incomplete(collector);
