@@ -1,6 +1,5 @@
 #include "config/boot_mounting.h"
 
-#include "config/boot_partition.h"
 #include "core/mount_points.h"
 #include "core/shell.h"
 
@@ -25,8 +24,7 @@ int run_at(const std::string& command, const std::string& point) {
 } // namespace
 
 BootTurn take_boot_turn() {
-    const std::string lock = std::string(run_copy_path) + ".lock";
-    const int file = open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    const int file = open(boot_lock_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (file < 0)
         return {};
     while (flock(file, LOCK_EX) != 0 && errno == EINTR) {

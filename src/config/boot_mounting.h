@@ -14,6 +14,9 @@ namespace fieldrelaybox {
 // For each shell command at the boot partition: one that hangs must not hold up all later saves.
 inline constexpr int boot_command_time_limit_ms = 10'000;
 
+// Whoever has its turn has locked this file. Only tests put it elsewhere.
+inline const char* boot_lock_path = "/run/fieldrelaybox.conf.lock";
+
 // One program at a time mounts and writes: another's umount would uncover the directory below, and
 // what is written there is lost.
 using BootTurn = std::shared_ptr<void>;

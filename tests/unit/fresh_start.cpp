@@ -5,6 +5,7 @@
 #include "apps/server_link.h"
 #include "camera/link/camera_link.h"
 #include "camera/state/camera_state.h"
+#include "config/boot_mounting.h"
 #include "config/boot_partition.h"
 #include "config/config_record.h"
 #include "core/log.h"
@@ -28,6 +29,7 @@ class FreshStart : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo& /*test*/) override {
         config_file_path = saved_file_.c_str();
         run_copy_path = run_copy_.c_str();
+        boot_lock_path = boot_lock_.c_str();
         config_record() = ConfigRecord{};
         status_block() = StatusBlock{};
         std::construct_at(&camera_state());
@@ -50,12 +52,13 @@ class FreshStart : public testing::EmptyTestEventListener {
     }
     void OnTestEnd(const testing::TestInfo& /*test*/) override {
         EXPECT_TRUE(test_data::await([this] { return running_threads == threads_before_; }));
-        for (const std::string& file : {saved_file_, saved_file_ + ".bak", run_copy_})
+        for (const std::string& file : {saved_file_, saved_file_ + ".bak", run_copy_, boot_lock_})
             std::filesystem::remove(file);
     }
 
     const std::string saved_file_ = test_data::temporary_path("saved.conf");
     const std::string run_copy_ = test_data::temporary_path("run.conf");
+    const std::string boot_lock_ = test_data::temporary_path("boot.lock");
     int threads_before_ = 0;
 };
 
