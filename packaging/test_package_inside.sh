@@ -103,11 +103,10 @@ for unit in "${rc_units[@]:0:2}"; do
 done
 rcin_process() { systemctl show -P MainPID fieldrelaybox-rcin.service; }
 rc_state_is() { [ "$(tail -c +832 /dev/shm/hud_mem | head -c 1 | od -An -tu1)" -eq "$1" ]; }
-set_value rcin_mode sbus off
-set_value rcin_enabled 1
 echo uart=/dev/ttyAMA9 >/etc/fieldrelaybox/rcin.conf
 before=$(rcin_process)
-killall -q rcin
+set_value rcin_mode sbus off # the daemon ends it
+set_value rcin_enabled 1
 is_another_rcin() { [ "$(rcin_process)" != "$before" ] && systemctl is-active --quiet fieldrelaybox-rcin.service; }
 wait_until is_another_rcin
 wait_until rc_state_is 1 # its rights are enough for the status block; the device is not there
@@ -117,6 +116,9 @@ mv /run/fieldrelaybox-rcin/new /run/fieldrelaybox-rcin/rcin.cal
 wait_until [ ! -e /run/fieldrelaybox-rcin/rcin.cal ]
 [ "$(cat /medium/rcin.cal)" = "$calibration" ] || fail "the calibration is not on the boot partition"
 findmnt -n -O ro /boot >/dev/null || fail "/boot is writable afterwards"
+sed -e "s#^ExecStart=.*#ExecStart=/bin/sh -c '[ \$\$(readlink /proc/self/ns/mnt) = $(readlink /proc/self/ns/mnt) ]'#" \
+    -e '/^Restart/d' /lib/systemd/system/fieldrelaybox-rcin-store.service >/run/systemd/system/mounts.service
+systemctl start mounts.service || fail "what it mounts is not for the whole box"
 
 step "streams: all kinds wait, with few rights"
 dpkg -i fieldrelaybox-streams_*.deb
