@@ -23,39 +23,39 @@ namespace {
 constexpr std::int64_t repeat_us = 50'000;
 
 // One that never stops cannot keep the others waiting.
-constexpr int events_at_once = 1000;
+constexpr int most_pad_events = 1000;
+
+void close_device(libevdev* device) {
+    const int descriptor = libevdev_get_fd(device);
+    libevdev_free(device);
+    close(descriptor);
+}
 
 struct Pad {
-    int descriptor = -1;
-    libevdev* device = nullptr;
-    const PadLayout* layout = nullptr;
+    std::unique_ptr<libevdev, void (*)(libevdev*)> device;
+    const PadLayout* layout;
     bool in_step = true; // false while events that the kernel had no room for are made up for
     bool has_reported = false;
     std::int64_t due_us = 0;
-
-    Pad() = default;
-    Pad(const Pad&) = delete;
-    Pad& operator=(const Pad&) = delete;
-    ~Pad() {
-        libevdev_free(device);
-        if (descriptor >= 0)
-            close(descriptor);
-    }
 };
 
 // Null, with errno set, when it is none or cannot be opened.
 std::shared_ptr<Pad> open_pad_file(const std::string& path) {
-    auto pad = std::make_shared<Pad>();
-    pad->descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (pad->descriptor < 0)
+    const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0)
         return {};
-    const int error = libevdev_new_from_fd(pad->descriptor, &pad->device);
-    if (error != 0 || !is_pad(*pad->device)) {
-        errno = error != 0 ? -error : ENODEV;
+    libevdev* opened = nullptr;
+    if (const int error = libevdev_new_from_fd(descriptor, &opened); error != 0) {
+        close(descriptor);
+        errno = -error;
         return {};
     }
-    pad->layout = &layout_of(*pad->device);
-    return pad;
+    auto pad = std::make_shared<Pad>(Pad{{opened, close_device}, &layout_of(*opened)});
+    if (is_pad(*opened))
+        return pad;
+    pad.reset();
+    errno = ENODEV;
+    return {};
 }
 
 std::vector<std::string> files_in(const char* folder, bool (*is_wanted)(std::string_view)) {
@@ -97,10 +97,10 @@ struct Drained {
 
 Drained drain(Pad& pad) {
     Drained drained;
-    for (int i = 0; i < events_at_once; ++i) {
+    for (int i = 0; i < most_pad_events; ++i) {
         input_event event{};
         const unsigned flag = pad.in_step ? LIBEVDEV_READ_FLAG_NORMAL : LIBEVDEV_READ_FLAG_SYNC;
-        const int result = libevdev_next_event(pad.device, flag, &event);
+        const int result = libevdev_next_event(pad.device.get(), flag, &event);
         if (result == -EAGAIN && !std::exchange(pad.in_step, true))
             continue;
         if (result < 0) {
@@ -138,7 +138,7 @@ Opened open_pad(const std::string& device) {
                 .fault = errno == ENODEV ? device + " is no game pad and no joystick"
                                          : device + ": " + std::strerror(errno),
                 .hint = {}};
-    return {.input = Input{.descriptors = {pad->descriptor},
+    return {.input = Input{.descriptors = {libevdev_get_fd(pad->device.get())},
                            .read =
                                [pad](std::int64_t now_us, const TakeFrame& take) {
                                    return read_pad(*pad, now_us, take);
