@@ -132,9 +132,9 @@ std::vector<int> descriptors_of(const GpioLines& lines) {
 
 bool read_edges(GpioLines& lines, const std::function<void(const Edge&)>& take) {
     std::array<gpioevent_data, events_at_once> events{};
-    const std::vector<int> descriptors = descriptors_of(lines);
-    for (std::size_t i = 0; i < descriptors.size(); ++i) {
-        const ssize_t size = read(descriptors[i], events.data(), sizeof events);
+    for (std::size_t i = 0; i < lines.lines.size(); ++i) {
+        const int descriptor = gpiod_line_event_get_fd(lines.lines[i]);
+        const ssize_t size = read(descriptor, events.data(), sizeof events);
         if (size == 0 || (size < 0 && !may_come_later(errno)))
             return false;
         const std::size_t count = size < 0 ? 0 : static_cast<std::size_t>(size) / sizeof events[0];

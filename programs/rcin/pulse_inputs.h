@@ -1,5 +1,5 @@
 // Receivers on lines of a GPIO chip. device is "CHIP:LINE", for PWM "CHIP:LINE,LINE,...", the chip
-// by name or label; or "edges:FILE", a recording with nanoseconds and level in each line.
+// by name or label; or "edges:FILE", a recording in their place (edge_file.h).
 #pragma once
 
 #include "rcin/input.h"
