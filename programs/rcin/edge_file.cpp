@@ -49,7 +49,7 @@ bool is_passed_over(std::string_view text) {
 
 std::int64_t due_us(const EdgePlayer& player, std::int64_t start_us) {
     const std::int64_t since_first = player.edges[player.next].time_ns - player.edges[0].time_ns;
-    return start_us + (since_first + 999) / 1000; // rounded up: never early
+    return start_us + since_first / 1000;
 }
 
 } // namespace

@@ -83,12 +83,13 @@ TEST_F(RcinPad, every_control_moves_its_channel_and_no_other) {
 }
 
 TEST_F(RcinPad, the_dead_band_is_quiet_and_the_way_out_of_it_has_no_step) {
+    pad.axis(ABS_RX, -32768, 32767, 4000);
     int before = 1000;
     for (int value = -32768; value <= 32767; ++value) {
         pad.move(ABS_RX, value);
         const int us = pad.channel(1);
         ASSERT_TRUE(us == before || us == before + 1) << value;
-        ASSERT_TRUE(us == 1500 || value < -128 || value > 127) << value;
+        ASSERT_TRUE(us == 1500 || value < -4000 || value > 3999) << value;
         before = us;
     }
     EXPECT_EQ(before, 2000);
@@ -163,14 +164,14 @@ TEST(RcinShow, tells_which_channel_moves_and_what_it_does) {
     block.rc_channels[0] = block.rc_channels[1] = 1500;
     watch(watched, block, 2);
     block.rc_channels[0] = 1515; // trembles
-    block.rc_channels[1] = 2000;
+    block.rc_channels[1] = 1990;
     watch(watched, block, 3);
     const std::string text = screen_text(watched, block, 4);
     EXPECT_EQ(text, "state 6: good\n\n"
                     " 1  1515  ----------#----------\n"
-                    " 2  2000  ----------+---------#  focus-tilt             <- moved\n");
+                    " 2  1990  ----------+---------#  focus-tilt             <- moved\n");
     EXPECT_EQ(screen_text(watched, block, 2'000'000).find("moved"), std::string::npos);
-    EXPECT_EQ(line_text(watched, block, 4), "state 6: good; 1=1515 2(focus-tilt)=2000\n");
+    EXPECT_EQ(line_text(watched, block, 4), "state 6: good; 1=1515 2(focus-tilt)=1990\n");
     block.rc_heartbeat = 1;
     block.rc_receiver_state = 0;
     block.rc_channels[0] = 40000; // what no receiver says
