@@ -5,6 +5,7 @@
 #include "rcin/devices.h"
 #include "rcin/modes.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 #include <utility>
@@ -42,7 +43,9 @@ void equip(Equipment& equipment, const ConfigRecord& settings, const std::string
         std::string full_name = name + " (" + words[i] + ", " + wirings[i].device + ")";
         attach(equipment.attachments[i], std::move(full_name), std::move(wirings[i]), now_us);
     }
-    begin_training(equipment.training, words[0], words[1]);
+    if (std::ranges::any_of(equipment.attachments,
+                            [](const Attachment& each) { return each.receiver.is_on; }))
+        begin_training(equipment.training, words[0], words[1]);
 }
 
 } // namespace rcin

@@ -21,6 +21,8 @@ struct StatusOutput {
     StatusOutput() = default;
     StatusOutput(const StatusOutput&) = delete;
     StatusOutput& operator=(const StatusOutput&) = delete;
+    StatusOutput(StatusOutput&&) = delete;
+    StatusOutput& operator=(StatusOutput&&) = delete;
     ~StatusOutput(); // unmaps; what stands there stays
 };
 

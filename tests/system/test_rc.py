@@ -20,11 +20,14 @@ class Pilot(BoxTestCase):
     def setUp(self) -> None:
         self.rc = self.camera()
         self.rc.stop_clock()
-        self.sticks = RcSticks(self.box.status)
+        self.sticks = self.pick_up_sticks()
         self.sticks.await_map()
         self.sticks.rest()
         self.addCleanup(self.lose_rc)
         self.see_starting_positions()
+
+    def pick_up_sticks(self) -> RcSticks:
+        return RcSticks(self.box.status)
 
     def lose_rc(self) -> None:
         """On return the loop has seen it; otherwise the next test's start would look like moves."""
