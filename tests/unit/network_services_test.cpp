@@ -29,18 +29,20 @@ constexpr const char* link_command = "./bin/wlanstatus wlan0";
 
 TEST(Wifi, a_hanging_tool_costs_a_while_and_one_thread) {
     constexpr std::chrono::milliseconds patience{1};
-    shell_recorder::outputs["./bin/wlanstatus slow0"] = "{\"freq\":2412}\n";
+    static int repetition = 0; // a report of the one before may still be on its way
+    const std::string interface = "slow" + std::to_string(++repetition);
+    shell_recorder::outputs["./bin/wlanstatus " + interface] = "{\"freq\":2412}\n";
     std::promise<void> release;
     const std::shared_future<void> released = release.get_future().share();
     shell_recorder::on_command = [released](const std::string&) { released.wait(); };
     const int threads_before = running_threads;
     LinkStatus status;
-    query_link_status("slow0", status, patience);
-    query_link_status("slow0", status, patience);
+    query_link_status(interface, status, patience);
+    query_link_status(interface, status, patience);
     EXPECT_EQ(status.frequency, 0);
     EXPECT_EQ(running_threads, threads_before + 1);
     release.set_value();
-    query_link_status("slow0", status); // the late report
+    query_link_status(interface, status); // the late report
     EXPECT_EQ(status.frequency, 2412);
 }
 
