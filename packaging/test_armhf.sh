@@ -18,14 +18,14 @@ scripts/install_dependencies.sh build test
 
 build_for() {
     cmake --preset "$1" -DBUILD_TESTING=ON >/dev/null
-    cmake --build --preset "$1" --target fieldrelaybox wlanstatus stream rtsp-server gstfieldrelaybox \
+    cmake --build --preset "$1" --target fieldrelaybox wlanstatus stream rtsp-server gstfieldrelaybox rcin \
         unit_tests shell_tests
 }
 
 # A wrong compiler would make the whole run say nothing about the target.
 require_machine() {
     local program header machine=$2 flags=$3
-    for program in fieldrelaybox wlanstatus stream rtsp-server tests/unit_tests tests/shell_tests; do
+    for program in fieldrelaybox wlanstatus stream rtsp-server rcin tests/unit_tests tests/shell_tests; do
         header=$(LC_ALL=C readelf -h "build/$1/$program")
         if ! grep -q "Machine: *$machine\$" <<<"$header" || ! grep -q "Flags:.*$flags" <<<"$header"; then
             echo "test_armhf.sh: $program is not a program for $1" >&2
