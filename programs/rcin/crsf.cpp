@@ -89,6 +89,6 @@ std::optional<Frame> decode_crsf(Bytes bytes) {
 
 } // namespace
 
-const SerialProtocol crsf_protocol{crsf_length, is_crsf_frame, decode_crsf, true};
+const SerialProtocol crsf_protocol{crsf_length, is_crsf_frame, decode_crsf, nullptr};
 
 } // namespace rcin

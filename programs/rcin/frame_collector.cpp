@@ -1,6 +1,8 @@
 // Two whole frames in a row put it in step wherever they stand, be it in the midst of what began
 // like a frame before. Where nothing but a header and an end tell a frame, garbage has such pairs,
-// too: there a pause has to follow, which ends a true frame and a false one hardly ever.
+// too: there they have to say nearly the same, as a hand's sticks do, or a pause has to follow,
+// which ends a true frame and a false one hardly ever. A pause cannot be waited for: whoever reads
+// late sees none, and some receivers leave none.
 #include "rcin/frame_collector.h"
 
 #include <algorithm>
@@ -11,7 +13,12 @@ namespace {
 using fieldrelaybox::Bytes;
 
 constexpr std::size_t frames_in_a_row = 2;
-constexpr std::size_t kept_bytes = frames_in_a_row * longest_serial_frame;
+
+// Without checksum, pause or likeness: garbage hardly ever has so many in a row, though every
+// second byte of it be a header or an end.
+constexpr std::size_t unlike_frames_in_a_row = 7;
+
+constexpr std::size_t kept_bytes = 3 * longest_serial_frame; // a row of the shorter ones as well
 
 Bytes bytes_from(const FrameCollector& collector, std::size_t start) {
     return Bytes(collector.bytes).subspan(start);
@@ -57,6 +64,24 @@ std::optional<std::size_t> row_of_frames(const FrameCollector& collector, std::s
     return std::nullopt;
 }
 
+// The same out of step, where frames have no checksum.
+std::optional<std::size_t> row_without_pause(const FrameCollector& collector) {
+    const auto pair = row_of_frames(collector, frames_in_a_row);
+    if (!pair)
+        return {};
+    const std::size_t length = whole_length(collector, *pair);
+    const Bytes frames = bytes_from(collector, *pair);
+    if (collector.protocol.are_alike(frames.first(length), frames.subspan(length)))
+        return pair;
+    return row_of_frames(collector, unlike_frames_in_a_row);
+}
+
+std::optional<std::size_t> believed_row(const FrameCollector& collector) {
+    if (collector.protocol.are_alike == nullptr)
+        return row_of_frames(collector, collector.in_step ? frames_in_a_row : 1);
+    return collector.in_step ? std::nullopt : row_without_pause(collector);
+}
+
 void hand_over_from(FrameCollector& collector, std::size_t start, const TakeFrame& take) {
     while (start < collector.bytes.size()) {
         const std::size_t length = whole_length(collector, start);
@@ -80,9 +105,7 @@ void look_for_frames(FrameCollector& collector, const TakeFrame& take) {
     collector.in_step = collector.in_step && may_be_frame(collector);
     if (collector.in_step && whole_length(collector, collector.next) != 0)
         return hand_over_from(collector, collector.next, take);
-    if (!collector.protocol.has_checksum)
-        return;
-    if (const auto start = row_of_frames(collector, collector.in_step ? frames_in_a_row : 1))
+    if (const auto start = believed_row(collector))
         hand_over_from(collector, *start, take);
 }
 

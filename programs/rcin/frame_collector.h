@@ -21,8 +21,10 @@ struct SerialProtocol {
     bool (*is_valid)(fieldrelaybox::Bytes frame);
     // Of any bytes: a whole valid frame's values, nothing where there are no new ones.
     std::optional<Frame> (*decode)(fieldrelaybox::Bytes frame);
-    // Without one a frame tells so little that out of step two in a row and a pause are wanted.
-    bool has_checksum;
+    // Null where a checksum tells frames from garbage. Elsewhere one tells so little that out of
+    // step two in a row count, and only when they say nearly the same or a pause follows: whether
+    // they do, of two valid ones.
+    bool (*are_alike)(fieldrelaybox::Bytes frame, fieldrelaybox::Bytes next);
 };
 
 inline constexpr std::size_t longest_serial_frame = 64;

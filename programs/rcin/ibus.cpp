@@ -43,6 +43,6 @@ std::optional<Frame> decode_ibus(Bytes bytes) {
 
 } // namespace
 
-const SerialProtocol ibus_protocol{ibus_length, is_ibus_frame, decode_ibus, true};
+const SerialProtocol ibus_protocol{ibus_length, is_ibus_frame, decode_ibus, nullptr};
 
 } // namespace rcin

@@ -3,6 +3,7 @@
 #include "rcin/channel_bits.h"
 
 #include <array>
+#include <cstdlib>
 
 namespace rcin {
 namespace {
@@ -48,8 +49,25 @@ std::optional<Frame> decode_sbus(Bytes bytes) {
     return frame;
 }
 
+// From frame to frame moving sticks and switches leave so many where they were. Channels at the
+// lowest end do not count: garbage has many zeros.
+constexpr std::size_t fewest_alike = 8;
+constexpr std::uint16_t lowest_us = microseconds_of_raw(0);
+constexpr int trembling_us = 5;
+
+bool sbus_frames_are_alike(Bytes frame, Bytes next) {
+    const auto before_us = unpack_channels(frame.subspan(1));
+    const auto after_us = unpack_channels(next.subspan(1));
+    std::size_t alike = 0;
+    for (std::size_t i = 0; i < before_us.size(); ++i) {
+        const int change_us = std::abs(after_us.at(i) - before_us.at(i));
+        alike += before_us.at(i) > lowest_us && change_us <= trembling_us ? 1 : 0;
+    }
+    return alike >= fewest_alike;
+}
+
 } // namespace
 
-const SerialProtocol sbus_protocol{sbus_length, is_sbus_frame, decode_sbus, false};
+const SerialProtocol sbus_protocol{sbus_length, is_sbus_frame, decode_sbus, sbus_frames_are_alike};
 
 } // namespace rcin
