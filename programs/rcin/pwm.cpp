@@ -1,5 +1,6 @@
 #include "rcin/pwm.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace rcin {
@@ -28,6 +29,7 @@ void add_pulse(PwmLine& line, std::int64_t now_ns, std::int64_t width_us) {
     ++line.pulses;
     line.last_ns = now_ns;
     line.needed = line.needed || is_steady(line);
+    line.fresh = true;
 }
 
 std::optional<std::uint16_t> width_of(const PwmLine& line, std::int64_t now_ns) {
@@ -51,6 +53,18 @@ std::optional<Frame> frame_of(const PwmDecoder& decoder, std::int64_t now_ns) {
     return frame;
 }
 
+// So the time since the last frame is the time since a line was last heard.
+std::optional<Frame> end_round(PwmDecoder& decoder, std::int64_t now_ns) {
+    if (!std::ranges::all_of(decoder,
+                             [](const PwmLine& line) { return line.fresh || !line.needed; }))
+        return {};
+    const std::optional<Frame> frame = frame_of(decoder, now_ns);
+    if (frame)
+        for (PwmLine& line : decoder)
+            line.fresh = false;
+    return frame;
+}
+
 } // namespace
 
 std::optional<Frame> decode_pwm(PwmDecoder& decoder, const Edge& edge) {
@@ -64,7 +78,7 @@ std::optional<Frame> decode_pwm(PwmDecoder& decoder, const Edge& edge) {
     if (edge.high || !is_channel_width(width_us))
         return {};
     add_pulse(line, edge.time_ns, width_us);
-    return frame_of(decoder, edge.time_ns);
+    return end_round(decoder, edge.time_ns);
 }
 
 } // namespace rcin
