@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <optional>
 #include <string>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -30,8 +31,7 @@ constexpr const char* cursor_again = "\033[?25h";
 
 constexpr std::int64_t redraw_us = 50'000;
 constexpr std::int64_t line_us = 500'000;
-constexpr std::int64_t heartbeat_us =
-    150'000; // the process that writes the channels has one by then
+constexpr int redraws_for_heartbeat = 10; // a process that lives has one by then
 
 // A copy, so that a block that is made anew or cut short meanwhile does no harm. Nothing, with
 // errno set, when there is none.
@@ -51,8 +51,10 @@ bool print(const std::string& text) {
 }
 
 std::string for_screen(const std::string& text) {
+    winsize size{};
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
     std::string screen = redraw;
-    for (const char letter : text)
+    for (const char letter : known ? fitting_text(text, size.ws_row, size.ws_col) : text)
         screen += letter == '\n' ? end_of_line : std::string(1, letter);
     return screen + end_of_screen;
 }
@@ -69,6 +71,17 @@ int tell_no_block() {
     else
         std::fprintf(stderr, "cannot look into the status block: %s\n", std::strerror(errno));
     return fieldrelaybox::exit_unable;
+}
+
+// Whether to go on: false when one of the signals came. A block that is gone is told later.
+bool wait_for_heartbeat(const sigset_t& signals, Watched& watched) {
+    for (int i = 0; i < redraws_for_heartbeat && watched.heartbeat_us == 0; ++i) {
+        if (const std::optional<StatusBlock> block = copy_status_block())
+            watch(watched, *block, fieldrelaybox::monotonic_us());
+        if (is_ended(signals, redraw_us))
+            return false;
+    }
+    return true;
 }
 
 // Returns the exit status.
@@ -97,12 +110,10 @@ int show_channels() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         sigaddset(&signals, signal);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    const std::optional<StatusBlock> first = copy_status_block();
-    if (!first)
+    if (!copy_status_block())
         return tell_no_block();
     Watched watched;
-    watch(watched, *first, fieldrelaybox::monotonic_us());
-    if (is_ended(signals, heartbeat_us))
+    if (!wait_for_heartbeat(signals, watched))
         return 0;
     const bool is_screen = isatty(STDOUT_FILENO) == 1;
     if (is_screen)

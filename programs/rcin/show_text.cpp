@@ -17,7 +17,7 @@ constexpr int movement_us = 20;
 constexpr std::int64_t mark_time_us = 1'000'000;
 
 // The heartbeat changes every 100 ms at least.
-constexpr std::int64_t heartbeat_time_us = 1'000'000;
+constexpr std::int64_t heartbeat_time_us = 500'000;
 
 constexpr std::array<std::string_view, 7> state_words{
     "RC input is off",
@@ -35,8 +35,9 @@ bool has_heartbeat(const Watched& watched, std::int64_t now_us) {
 std::string state_text(const Watched& watched, const StatusBlock& block, std::int64_t now_us) {
     const std::size_t state = block.rc_receiver_state;
     const std::string number = std::to_string(state);
-    if (state == 0 && !has_heartbeat(watched, now_us))
-        return "state 0: no RC input process is running";
+    if (!has_heartbeat(watched, now_us))
+        return state == 0 ? "state 0: no RC input process is running"
+                          : "state " + number + ", but no sign of life from the RC input process";
     return "state " + number + ": " +
            std::string(state < state_words.size() ? state_words[state] : "unknown");
 }
@@ -101,6 +102,23 @@ std::string screen_text(const Watched& watched, const StatusBlock& block, std::i
                 channel_line(watched.channels[i], i + 1, block.rc_channels[i], function, now_us);
     }
     return text;
+}
+
+std::string fitting_text(const std::string& screen, std::size_t rows, std::size_t columns) {
+    std::size_t used = 1; // where the cursor rests
+    for (std::size_t start = 0; start < screen.size();) {
+        const std::size_t end = screen.find('\n', start);
+        const std::size_t length = end - start;
+        used += length == 0 ? 1 : (length + columns - 1) / columns;
+        const bool is_last = end + 1 == screen.size();
+        if (used + (is_last ? 0 : 1) > rows) {
+            const auto from = screen.begin() + static_cast<std::ptrdiff_t>(start);
+            return screen.substr(0, start) + std::to_string(std::count(from, screen.end(), '\n')) +
+                   " more: make the window higher\n";
+        }
+        start = end + 1;
+    }
+    return screen;
 }
 
 std::string line_text(const Watched& watched, const StatusBlock& block, std::int64_t now_us) {

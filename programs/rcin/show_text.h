@@ -4,6 +4,7 @@
 #include "fieldrelaybox/shared_memory.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -28,6 +29,10 @@ void watch(Watched& watched, const StatusBlock& block, std::int64_t now_us);
 // The state in words, and a line for each channel that is there or has a function: number, value,
 // bar, function, and a mark when it has just moved. The lines end with "\n".
 std::string screen_text(const Watched& watched, const StatusBlock& block, std::int64_t now_us);
+
+// The first lines of such a text that a terminal of that size has room for, long ones broken, and
+// how many channels are left out.
+std::string fitting_text(const std::string& screen, std::size_t rows, std::size_t columns);
 
 // The same in one line, for files and pipes.
 std::string line_text(const Watched& watched, const StatusBlock& block, std::int64_t now_us);

@@ -162,6 +162,9 @@ TEST(RcinShow, tells_which_channel_moves_and_what_it_does) {
     EXPECT_NE(screen_text(watched, block, 1).find("no RC input process"), std::string::npos);
     block.rc_receiver_state = 6;
     block.rc_channels[0] = block.rc_channels[1] = 1500;
+    EXPECT_NE(screen_text(watched, block, 1).find("state 6, but no sign of life"),
+              std::string::npos);
+    block.rc_heartbeat = 9;
     watch(watched, block, 2);
     block.rc_channels[0] = 1515; // trembles
     block.rc_channels[1] = 1990;
@@ -172,6 +175,12 @@ TEST(RcinShow, tells_which_channel_moves_and_what_it_does) {
                     " 2  1990  ----------+---------#  focus-tilt             <- moved\n");
     EXPECT_EQ(screen_text(watched, block, 2'000'000).find("moved"), std::string::npos);
     EXPECT_EQ(line_text(watched, block, 4), "state 6: good; 1=1515 2(focus-tilt)=1990\n");
+    EXPECT_EQ(line_text(watched, block, 500'001).find("state 6: good"), 0U);
+    EXPECT_EQ(line_text(watched, block, 500'002).find("state 6, but no sign of life"), 0U);
+    EXPECT_EQ(fitting_text(text, 5, 80), text);
+    EXPECT_EQ(fitting_text(text, 4, 80), "state 6: good\n\n2 more: make the window higher\n");
+    EXPECT_EQ(fitting_text(text, 6, 60), text) << "the last line takes two rows";
+    EXPECT_NE(fitting_text(text, 5, 60), text);
     block.rc_heartbeat = 1;
     block.rc_receiver_state = 0;
     block.rc_channels[0] = 40000; // what no receiver says
