@@ -57,20 +57,24 @@ std::string label_of(gpiod_chip& chip) {
 
 #endif
 
-// Chips get their numbers as their drivers load; a label stays.
+// Chips get their numbers as their drivers load; a label stays. Nothing, with errno set, when there
+// is none: one that may not be opened might have been it.
 Chip find_chip(const std::string& name_or_label) {
     const std::filesystem::path folder = "/dev";
     std::error_code error;
     if (std::filesystem::exists(folder / name_or_label, error))
         return open_chip_file(folder / name_or_label);
+    int fault = ENOENT;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
         if (!entry.path().filename().string().starts_with("gpiochip"))
             continue;
         Chip chip = open_chip_file(entry.path());
         if (chip && label_of(*chip) == name_or_label)
             return chip;
+        if (!chip && fault == ENOENT)
+            fault = errno;
     }
-    errno = ENOENT;
+    errno = fault;
     return {nullptr, gpiod_chip_close};
 }
 

@@ -5,11 +5,14 @@
 #include "rcin/sbus.h"
 #include "rcin/serial_input.h"
 
+#include <asm/ioctls.h>
+#include <asm/termbits.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <random>
 #include <sstream>
 #include <stdlib.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -256,9 +259,35 @@ TEST(RcinSerialTest, ParityMarksAreTakenOut) {
     EXPECT_EQ(heard, "1 255 damaged 2 damaged 255 0 ");
 }
 
-TEST(RcinSerialTest, APseudoTerminalIsReadUntilItGoes) {
+int open_pseudo_terminal() {
     const int master = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_TRUE(master >= 0 && grantpt(master) == 0 && unlockpt(master) == 0);
+    EXPECT_TRUE(master >= 0 && grantpt(master) == 0 && unlockpt(master) == 0);
+    return master;
+}
+
+// Two stop bits and the rate outlast a pseudo-terminal, parity does not.
+TEST(RcinSerialTest, EachProtocolSetsItsLineAndTellsWhatIsLacking) {
+    struct Row {
+        Opened (&opener)(const Text&);
+        unsigned baud, stop_bits;
+        bool lacks_parity;
+    };
+    for (const Row& row : {Row{open_sbus, 100'000, CSTOPB, true}, Row{open_crsf, 420'000, 0, false},
+                           Row{open_ibus, 115'200, 0, false}}) {
+        const int master = open_pseudo_terminal();
+        const Opened opened = row.opener(ptsname(master));
+        EXPECT_TRUE(opened.input) << opened.fault;
+        EXPECT_EQ(opened.hint.find("no parity") != Text::npos, row.lacks_parity) << opened.hint;
+        termios2 settings{};
+        EXPECT_EQ(ioctl(master, TCGETS2, &settings), 0);
+        EXPECT_EQ(settings.c_ispeed, row.baud);
+        EXPECT_EQ(settings.c_cflag & (CSTOPB | CSIZE), row.stop_bits | CS8) << row.baud;
+        close(master);
+    }
+}
+
+TEST(RcinSerialTest, APseudoTerminalIsReadUntilItGoes) {
+    const int master = open_pseudo_terminal();
     const Text device = ptsname(master);
     Opened opened = open_ibus(device);
     ASSERT_TRUE(opened.input) << opened.fault;
