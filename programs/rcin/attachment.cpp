@@ -26,6 +26,8 @@ void open_device(Attachment& attachment, std::int64_t now_us) {
     attachment.input = std::move(opened.input);
     note_device(attachment.receiver, attachment.input.has_value());
     attachment.fault = std::move(opened.fault);
+    // What it has to say may be there already, or come by the time alone.
+    attachment.read_due_us = attachment.input ? now_us : never_us;
     attachment.open_due_us = attachment.input ? never_us : now_us + try_again_us;
     if (!opened.hint.empty() && opened.hint != attachment.hint) {
         attachment.hint = std::move(opened.hint);
@@ -85,8 +87,8 @@ void serve(Attachment& attachment, std::span<const pollfd> polled, std::int64_t 
         open_device(attachment, now_us);
 }
 
-void tell_state(Attachment& attachment, std::int64_t now_us) {
-    const State state = state_of(attachment.receiver, now_us);
+void tell_state(Attachment& attachment, bool learning, std::int64_t now_us) {
+    const State state = state_while(learning, attachment.receiver, now_us);
     const std::string fault = state == State::no_device ? attachment.fault : "";
     if (state == State::no_device && fault.empty())
         return; // not tried yet

@@ -41,7 +41,7 @@ std::int64_t due_us(const Attachment& attachment, std::int64_t now_us);
 void serve(Attachment& attachment, std::span<const pollfd> polled, std::int64_t now_us);
 
 // Logs what has become of it, at most once a second: what went by quicker is left out. A device
-// that is missing is told once for each cause.
-void tell_state(Attachment& attachment, std::int64_t now_us);
+// that is missing is told once for each cause. learning: as for combine.
+void tell_state(Attachment& attachment, bool learning, std::int64_t now_us);
 
 } // namespace rcin

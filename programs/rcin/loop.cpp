@@ -95,10 +95,13 @@ void serve_attachments(Loop& loop, std::int64_t now_us) {
     }
 }
 
+bool is_learning(const Loop& loop) {
+    return !loop.equipment.training.calibration;
+}
+
 void publish(Loop& loop, std::int64_t now_us) {
     const auto& [rc1, rc2] = loop.equipment.attachments;
-    const bool learning = !loop.equipment.training.calibration;
-    Outcome outcome = combine(rc1.receiver, rc2.receiver, learning, now_us);
+    Outcome outcome = combine(rc1.receiver, rc2.receiver, is_learning(loop), now_us);
     train(loop.equipment.training, outcome, now_us);
     write_outcome(loop.output, outcome);
     if (!loop.told_digital && leaves_digital_out(rc1.receiver, rc2.receiver)) {
@@ -114,7 +117,7 @@ void refresh(Loop& loop, std::int64_t now_us) {
     if (!loop.has_settings)
         look_for_settings(loop, now_us);
     for (Attachment& attachment : loop.equipment.attachments)
-        tell_state(attachment, now_us);
+        tell_state(attachment, is_learning(loop), now_us);
     if (now_us >= loop.feeding_due_us) {
         fieldrelaybox::feed_watchdog();
         fieldrelaybox::flush_log();

@@ -44,6 +44,11 @@ State state_of(const Receiver& receiver, std::int64_t now_us) {
     return receiver.frame.failsafe ? State::failsafe : State::good;
 }
 
+State state_while(bool learning, const Receiver& receiver, std::int64_t now_us) {
+    const State state = state_of(receiver, now_us);
+    return learning && state == State::good ? State::calibrating : state;
+}
+
 std::int64_t loss_us(const Receiver& receiver, std::int64_t now_us) {
     const std::int64_t due_us = receiver.frame_us + patience_us;
     return receiver.has_frame && due_us > now_us ? due_us : never_us;
@@ -53,11 +58,9 @@ Outcome combine(const Receiver& rc1, const Receiver& rc2, bool learning, std::in
     Outcome outcome;
     std::size_t first = 0;
     for (const Receiver* receiver : {&rc1, &rc2}) {
-        const bool good = state_of(*receiver, now_us) == State::good;
-        const State state = good && learning ? State::calibrating : state_of(*receiver, now_us);
-        outcome.state =
-            std::max(outcome.state, state, [](State a, State b) { return rank(a) < rank(b); });
-        if (good)
+        outcome.state = std::max(outcome.state, state_while(learning, *receiver, now_us),
+                                 [](State a, State b) { return rank(a) < rank(b); });
+        if (state_of(*receiver, now_us) == State::good)
             std::ranges::copy(receiver->frame.channels_us, &outcome.channels_us[first]);
         first += receiver_channels;
     }

@@ -37,6 +37,9 @@ void note_frame(Receiver& receiver, const Frame& frame, std::int64_t now_us);
 // Never calibrating.
 State state_of(const Receiver& receiver, std::int64_t now_us);
 
+// The same, but while learning a good receiver counts as calibrating.
+State state_while(bool learning, const Receiver& receiver, std::int64_t now_us);
+
 // When state_of changes by time alone; never_us when it does not.
 std::int64_t loss_us(const Receiver& receiver, std::int64_t now_us);
 
@@ -45,8 +48,7 @@ struct Outcome {
     Channels channels_us{}; // raw; all absent unless calibrating or good
 };
 
-// Calibrating wins, otherwise the better one counts. While learning a good receiver counts as
-// calibrating.
+// Calibrating wins, otherwise the better one counts.
 Outcome combine(const Receiver& rc1, const Receiver& rc2, bool learning, std::int64_t now_us);
 
 // Whether there are digital channels that combine has no place for.
