@@ -103,6 +103,7 @@ void publish(Loop& loop, std::int64_t now_us) {
     const auto& [rc1, rc2] = loop.equipment.attachments;
     Outcome outcome = combine(rc1.receiver, rc2.receiver, is_learning(loop), now_us);
     train(loop.equipment.training, outcome, now_us);
+    follow_status_block(loop.output, now_us);
     write_outcome(loop.output, outcome);
     if (!loop.told_digital && leaves_digital_out(rc1.receiver, rc2.receiver)) {
         fieldrelaybox::log_line("digital channels are left out: they have a place when RC1 has "
@@ -112,7 +113,6 @@ void publish(Loop& loop, std::int64_t now_us) {
 }
 
 void refresh(Loop& loop, std::int64_t now_us) {
-    follow_status_block(loop.output, now_us);
     beat(loop.output);
     if (!loop.has_settings)
         look_for_settings(loop, now_us);

@@ -35,6 +35,13 @@ bool is_mapped_one(const StatusOutput& output, const struct stat& details) {
            mapped.st_dev == details.st_dev && mapped.st_ino == details.st_ino;
 }
 
+// Its name is gone, or another's.
+bool is_left_behind(const StatusOutput& output) {
+    struct stat mapped {};
+    return output.block != nullptr && fstat(output.descriptor, &mapped) == 0 &&
+           mapped.st_nlink == 0;
+}
+
 void unmap(StatusOutput& output) {
     if (output.block != nullptr)
         munmap(output.block, sizeof *output.block);
@@ -91,7 +98,7 @@ StatusOutput::~StatusOutput() {
 }
 
 void follow_status_block(StatusOutput& output, std::int64_t now_us) {
-    if (now_us < output.look_due_us)
+    if (now_us < output.look_due_us && !is_left_behind(output))
         return;
     std::string fault;
     struct stat details {};

@@ -26,7 +26,8 @@ struct StatusOutput {
     ~StatusOutput(); // unmaps; what stands there stays
 };
 
-// Looks now and then whether the region is there, and still the same. Call it often.
+// Looks now and then whether the region is there, and still the same; at once when the one that is
+// mapped has been removed. Call it before each write.
 void follow_status_block(StatusOutput& output, std::int64_t now_us);
 
 // Writes state and channels, which other programs read at any time.
