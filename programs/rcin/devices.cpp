@@ -38,8 +38,9 @@ int take_device_key(void* user, const char* /*section*/, const char* name, const
 // Line by line, since of a whole file the parser tells the first bad line only.
 Devices read_devices(const std::string& path) {
     Devices devices;
+    devices.path = path;
     std::ifstream file(path);
-    if (!file && errno != ENOENT)
+    if (!file && (errno != ENOENT || path != devices_file))
         fieldrelaybox::log_error("cannot read %s: %s", path.c_str(), std::strerror(errno));
     std::string line;
     for (int number = 1; std::getline(file, line); ++number)

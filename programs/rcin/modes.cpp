@@ -48,7 +48,7 @@ Wiring wire(const Mode& mode, std::size_t place, const Devices& devices) {
         return wiring_off("only one receiver can be \"" + word + "\"");
     const std::string& device = devices.*mode.keys->values[place];
     if (device.empty())
-        return wiring_off("mode \"" + word + "\" needs a line " + key + "= in rcin.conf");
+        return wiring_off("mode \"" + word + "\" needs a line " + key + "= in " + devices.path);
     return {.open = mode.open, .device = device, .fault = {}};
 }
 
