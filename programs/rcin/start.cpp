@@ -45,7 +45,7 @@ void equip(Equipment& equipment, const ConfigRecord& settings, const std::string
     }
     if (std::ranges::any_of(equipment.attachments,
                             [](const Attachment& each) { return each.receiver.is_on; }))
-        begin_training(equipment.training, words[0], words[1]);
+        begin_training(equipment.training, words[0], words[1], now_us);
 }
 
 } // namespace rcin
