@@ -71,7 +71,7 @@ class Rcin:
         return self.process.returncode
 
     def restart(self) -> None:
-        self.end()
+        assert self.end() == 0
         self.start()
 
     def descriptors(self) -> int:
@@ -105,6 +105,11 @@ class Alone(unittest.TestCase):
         fresh.write_text(f"rc_input_mode={rc1}\nrc2_input_mode={rc2}\n{more}\n")
         fresh.rename(self.directory / "fieldrelaybox.conf")
 
+    def put_calibration(self, text: str) -> None:
+        fresh = CALIBRATION.with_suffix(".fresh")
+        fresh.write_text(f"rcin-calibration 1 {text}\nend\n")
+        fresh.rename(CALIBRATION)
+
     def move(self, *values: int) -> None:
         for number, value in enumerate(values, 1):
             self.receiver.set(str(number), value)
@@ -127,21 +132,31 @@ class Alone(unittest.TestCase):
         self.rcin.log.wait_for("waiting for settings in fieldrelaybox.conf")
         self.await_beats()
         self.assertEqual(self.block["rc_receiver_state"], OFF)
-        CALIBRATION.write_text("rcin-calibration 1 sbus off\nend\n")
         self.write_settings()
         self.await_state(WAITING)
         self.receiver.be_silent(False)
-        self.await_state(GOOD, CENTRE, CENTRE)
+        self.await_state(CALIBRATING, CENTRE, CENTRE)
+        self.move(1100, 1900)
+        self.await_state(CALIBRATING, 1100, 1900)
+        self.put_calibration("sbus off\n1 1100 1300 1500")  # as when /boot is mounted again
+        self.await_state(GOOD, LOW, 1900)
+        self.move(CENTRE, CENTRE)
+        self.await_state(GOOD, HIGH, CENTRE)
         self.block["rc_receiver_state"] = OFF  # as the daemon does when a setting changes
-        self.await_state(GOOD, CENTRE)
+        self.await_state(GOOD, HIGH)
         old = self.block
-        self.make_block()
-        self.await_state(GOOD, CENTRE)
+        delays = []
+        for _ in range(5):
+            self.make_block()
+            made = time.monotonic()
+            self.await_state(GOOD, HIGH)
+            delays.append(time.monotonic() - made)
+        self.assertLess(min(delays), 0.3)
         self.assertEqual((old["rc_receiver_state"], old["rc_channels"]), (OFF, [ABSENT] * 32))
         os.truncate(BLOCK, 0)
         self.rcin.log.wait_for("waiting for shared memory /hud_mem: it has only 0 bytes")
         self.make_block()
-        self.await_state(GOOD, CENTRE)
+        self.await_state(GOOD, HIGH)
         self.await_beats()
         self.assertEqual(self.rcin.end(), 0)
         self.await_state(OFF)
@@ -152,7 +167,7 @@ class Alone(unittest.TestCase):
         CALIBRATION.write_text("rcin-calibration 1 sbus off\nend\n")
         self.write_settings()
         self.await_state(NO_DEVICE)
-        before, busy = self.rcin.descriptors(), self.rcin.processor_seconds()
+        before, busy, paces = self.rcin.descriptors(), self.rcin.processor_seconds(), []
         for _ in range(3):
             self.receiver.be_silent(True)
             self.receiver.be_away(False)
@@ -169,12 +184,18 @@ class Alone(unittest.TestCase):
             self.await_beats()
             self.receiver.be_away(True)
             self.await_state(NO_DEVICE)
+            began = time.monotonic()
             self.await_beats(40)  # 2 s
+            paces.append((time.monotonic() - began) / 40)
+        self.assertLess(min(paces), 0.1)
         self.assertEqual(self.rcin.descriptors(), before)
         self.assertLess(self.rcin.processor_seconds() - busy, 1)  # in more than 6 s
-        self.write_settings(rc1="wrong")
+        self.write_settings(rc1="wrong", rc2="ppm")
         self.rcin.restart()
         self.rcin.log.wait_for('RC1 is off: "wrong" is no mode')
+        self.rcin.log.wait_for('RC2 is off: mode "ppm" needs a line ppm= in rcin.conf')
+        self.await_beats()
+        self.assertFalse([line for line in self.rcin.log.lines if "calibration" in line])
         self.write_settings(more="rc_input_enabled=0")
         self.rcin.restart()
         self.rcin.log.wait_for("RC input is switched off (rc_input_enabled)")

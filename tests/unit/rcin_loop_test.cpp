@@ -95,7 +95,7 @@ struct WiringCase {
 
 TEST(RcinModes, the_first_receiver_of_a_kind_gets_the_first_device) {
     const Devices all{
-        .uart = "u1", .uart2 = "u2", .ppm = "p1", .ppm2 = "p2", .pwm = "w", .pad = "a"};
+        .path = {}, .uart = "u1", .uart2 = "u2", .ppm = "p1", .ppm2 = "p2", .pwm = "w", .pad = "a"};
     for (const WiringCase& each : std::initializer_list<WiringCase>{
              {{"sbus", "sbus"}, "u1", "u2", {}},
              {{"crsf", "ibus"}, "u1", "u2", {}},
@@ -116,10 +116,11 @@ TEST(RcinModes, the_first_receiver_of_a_kind_gets_the_first_device) {
         EXPECT_EQ(!rc2.fault.empty(), each.told_off[1]);
     }
     Devices second;
+    second.path = "wires";
     second.uart2 = "u2";
     const auto [rc1, rc2] = wire_receivers({"sbus", "crsf"}, second);
     EXPECT_EQ(rc1.open, nullptr);
-    EXPECT_NE(rc1.fault.find("uart="), std::string::npos);
+    EXPECT_NE(rc1.fault.find(" uart= in wires"), std::string::npos) << rc1.fault;
     EXPECT_EQ(rc2.device, "u2");
 }
 
@@ -135,7 +136,10 @@ TEST(RcinDevices, a_bad_line_costs_no_other) {
     EXPECT_NE(told.find(path + " line 3 "), std::string::npos) << told;
     EXPECT_NE(told.find(path + " line 4 "), std::string::npos) << told;
     EXPECT_EQ(std::ranges::count(told, '\n'), 2) << told;
+    testing::internal::CaptureStderr();
     EXPECT_EQ(read_devices("/nonexistent/rcin.conf").uart, "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "cannot read /nonexistent/rcin.conf: No such file or directory\n");
 }
 
 // A device that a test plugs in and out.
