@@ -57,21 +57,21 @@ Travel travel_between(int low, int high, int rest) {
             .high = static_cast<std::uint16_t>(high)};
 }
 
-Calibration learnt_so_far(const Learning& learning, const Channels& raw) {
+// Nothing while one that has moved is away: it would be left out for good.
+std::optional<Calibration> learnt_so_far(const Learning& learning, const Channels& raw) {
     Calibration calibration;
+    std::size_t moved = 0;
     for (std::size_t channel = 0; channel < channel_count; ++channel) {
         const int low = learning.low[channel];
         const int high = learning.high[channel];
-        if (is_pulse(raw[channel]) && high - low > least_travel_us)
-            calibration[channel] = travel_between(low, high, raw[channel]);
+        if (high - low <= least_travel_us)
+            continue;
+        if (!is_pulse(raw[channel]))
+            return std::nullopt;
+        calibration[channel] = travel_between(low, high, raw[channel]);
+        ++moved;
     }
-    return calibration;
-}
-
-bool is_learnt(const Calibration& calibration) {
-    const auto moved = std::ranges::count_if(
-        calibration, [](const std::optional<Travel>& travel) { return travel.has_value(); });
-    return static_cast<std::size_t>(moved) >= least_channels;
+    return moved >= least_channels ? std::optional(calibration) : std::nullopt;
 }
 
 } // namespace
@@ -95,8 +95,7 @@ std::optional<Calibration> learn(Learning& learning, const Channels& raw, std::i
     }
     if (now_us - learning.resting_since < rest_time_us)
         return std::nullopt;
-    const Calibration calibration = learnt_so_far(learning, raw);
-    return is_learnt(calibration) ? std::optional(calibration) : std::nullopt;
+    return learnt_so_far(learning, raw);
 }
 
 } // namespace rcin

@@ -37,8 +37,8 @@ struct Learning {
 
 // Takes the values of a moment, also unchanged ones. Returns the calibration once at least two
 // channels have moved by more than 300 us and all have then rested for 2 s within 5 us. A channel
-// that comes or goes has not rested; one that is away does not count, and what it has moved does
-// when it is back.
+// that comes or goes has not rested; one that is away does not count, unless it has moved: then it
+// has to be back first.
 std::optional<Calibration> learn(Learning& learning, const Channels& raw, std::int64_t now_us);
 
 } // namespace rcin

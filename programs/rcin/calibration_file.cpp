@@ -11,6 +11,7 @@
 #include <charconv>
 #include <filesystem>
 #include <sys/stat.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -19,11 +20,9 @@ namespace rcin {
 namespace {
 
 using fieldrelaybox::Failure;
+using fieldrelaybox::fresh_calibration_path;
+using fieldrelaybox::waiting_calibration_path;
 namespace fs = std::filesystem;
-
-// Where a calibration waits for its way to the boot partition.
-constexpr const char* waiting_folder = "/run/fieldrelaybox-rcin";
-constexpr const char* waiting_path = "/run/fieldrelaybox-rcin/rcin.cal";
 
 constexpr std::string_view last_line = "end";
 
@@ -103,17 +102,15 @@ void link_beside_settings() {
 
 // In place: what it replaces is of no use any more, so a cut may leave half of it. The reader sees
 // that by the missing end.
-Failure write_calibration(const std::string& file, const std::string& text) {
-    Failure failure = fieldrelaybox::write_file_or_none(file, text);
-    if (failure.empty() && fieldrelaybox::read_file(file) != text)
-        failure = file + " is not as it was written";
-    return failure;
-}
-
 Failure put_on_boot_partition(const std::string& text) {
     link_beside_settings();
-    return fieldrelaybox::work_on_boot_file(
-        calibration_path, [&](const std::string& file) { return write_calibration(file, text); });
+    Failure failure =
+        fieldrelaybox::work_on_boot_file(calibration_path, [&](const std::string& file) {
+            return fieldrelaybox::write_file_or_none(file, text);
+        });
+    if (failure.empty() && fieldrelaybox::read_file(calibration_path) != text)
+        failure = std::string(calibration_path) + " is not as it was written";
+    return failure;
 }
 
 // As a service rcin may not, and leaves it to another.
@@ -121,6 +118,16 @@ void carry_where_it_may() {
     const std::string file = fieldrelaybox::follow_links(calibration_path).string();
     if (!fieldrelaybox::is_closed(fieldrelaybox::boot_mount_point_of(file)))
         carry_calibration_to_boot();
+}
+
+// What waits is carried later where no thread is to be had: by the service, or by hand.
+void carry_in_background() {
+    try {
+        std::thread(carry_where_it_may).detach();
+    } catch (const std::system_error& error) {
+        fieldrelaybox::log_error("the calibration waits in %s: %s", waiting_calibration_path,
+                                 error.what());
+    }
 }
 
 } // namespace
@@ -139,12 +146,8 @@ std::string format_calibration(const Calibration& calibration, const Modes& mode
     return text.append(last_line) + '\n';
 }
 
-StoredCalibration read_calibration(const std::string& path, const Modes& modes) {
-    std::error_code error;
-    if (!fs::exists(path, error) && !error)
-        return {};
-    const std::string file = fieldrelaybox::read_file(path);
-    std::string_view text = file;
+StoredCalibration parse_calibration(const std::string& path, std::string_view text,
+                                    const Modes& modes) {
     const std::string_view first = take_line(text);
     if (first != heading(modes))
         return foreign(path, "it begins with '" + std::string(first.substr(0, 40)) + "', not '" +
@@ -152,21 +155,31 @@ StoredCalibration read_calibration(const std::string& path, const Modes& modes) 
     return parse_channel_lines(path, text);
 }
 
+StoredCalibration read_calibration(const std::string& path, const Modes& modes) {
+    const std::string waiting = fieldrelaybox::read_file(waiting_calibration_path);
+    StoredCalibration newer = parse_calibration(waiting_calibration_path, waiting, modes);
+    if (newer.calibration)
+        return newer;
+    std::error_code error;
+    if (!fs::exists(path, error) && !error)
+        return {};
+    return parse_calibration(path, fieldrelaybox::read_file(path), modes);
+}
+
 void store_calibration(const std::string& text) {
-    const std::string fresh = std::string(waiting_path) + ".new";
-    mkdir(waiting_folder, 0755);
-    Failure failure = fieldrelaybox::write_file_or_none(fresh, text);
+    mkdir(fieldrelaybox::waiting_calibration_folder, 0755);
+    Failure failure = fieldrelaybox::write_file_or_none(fresh_calibration_path, text);
     if (failure.empty())
-        failure = fieldrelaybox::rename_file(fresh, waiting_path);
+        failure = fieldrelaybox::rename_file(fresh_calibration_path, waiting_calibration_path);
     if (failure.empty())
-        std::thread(carry_where_it_may).detach();
+        carry_in_background();
     else
         fieldrelaybox::log_error("%s", failure.c_str());
 }
 
 int carry_calibration_to_boot() {
     const fieldrelaybox::BootTurn turn = fieldrelaybox::take_boot_turn();
-    const std::string text = fieldrelaybox::read_file(waiting_path);
+    const std::string text = fieldrelaybox::read_file(waiting_calibration_path);
     if (text.empty())
         return 0;
     const Failure failure = put_on_boot_partition(text);
@@ -174,8 +187,8 @@ int carry_calibration_to_boot() {
         fieldrelaybox::log_error("%s", failure.c_str());
         return fieldrelaybox::exit_unable;
     }
-    if (fieldrelaybox::read_file(waiting_path) == text) // and not a newer one
-        unlink(waiting_path);
+    if (fieldrelaybox::read_file(waiting_calibration_path) == text) // and not a newer one
+        unlink(waiting_calibration_path);
     fieldrelaybox::log_line("the calibration is in %s", calibration_path);
     return 0;
 }

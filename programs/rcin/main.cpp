@@ -9,10 +9,13 @@
 #include "rcin/show.h"
 
 #include <array>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <initializer_list>
 #include <span>
 #include <string_view>
+#include <sys/prctl.h>
 
 namespace {
 
@@ -54,9 +57,30 @@ int run(const char* devices_path) {
     return rcin::run_loop(devices_path);
 }
 
+// "killall rcin" is meant for the one that reads receivers, not for a writer or an onlooker.
+void be_called(const char* name) {
+    prctl(PR_SET_NAME, name);
+}
+
+// Once begun it is carried through: a partition that is left unmounted hides the settings.
+void hold_back_end_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGTERM, SIGINT})
+        sigaddset(&signals, number);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+}
+
 int store_calibration() {
+    be_called("rcin-store");
+    hold_back_end_signals();
     fieldrelaybox::open_log();
     return rcin::carry_calibration_to_boot();
+}
+
+int show_channels() {
+    be_called("rcin-show");
+    return rcin::show_channels();
 }
 
 struct Answer {
@@ -65,7 +89,7 @@ struct Answer {
 };
 
 constexpr std::array<Answer, 4> answers{{
-    {"--show", rcin::show_channels},
+    {"--show", show_channels},
     {"--store-calibration", store_calibration},
     {"--help", print_help},
     {"--version", print_version},

@@ -3,6 +3,7 @@
 #include "apps/messages.h"
 #include "camera/commands/camera_commands.h"
 #include "config/boot_mounting.h"
+#include "config/calibration_paths.h"
 #include "config/config_record.h"
 #include "config/config_report.h"
 #include "config/config_saving.h"
@@ -24,6 +25,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <unistd.h>
 #include <utility>
 
 namespace fieldrelaybox {
@@ -111,9 +113,15 @@ void shut_down_box(const AppRequest& /*request*/) {
 
 // A link to the boot partition of newer systems: whoever makes it again is not to find the old one.
 void remove_linked_calibration() {
-    const Failure failure = remove_link_target("/boot/rcin.cal");
+    const Failure failure = remove_link_target(calibration_path);
     if (!failure.empty())
         log_error("%s", failure.c_str());
+}
+
+// One that has not reached the boot partition would come back.
+void remove_waiting_calibration() {
+    unlink(fresh_calibration_path);
+    unlink(waiting_calibration_path);
 }
 
 // The RC input process calibrates anew when it starts without its calibration file.
@@ -128,6 +136,7 @@ void recalibrate_rc_input() {
         run("rm -f /boot/rcin.cal");
         run("umount /boot");
         run("mount /boot");
+        remove_waiting_calibration();
         start_settings_command("killall -q rcin");
     });
 }

@@ -2,6 +2,7 @@
 
 import fcntl
 import os
+import signal
 import subprocess
 import unittest
 from pathlib import Path
@@ -69,6 +70,14 @@ class Stored(unittest.TestCase):
         (MEDIUM / "filler").write_bytes(bytes(8192))
         self.assertEqual(store(**real_tools), (1, f"cannot write {TARGET}: No space left on device\n"))
         self.assertEqual((TARGET.exists(), is_read_only(FIRMWARE), WAITING.read_text()), (False, True, NEW))
+        (MEDIUM / "filler").unlink()
+        forgetful = Path("/run/forgetful/mount")
+        forgetful.parent.mkdir()
+        forgetful.write_text(f'#!/bin/sh\n/bin/mount "$@" && [ $# = 1 ] && : > {MEDIUM}/rcin.cal\n')
+        forgetful.chmod(0o755)
+        self.assertEqual(store(PATH=f"{forgetful.parent}:{real_tools['PATH']}"),
+                         (1, f"{LINK} is not as it was written\n"))
+        self.assertEqual(WAITING.read_text(), NEW)
 
     @unittest.skipUnless(MEMORY_IS_ITS_OWN, "another library or processor comes first")
     def test_power(self) -> None:
@@ -114,6 +123,25 @@ class Turns(BoxTestCase):
         wait_until(COPY.exists, "the settings are saved")
         self.assertEqual(LINK.read_text(), NEW)
 
+    @unittest.skipIf(RUNNER, "there the emulator has the name")
+    def test_what_ends_the_reader_ends_neither_writer_nor_onlooker(self) -> None:
+        def called(name: str) -> bool:
+            return subprocess.run(["/usr/bin/killall", "-q", "-0", name]).returncode == 0  # kills nothing
+
+        leave(NEW)
+        with LOCK.open("w") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            onlooker = subprocess.Popen([STORE[0], "--show"], stdout=subprocess.DEVNULL)
+            writer = start_store()
+            wait_until(lambda: called("rcin-store") and called("rcin-show"), "both run")
+            self.assertFalse(called("rcin"))
+            onlooker.terminate()
+            for number in (signal.SIGTERM, signal.SIGINT):
+                writer.send_signal(number)
+        self.assertEqual((writer.communicate(timeout=TIMEOUT), writer.returncode),
+                         ((None, f"the calibration is in {LINK}\n"), 0))
+        self.assertEqual((onlooker.wait(TIMEOUT), LINK.read_text()), (0, NEW))
+
     def test_recalibrate_removes_what_a_link_leads_to(self) -> None:
         FIRMWARE.mkdir()
         usual = ["mount -o rw,remount /boot", "umount /boot", "mount /boot", "killall -q rcin"]
@@ -128,8 +156,10 @@ class Turns(BoxTestCase):
             if more:
                 mount("-o", "remount,ro", FIRMWARE)
             begin, told = len(self.runs()), len(self.box.log.lines)
+            leave(OLD)
             send(command(cmd="rc", name="recalibrate"), app_protocol.PORT)
             wait_until(lambda: self.runs()[begin:][-1:] == usual[-1:], "rcin is ended")
             self.assertEqual(self.runs()[begin:], usual[:1] + more + usual[1:])
-            self.assertEqual((LINK.is_symlink(), TARGET.exists()), (False, bool(more)))
+            self.assertEqual((LINK.is_symlink(), WAITING.exists(), TARGET.exists()),
+                             (False, False, bool(more)))
         self.assertEqual(self.log_since(told, 1), [f"cannot remove {TARGET}: Read-only file system"])

@@ -2,6 +2,7 @@
 
 import os
 import random
+import shutil
 import signal
 import subprocess
 import tempfile
@@ -19,7 +20,7 @@ from test_stream_launcher import PROGRAMS
 
 OFF, NO_DEVICE, WAITING, CALIBRATING, LOST, FAILSAFE, GOOD = range(7)
 BLOCK = SHARED_MEMORY_DIRECTORY / STATUS_BLOCK.name
-CALIBRATION = Path("/boot/rcin.cal")
+CALIBRATION, ON_ITS_WAY = Path("/boot/rcin.cal"), Path("/run/fieldrelaybox-rcin/rcin.cal")
 
 
 class Receiver(SerialSticks):
@@ -216,6 +217,9 @@ class Alone(unittest.TestCase):
         self.await_state(GOOD, LOW, 1750, 1900)
         wait_until(lambda: CALIBRATION.read_text() ==
                    "rcin-calibration 1 sbus off\n1 1100 1500 1900\n2 1100 1500 1900\nend\n", "it is stored")
+        wait_until(lambda: not ON_ITS_WAY.exists(), "it waits no more")
+        shutil.move(CALIBRATION, ON_ITS_WAY)
+        self.addCleanup(ON_ITS_WAY.unlink)
         self.rcin.restart()
         self.await_state(GOOD, LOW, 1750, 1900)
 
