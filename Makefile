@@ -9,6 +9,7 @@ TEST_JOBS ?= $(shell expr $(JOBS) \* 3)
 
 help:
 	@echo "make run    the daemon with a simulated camera, real video and a client"
+	@echo "            (RC=keys: flown with the keys though there is a game pad)"
 	@echo "make test   build and run all tests (PRESET=asan or tsan: with sanitizers)"
 	@echo "make settings  after a change of a setting: what is written from the rows, anew"
 	@echo "make mutants       plant faults and see that the tests catch each (ONLY=words: some of them)"
@@ -32,7 +33,7 @@ build-tests:
 run: build
 	@scripts/install_dependencies.sh run
 	@scripts/install_dependencies.sh video streams || true
-	@tools/run_demo.sh build/$(PRESET)/fieldrelaybox
+	@tools/run_demo.sh build/$(PRESET)/fieldrelaybox $(if $(RC),--rc $(RC))
 
 test: build-tests
 	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(TEST_JOBS)

@@ -12,7 +12,7 @@ streams="gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good 
 packages_of() {
     case "$1" in
     build) echo "g++ cmake ninja-build pkg-config python3 libcjson-dev libinih-dev libnl-genl-3-dev libsystemd-dev libgpiod-dev libevdev-dev libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev libgstrtspserver-1.0-dev" ;;
-    test) echo "libgtest-dev python3 util-linux iproute2 nftables ffmpeg nginx-light libnginx-mod-rtmp $streams" ;;
+    test) echo "libgtest-dev python3 util-linux iproute2 psmisc nftables ffmpeg nginx-light libnginx-mod-rtmp $streams" ;;
     run) echo "python3 util-linux iproute2" ;;
     video) echo "ffmpeg" ;;
     streams) echo "$streams" ;;

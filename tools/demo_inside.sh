@@ -96,30 +96,50 @@ start_player() {
     fi
 }
 
-# The first game pad or joystick that may be read; the sandbox has the computer's own /dev/input.
-find_pad() {
+# The computer's game pads and joysticks, also those at Bluetooth, which have no name of their own: what
+# the kernel takes for one, or udev. The sandbox has the computer's own /dev/input.
+list_pads() {
     local device
+    awk '/^H: / && /[ =]js[0-9]/ {
+        sub(/.*=/, "")
+        for (i = 1; i <= NF; i++) if ($i ~ /^event/) print "/dev/input/" $i
+    }' /proc/bus/input/devices 2>/dev/null
     for device in /dev/input/by-id/*-event-joystick /dev/input/by-path/*-event-joystick; do
-        [ -r "$device" ] && realpath "$device" && return
+        [ -e "$device" ] && echo "$device"
     done
+}
+
+# Whether there is one to fly with; says how to fly if not.
+has_pad() {
+    local pads pad keys="tools/attach.sh rc_simulator.py, with the keys"
+    mapfile -t pads < <(list_pads)
+    if [ "${DEMO_RC:-}" = keys ] || ! [ -x "$programs/rcin" ]; then
+        echo "to fly: $keys"
+        return 1
+    fi
+    for pad in ${pads[@]+"${pads[@]}"}; do
+        [ -r "$pad" ] && return
+    done
+    if [ ${#pads[@]} -gt 0 ]; then
+        echo "the game pad ${pads[0]} may not be read by $(id -un): usually its group, input, may"
+        echo "to fly: $keys"
+    else
+        echo "to fly: $keys (or plug in a game pad before the start)"
+    fi
     return 1
 }
 
 # Only one may write the channels: with a pad that is rcin, without one the simulator.
 start_rc() {
-    local pad
-    if ! [ -x "$programs/rcin" ] || ! pad=$(find_pad); then
-        echo "to fly: tools/attach.sh rc_simulator.py, with the keys (or plug in a game pad before the start)"
-        return
-    fi
+    has_pad || return 0
     # A pad says 1000 to 2000 by itself, so nothing has to be learnt first.
     printf '%s\n' "rcin-calibration 1 pad off" end >/boot/rcin.cal
-    echo "pad=$pad" >"$home/rcin.conf"
+    echo "pad=auto" >"$home/rcin.conf" # also when it comes back under another number
     sed -i -e 's/^rc_input_mode=.*/rc_input_mode=pad/; s/^rc2_input_mode=.*/rc2_input_mode=off/' \
         -e 's/^rc_input_map=.*/rc_input_map=pan,tilt,zoom,roll,,,,,center,record,orient-lock,record-shot/' \
         /boot/fieldrelaybox.conf /run/fieldrelaybox.conf
     start rcin "$programs/rcin" --config "$home/rcin.conf"
-    echo "to fly: the game pad $pad; right stick pan and tilt, left stick zoom and roll, its buttons recentre,"
+    echo "to fly: the game pad (with the keys: make run RC=keys); right stick pan and tilt, left stick zoom and roll, its buttons recentre,"
     echo "  record, lock, take the shot (channels: tools/attach.sh -- $programs/rcin --show)"
 }
 

@@ -38,10 +38,13 @@ from typing import Callable
 from fieldrelaybox import rc_signals, rc_sticks
 from fieldrelaybox.rc_sticks import CENTRE, HIGH, LOW, STEPS, RcSticks, Sticks
 from fieldrelaybox.rc_wire import EdgeSticks, SerialSticks
+from fieldrelaybox.shared_memory import STATUS_BLOCK, Region
 
 HOLD_SECONDS = 0.6
 """Terminals tell only that a key is pressed, again and again: let go means silent this long."""
 TAP_SECONDS = 0.1
+HEARTBEAT_SECONDS = 0.3
+"""Whoever writes the channels gives a sign of life more often."""
 ONE_KEY = re.compile("\033[\\[O][0-9;]*[A-Za-z~]|.", re.DOTALL)
 
 
@@ -187,12 +190,24 @@ def parse_arguments() -> argparse.Namespace:
     return options
 
 
+def refuse_beside_another() -> None:
+    """Two that write the same channels would fly in turns."""
+    with Region(STATUS_BLOCK, read_only=True) as block:
+        before, end = block["rc_heartbeat"], time.monotonic() + HEARTBEAT_SECONDS
+        while time.monotonic() < end:
+            if block["rc_heartbeat"] != before:
+                raise ValueError("another program has the channels, as rcin has with a game pad;"
+                                 " to fly the demo with the keys, start it with: make run RC=keys")
+            time.sleep(0.01)
+
+
 def chosen_sticks(options: argparse.Namespace) -> Sticks:
     if options.edges:
         return EdgeSticks(options.edges, options.rc2)
     for name in rc_signals.PROTOCOLS:
         if link := getattr(options, name):
             return SerialSticks(name, link, options.rc2)
+    refuse_beside_another()
     return RcSticks(heartbeat=not options.no_heartbeat)
 
 

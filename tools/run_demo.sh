@@ -7,11 +7,12 @@
 #                             "--lose 10 --silent-every 20 --port-every 45 --garbage 20"
 #     --video test|numbers    a test picture with sound, and all outputs (the default when
 #                             GStreamer can do it), or numbered datagrams
+#     --rc keys|pad           fly with the keys though there is a game pad (pad: the default)
 #     --logs DIR              keep the logs there
 #     --soak SECONDS          run so long, then compare the daemon's threads, open files and
 #                             memory with those at the start; exit status 1 when they grew
 #
-# Environment: DEMO_CAMERA_OPTIONS, DEMO_VIDEO and DEMO_LOGS do the same as the options.
+# Environment: DEMO_CAMERA_OPTIONS, DEMO_VIDEO, DEMO_RC and DEMO_LOGS do the same as the options.
 # Ctrl-C ends it. While it runs, tools/attach.sh starts another client beside it, and
 # tools/attach.sh rc_simulator.py an RC transmitter to fly with the keys. A game pad that is
 # plugged in before the start flies in its place.
@@ -37,6 +38,7 @@ parse_options() {
             --) shift; break ;;
             --camera-options) DEMO_CAMERA_OPTIONS=${2?} ;;
             --video) DEMO_VIDEO=${2?} ;;
+            --rc) DEMO_RC=${2?} ;;
             --logs) DEMO_LOGS=${2?} ;;
             --soak) DEMO_SOAK=${2?} ;;
             *) usage ;;
@@ -51,6 +53,7 @@ if [ -n "${DEMO_LOGS:-}" ]; then
     mkdir -p "$DEMO_LOGS" && DEMO_LOGS=$(realpath -- "$DEMO_LOGS") || exit 1
 fi
 export DEMO_CAMERA_OPTIONS=${DEMO_CAMERA_OPTIONS:-} DEMO_VIDEO=${DEMO_VIDEO:-}
+export DEMO_RC=${DEMO_RC:-}
 export DEMO_LOGS=${DEMO_LOGS:-} DEMO_SOAK=${DEMO_SOAK:-}
 
 if [ -s "$pid_file" ] && kill -0 "$(cat "$pid_file")" 2>/dev/null; then

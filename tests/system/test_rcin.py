@@ -10,7 +10,7 @@ import time
 import unittest
 from pathlib import Path
 
-from box import COPY, RUNNER, TIMEOUT, Lines, wait_until
+from box import COPY, RUNNER, TIMEOUT, TOOLS, Lines, wait_until
 from fieldrelaybox.rc_signals import PROTOCOLS
 from fieldrelaybox.rc_sticks import ABSENT, CENTRE, HIGH, LOW, RcSticks
 from fieldrelaybox.rc_wire import SerialSticks
@@ -222,6 +222,9 @@ class Alone(unittest.TestCase):
         self.addCleanup(ON_ITS_WAY.unlink)
         self.rcin.restart()
         self.await_state(GOOD, LOW, 1750, 1900)
+        keys = subprocess.run([str(TOOLS / "rc_simulator.py"), "--script", "-"], input="", text=True,
+                              stderr=subprocess.PIPE, timeout=TIMEOUT)
+        self.assertEqual((keys.returncode, "another program has the channels" in keys.stderr), (1, True))
 
     def test_wrong_usage(self) -> None:
         for arguments in (["--config"], ["--colour"], ["--show", "more"], ["--config", "a", "b"]):
