@@ -38,16 +38,18 @@ constexpr std::array<std::uint8_t, 12> device_addresses{
 };
 
 // Looked up at every byte, many times while there is garbage.
-constexpr auto is_address = [] {
+constexpr std::array<bool, 256> mark_addresses() {
     std::array<bool, 256> table{};
     for (const std::uint8_t address : device_addresses)
         table.at(address) = true;
     return table;
-}();
+}
+
+constexpr std::array<bool, 256> is_address = mark_addresses();
 
 constexpr unsigned crc_polynomial = 0xD5; // DVB-S2's
 
-constexpr auto crc_table = [] {
+constexpr std::array<std::uint8_t, 256> make_crc_table() {
     std::array<std::uint8_t, 256> table{};
     for (unsigned i = 0; i < table.size(); ++i) {
         unsigned crc = i;
@@ -56,7 +58,9 @@ constexpr auto crc_table = [] {
         table.at(i) = static_cast<std::uint8_t>(crc & 0xFF);
     }
     return table;
-}();
+}
+
+constexpr std::array<std::uint8_t, 256> crc_table = make_crc_table();
 
 std::uint8_t crc_of(Bytes bytes) {
     std::uint8_t crc = 0;

@@ -23,6 +23,9 @@ BLOCK = SHARED_MEMORY_DIRECTORY / STATUS_BLOCK.name
 CALIBRATION, ON_ITS_WAY = Path("/boot/rcin.cal"), Path("/run/fieldrelaybox-rcin/rcin.cal")
 
 
+needs_serial_lines = unittest.skipIf(RUNNER, "an emulator cannot set the rate of a serial line")
+
+
 class Receiver(SerialSticks):
     """One whose faults last until they are ended."""
 
@@ -83,6 +86,7 @@ class Rcin:
         return sum(map(int, ticks)) / os.sysconf("SC_CLK_TCK")
 
 
+@needs_serial_lines
 class Alone(unittest.TestCase):
     def setUp(self) -> None:
         self.directory = Path(self.enterContext(tempfile.TemporaryDirectory(dir="/run")))
@@ -247,6 +251,7 @@ class TwoReceivers(RcSticks):
             receiver.be_silent(self._lost)
 
 
+@needs_serial_lines
 class Wired(Pilot):
     """Two receivers, as the map has more functions than one has channels."""
 
