@@ -30,7 +30,10 @@
 #include "rc/rc_loop.h"
 #include "rc/rc_step.h"
 #include "rcin/crsf.h"
+#include "rcin/edge_file.h"
 #include "rcin/ibus.h"
+#include "rcin/ppm.h"
+#include "rcin/pwm.h"
 #include "rcin/sbus.h"
 
 #include <algorithm>
@@ -40,6 +43,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -211,12 +215,13 @@ void hear_bursts(SerialLine& line, Bytes bytes) {
     }
 }
 
-// Whatever was before, the second of two frames is heard. Any bytes are channels for SBUS: the
-// first ones.
+// Whatever was before, the second of two frames is heard, with pauses and without. Any bytes are
+// channels for SBUS where there are pauses: the first ones.
 void hear_serial(Bytes bytes, std::uint16_t port) {
     const SerialSpeech& speech = serial_speeches[port % serial_speeches.size()];
+    const bool pauses = port / serial_speeches.size() % 2 == 0;
     std::vector<std::uint8_t> frame(speech.frame.begin(), speech.frame.end());
-    if (speech.protocol == &rcin::sbus_protocol && bytes.size() > sbus_channels_size) {
+    if (speech.protocol == &rcin::sbus_protocol && pauses && bytes.size() > sbus_channels_size) {
         std::copy_n(bytes.begin(), sbus_channels_size, frame.begin() + 1);
         bytes = bytes.subspan(sbus_channels_size);
     }
@@ -225,18 +230,43 @@ void hear_serial(Bytes bytes, std::uint16_t port) {
     for (int i = 0; i < 2; ++i) {
         line.frames = 0;
         hear(line, frame);
-        pause(line, rcin::line_silence_us);
+        if (pauses)
+            pause(line, rcin::line_silence_us);
     }
     if (line.frames == 0 || !line.collector.in_step)
         std::abort();
 }
 
+void check_channels(const std::optional<rcin::Frame>& frame) {
+    if (!frame)
+        return;
+    for (const std::uint16_t width_us : frame->channels_us)
+        if (width_us != rcin::absent && !rcin::is_channel_width(width_us))
+            std::abort();
+}
+
+// A recording, played as the one receiver and as the other.
+void play_recording(Bytes bytes, std::uint16_t /*port*/) {
+    std::ofstream(settings_path) << text_of(bytes);
+    rcin::PpmDecoder ppm;
+    rcin::PwmDecoder pwm{};
+    rcin::EdgePlayer player{rcin::read_edge_file(settings_path, rcin::most_pwm_lines).edges, 0, {}};
+    rcin::play_edges(player, 0, [&](const rcin::Edge& edge) {
+        check_channels(decode_ppm(ppm, edge));
+        check_channels(decode_pwm(pwm, edge));
+    });
+    for (const rcin::Edge& edge : player.edges) {
+        check_channels(decode_ppm(ppm, edge));
+        check_channels(decode_pwm(pwm, edge));
+    }
+}
+
 using Entrance = void (*)(Bytes bytes, std::uint16_t port);
 
 // make_corpus.py knows the order.
-constexpr std::array<Entrance, 9> entrances{
+constexpr std::array<Entrance, 10> entrances{
     load_settings,    receive_control,    run_command, receive_from_camera, receive_from_server,
-    read_tool_output, read_command_field, run_rc,      hear_serial};
+    read_tool_output, read_command_field, run_rc,      hear_serial,         play_recording};
 
 // A connected camera and one app; no socket is open, so nothing leaves the process.
 void start_afresh() {

@@ -8,8 +8,8 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 # In the order of fuzz_entrances.cpp.
-SETTINGS, CONTROL, COMMAND, CAMERA, SERVER, TOOL, FIELD, RC, SERIAL = range(9)
-ENTRANCES = 9
+SETTINGS, CONTROL, COMMAND, CAMERA, SERVER, TOOL, FIELD, RC, SERIAL, EDGES = range(10)
+ENTRANCES = 10
 
 
 def leaves(tree):
@@ -58,10 +58,19 @@ def rc_seeds(functions):
 def serial_seeds():
     """For each protocol headers, pauses and nearly whole frames."""
     frames = bytes([0x0F]) + bytes(24), bytes.fromhex("c8041600abcd"), bytes([0x20, 0x40]) + bytes(30)
-    for protocol, frame in enumerate(frames):
+    for port, frame in enumerate(2 * frames, 2):  # with pauses behind, and without; 0 is the second
         for burst in (frame, frame[:1] * 40, frame[:2] + frame, frame * 3):
             for pause in (0, 255):
-                yield SERIAL + ENTRANCES * protocol, bytes(22) + 2 * (bytes([len(burst), pause]) + burst)
+                yield SERIAL + ENTRANCES * port, bytes(22) + 2 * (bytes([len(burst), pause]) + burst)
+
+
+def edge_seeds():
+    """Six frames of four channels, then six pulses on each of three lines."""
+    starts = [20000 * frame + 1500 * pulse for frame in range(6) for pulse in range(5)]
+    edges = [(start + after, level, 1) for start in starts for after, level in ((0, 1), (300, 0))]
+    edges += [(200000 + 20000 * frame + 3000 * line + 1500 * (1 - level), level, line)
+              for frame in range(6) for line in (1, 2, 3) for level in (1, 0)]
+    yield EDGES, "".join(f"{time}000 {level} {line}\n" for time, level, line in edges).encode()
 
 
 def main():
@@ -76,7 +85,7 @@ def main():
     texts += [example.replace(" ", "") for example in re.findall("`(42(?: [0-9a-f]{2})+)`", pages)]
 
     seeds = {seed for text in texts for seed in seeds_of_text(text)} | set(rc_seeds(functions))
-    seeds |= set(serial_seeds())
+    seeds |= set(serial_seeds()) | set(edge_seeds())
     seeds |= {(SETTINGS, path.read_bytes()) for path in (ROOT / "tests/data").glob("*.conf")}
     names = [text for text in texts if re.fullmatch(r"[\w .@-]{1,32}", text) and not is_hex(text, "")]
     scan = "".join(f'Cell\n  ESSID:"{name}"\nssid={name}\n' for name in names[:40])
