@@ -11,7 +11,7 @@ import unittest
 from pathlib import Path
 
 from box import COPY, RUNNER, TIMEOUT, TOOLS, Lines, wait_until
-from fieldrelaybox.rc_signals import PROTOCOLS
+from fieldrelaybox.rc_signals import PPM_PERIOD, PROTOCOLS, ppm_edges
 from fieldrelaybox.rc_sticks import ABSENT, CENTRE, HIGH, LOW, RcSticks
 from fieldrelaybox.rc_wire import SerialSticks
 from fieldrelaybox.shared_memory import SHARED_MEMORY_DIRECTORY, STATUS_BLOCK, Region
@@ -229,6 +229,18 @@ class Alone(unittest.TestCase):
         keys = subprocess.run([str(TOOLS / "rc_simulator.py"), "--script", "-"], input="", text=True,
                               stderr=subprocess.PIPE, timeout=TIMEOUT)
         self.assertEqual((keys.returncode, "another program has the channels" in keys.stderr), (1, True))
+
+    def test_recording_is_played_until_it_ends(self) -> None:
+        self.make_block()
+        values = range(1100, 1900, 100)
+        edges = [edge for frame in range(200) for edge in ppm_edges(frame * PPM_PERIOD, values)]
+        (self.directory / "edges").write_text("".join(f"{time_ns} {level}\n" for time_ns, level in edges))
+        with (self.directory / "rcin.conf").open("a") as devices:
+            devices.write("ppm=edges:edges\n")
+        self.put_calibration("ppm off")
+        self.write_settings(rc1="ppm")
+        self.await_state(GOOD, *values, ABSENT)
+        self.await_state(LOST)
 
     def test_wrong_usage(self) -> None:
         for arguments in (["--config"], ["--colour"], ["--show", "more"], ["--config", "a", "b"]):
