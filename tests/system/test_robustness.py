@@ -22,7 +22,10 @@ class Robustness(BoxTestCase):
             app.message()
         wait_until(lambda: self.box.status["app_client_count"] == 0, "no app is left")
         self.note_idle_threads()
-        self.before = (self.box.threads(), self.box.descriptors())
+        descriptors = []
+        wait_until(lambda: descriptors.append(self.box.descriptors()) or len(descriptors) > 50,
+                   "a query of the Wi-Fi is over")
+        self.before = (self.idle_threads, min(descriptors))
 
     def assert_steady(self) -> None:
         """Workers and children end; then everything is as it was and the box still works."""
