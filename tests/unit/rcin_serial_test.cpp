@@ -7,6 +7,7 @@
 
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
+#include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
 #include <random>
@@ -158,7 +159,7 @@ Text garbage_for(const Speech& speech, std::minstd_rand& random) {
 TEST(RcinSerialTest, TwoFramesAfterAnyGarbageAreInStep) {
     std::minstd_rand random(1);
     for (const Speech& speech : speeches) {
-        for (int round = 0; round < 750; ++round) {
+        for (int round = 0; round < 90; ++round) {
             Line line(speech.protocol);
             const auto rest = [&]() -> Line& { return round % 3 == 0 ? line : line.pause(); };
             const bool same = round % 3 == 0;
@@ -182,7 +183,7 @@ TEST(RcinSerialTest, GarbageFullOfHeadersAndEndsIsNoSbusFrameWithoutAPause) {
     std::minstd_rand random(1);
     Line line(sbus_protocol);
     Text garbage;
-    for (int i = 0; i < 100'000; ++i)
+    for (int i = 0; i < 20'000; ++i)
         garbage += random() % 2 == 0 ? static_cast<char>(random() / 16)
                                      : static_cast<char>(random() % 2 * 0x0F);
     EXPECT_EQ(line.hear(garbage).told(), "");
@@ -266,7 +267,18 @@ int open_pseudo_terminal() {
 }
 
 // Two stop bits and the rate outlast a pseudo-terminal, parity does not.
+// Emulators of user programs do not know how a line's rate is set.
+bool can_set_lines() {
+    const int master = open_pseudo_terminal();
+    termios2 settings{};
+    const bool can = ioctl(master, TCGETS2, &settings) == 0 || errno != ENOSYS;
+    close(master);
+    return can;
+}
+
 TEST(RcinSerialTest, EachProtocolSetsItsLineAndTellsWhatIsLacking) {
+    if (!can_set_lines())
+        GTEST_SKIP();
     struct Row {
         Opened (&opener)(const Text&);
         unsigned baud, stop_bits;
@@ -287,6 +299,8 @@ TEST(RcinSerialTest, EachProtocolSetsItsLineAndTellsWhatIsLacking) {
 }
 
 TEST(RcinSerialTest, APseudoTerminalIsReadUntilItGoes) {
+    if (!can_set_lines())
+        GTEST_SKIP();
     const int master = open_pseudo_terminal();
     const Text device = ptsname(master);
     Opened opened = open_ibus(device);
