@@ -33,6 +33,10 @@ std::mutex media_order;
 struct MediaSend {
     MediaSend() { sends_media.store(true, std::memory_order_relaxed); }
     ~MediaSend() { sends_media.store(false, std::memory_order_relaxed); }
+    MediaSend(const MediaSend&) = delete;
+    MediaSend& operator=(const MediaSend&) = delete;
+    MediaSend(MediaSend&&) = delete;
+    MediaSend& operator=(MediaSend&&) = delete;
 
     const std::lock_guard<std::mutex> order{media_order};
 };
