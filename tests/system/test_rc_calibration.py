@@ -89,13 +89,7 @@ class Stored(unittest.TestCase):
         halves = 0
         for moment in range(1, steps + 1):
             LINK.write_text(OLD)
-            STEPS.write_text("")
-            leave(NEW)
-            process = start_store(**slow)
-            while STEPS.read_text().count("\n") < moment:
-                pass
-            process.kill()
-            process.communicate()
+            self.assertEqual(store(**slow, CARD_CUT=str(moment))[0], -signal.SIGKILL)
             text = LINK.read_text()
             halves += text not in (OLD, NEW)
             self.assertTrue(text in (OLD, NEW) or not text.endswith("end\n"), text)

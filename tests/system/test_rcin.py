@@ -10,7 +10,7 @@ import time
 import unittest
 from pathlib import Path
 
-from box import COPY, RUNNER, TIMEOUT, TOOLS, Lines, wait_until
+from box import COPY, RUNNER, SANITIZED, TIMEOUT, TOOLS, Lines, wait_until
 from fieldrelaybox.rc_signals import PPM_PERIOD, PROTOCOLS, ppm_edges
 from fieldrelaybox.rc_sticks import ABSENT, CENTRE, HIGH, LOW, RcSticks
 from fieldrelaybox.rc_wire import SerialSticks
@@ -338,7 +338,8 @@ class Wired(Pilot):
             for receiver in (self.rc1, self.rc2):
                 receiver.make_noise(noise.randbytes(100))
             time.sleep(0.01)
-        self.assertLess(self.rcin.processor_seconds() - busy, 2)
+        if not SANITIZED:
+            self.assertLess(self.rcin.processor_seconds() - busy, 2)
         self.sticks.recover()
         self.await_state(GOOD)
         self.see_starting_positions()
