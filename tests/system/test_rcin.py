@@ -21,7 +21,8 @@ from test_stream_launcher import PROGRAMS
 OFF, NO_DEVICE, WAITING, CALIBRATING, LOST, FAILSAFE, GOOD = range(7)
 BLOCK = SHARED_MEMORY_DIRECTORY / STATUS_BLOCK.name
 CALIBRATION, ON_ITS_WAY = Path("/boot/rcin.cal"), Path("/run/fieldrelaybox-rcin/rcin.cal")
-
+LOST_AFTER = 0.1
+"""Seconds without a frame."""
 
 needs_serial_lines = unittest.skipIf(RUNNER, "an emulator cannot set the rate of a serial line")
 
@@ -31,8 +32,12 @@ class Receiver(SerialSticks):
 
     sent = 0.0
     """When the last frame was on the wire."""
+    turn, longest_pause = 0.0, 0.0
+    """When it was to send last, and between two of these times."""
 
     def _send(self) -> None:
+        now = time.monotonic()
+        self.turn, self.longest_pause = now, max(self.longest_pause, now - (self.turn or now))
         super()._send()
         if not self._silent:
             self.sent = time.monotonic()
@@ -270,6 +275,7 @@ class Wired(Pilot):
     """Two receivers, as the map has more functions than one has channels."""
 
     settings = f"{Pilot.settings}rc_input_mode=sbus\nrc2_input_mode=crsf\n"
+    receivers: tuple[Receiver, ...] = ()
 
     def setUp(self) -> None:
         directory = Path(self.enterContext(tempfile.TemporaryDirectory(dir="/run")))
@@ -278,12 +284,32 @@ class Wired(Pilot):
         CALIBRATION.write_text("rcin-calibration 1 sbus crsf\nend\n")
         uarts = directory / "uart", directory / "uart2"
         self.rc1, self.rc2 = Receiver("sbus", uarts[0]), Receiver("crsf", uarts[1], second=True)
-        for receiver in (self.rc1, self.rc2):
+        self.receivers = self.rc1, self.rc2
+        for receiver in self.receivers:
             receiver.be_silent(True)  # until everything rests
             self.addCleanup(receiver.close)
         self.rcin = Rcin(directory, uart=str(uarts[0]), uart2=str(uarts[1]))
         self.addCleanup(lambda: self.rcin.end())
         super().setUp()
+
+    def run(self, result: unittest.TestResult | None = None) -> unittest.TestResult | None:
+        """Anew where a loaded computer kept a receiver from sending so long that it counts as lost."""
+        assert result
+        for tries_left in (2, 1, 0):
+            trial = unittest.TestResult()
+            super().run(trial)
+            pause = max((receiver.longest_pause for receiver in self.receivers), default=0)
+            if trial.wasSuccessful() or pause < LOST_AFTER / 2 or not tries_left:
+                break
+            print(f"{self}: failed after a pause of {pause:.3f} s, once more", flush=True)
+        result.startTest(self)
+        result.failures += trial.failures
+        result.errors += trial.errors
+        result.skipped += trial.skipped
+        if trial.wasSuccessful() and not trial.skipped:
+            result.addSuccess(self)
+        result.stopTest(self)
+        return result
 
     def pick_up_sticks(self) -> RcSticks:
         return TwoReceivers(self.box.status, self.rc1, self.rc2)
@@ -335,7 +361,7 @@ class Wired(Pilot):
         self.await_state(LOST)
         busy, end = self.rcin.processor_seconds(), time.monotonic() + 10
         while time.monotonic() < end:
-            for receiver in (self.rc1, self.rc2):
+            for receiver in self.receivers:
                 receiver.make_noise(noise.randbytes(100))
             time.sleep(0.01)
         if not SANITIZED:
