@@ -1,6 +1,7 @@
 #include "rcin/devices.h"
 
 #include "core/log.h"
+#include "core/word_table.h"
 
 #include <array>
 #include <cerrno>
@@ -14,7 +15,7 @@ namespace rcin {
 namespace {
 
 struct DeviceKey {
-    std::string_view name;
+    std::string_view word;
     std::string Devices::*value;
 };
 
@@ -25,12 +26,10 @@ constexpr std::array device_keys{
 };
 
 int take_device_key(void* user, const char* /*section*/, const char* name, const char* value) {
-    for (const DeviceKey& key : device_keys)
-        if (key.name == name) {
-            static_cast<Devices*>(user)->*key.value = value;
-            return 1;
-        }
-    return 0;
+    const DeviceKey* const key = fieldrelaybox::find_word(device_keys, name);
+    if (key != nullptr)
+        static_cast<Devices*>(user)->*key->value = value;
+    return key != nullptr ? 1 : 0;
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // rcin: from RC receivers and game pads to the channels in the status block.
-#include "config/config_record.h"
+#include "config/program_version.h"
 #include "core/exit_status.h"
 #include "core/log.h"
 #include "core/word_table.h"
@@ -42,9 +42,7 @@ int print_help() {
 }
 
 int print_version() {
-    std::printf("rcin %d.%d.%d\n", fieldrelaybox::daemon_version.major,
-                fieldrelaybox::daemon_version.minor, fieldrelaybox::daemon_version.patch);
-    return 0;
+    return fieldrelaybox::print_version_of("rcin");
 }
 
 int refuse(const char* argument) {

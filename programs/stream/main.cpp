@@ -1,6 +1,6 @@
 // stream KIND: runs the program that serves a kind of output or input, as the settings say.
-#include "config/config_record.h"
 #include "config/config_start.h"
+#include "config/program_version.h"
 #include "core/exit_status.h"
 #include "core/word_table.h"
 #include "stream/kinds.h"
@@ -54,9 +54,7 @@ int print_help() {
 }
 
 int print_version() {
-    std::printf("stream %d.%d.%d\n", fieldrelaybox::daemon_version.major,
-                fieldrelaybox::daemon_version.minor, fieldrelaybox::daemon_version.patch);
-    return 0;
+    return fieldrelaybox::print_version_of("stream");
 }
 
 int refuse(const char* words, const char* argument) {

@@ -1,5 +1,7 @@
 #include "stream/source_config.h"
 
+#include "core/word_table.h"
+
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -11,7 +13,7 @@ namespace stream {
 namespace {
 
 struct SourceKey {
-    std::string_view name;
+    std::string_view word;
     std::string SourceConfig::*value;
 };
 
@@ -21,12 +23,10 @@ constexpr std::array source_keys{
 };
 
 int take_source_key(void* user, const char* /*section*/, const char* name, const char* value) {
-    for (const SourceKey& key : source_keys)
-        if (key.name == name) {
-            static_cast<SourceConfig*>(user)->*key.value = value;
-            return 1;
-        }
-    return 0;
+    const SourceKey* const key = fieldrelaybox::find_word(source_keys, name);
+    if (key != nullptr)
+        static_cast<SourceConfig*>(user)->*key->value = value;
+    return key != nullptr ? 1 : 0;
 }
 
 } // namespace

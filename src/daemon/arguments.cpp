@@ -1,8 +1,8 @@
 #include "daemon/arguments.h"
 
 #include "config/config_file.h"
-#include "config/config_record.h"
 #include "config/config_start.h"
+#include "config/program_version.h"
 #include "core/exit_status.h"
 #include "core/log.h"
 #include "core/log_text.h"
@@ -34,9 +34,7 @@ constexpr const char* help_text =
     "                         when there is something\n";
 
 int print_version(const char* /*file*/) {
-    std::printf("fieldrelaybox %d.%d.%d\n", daemon_version.major, daemon_version.minor,
-                daemon_version.patch);
-    return 0;
+    return print_version_of("fieldrelaybox");
 }
 
 int print_help(const char* /*file*/) {
