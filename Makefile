@@ -4,17 +4,22 @@ PRESET ?= release
 JOBS ?= $(shell nproc)
 # System tests mostly wait for the daemon, so more of them run than there are processors.
 TEST_JOBS ?= $(shell expr $(JOBS) \* 3)
+# JOINED=yes compiles a dozen files as one: cheaper for a whole build, dearer after a small change.
+joined = $(if $(JOINED),-DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12)
 
-.PHONY: run test build build-tests settings bench build-fuzz fuzz mutants lint package test-armhf test-package clean help
+.PHONY: run test test-browser screenshots build build-tests settings bench bench-panel build-fuzz fuzz mutants lint package test-armhf test-package clean help
 
 help:
-	@echo "make run    the daemon with a simulated camera, real video and a client"
+	@echo "make run    the daemon with a simulated camera, real video, a client, and the panel for your browser"
 	@echo "            (RC=keys: flown with the keys though there is a game pad)"
 	@echo "make test   build and run all tests (PRESET=asan or tsan: with sanitizers)"
+	@echo "make test-browser  the panel's page in Chromium and Firefox (CASES=test_page.Firefox: some)"
+	@echo "make screenshots   the pictures of the page in docs/images, anew"
 	@echo "make settings  after a change of a setting: what is written from the rows, anew"
 	@echo "make mutants       plant faults and see that the tests catch each (ONLY=words: some of them)"
 	@echo "make bench  measure the relay against a bare loop"
-	@echo "make fuzz   build with clang and fuzz the daemon's entrances (FUZZ_SECONDS=60)"
+	@echo "make bench-panel   measure the panel with ten readers at 8 Mbit/s (MINUTES=1)"
+	@echo "make fuzz   build with clang and fuzz daemon and panel (FUZZ_SECONDS=60 each)"
 	@echo "make lint   formatting and static analysis"
 	@echo "make package       Debian packages for this machine, armhf and arm64"
 	@echo "make test-armhf    build for 32-bit and 64-bit ARM and run the tests under emulation"
@@ -22,12 +27,12 @@ help:
 
 build:
 	@scripts/install_dependencies.sh build
-	@cmake --preset $(PRESET) -DBUILD_TESTING=OFF >/dev/null
+	@cmake --preset $(PRESET) -DBUILD_TESTING=OFF $(joined) >/dev/null
 	@cmake --build --preset $(PRESET)
 
 build-tests:
 	@scripts/install_dependencies.sh build test
-	@cmake --preset $(PRESET) -DBUILD_TESTING=ON >/dev/null
+	@cmake --preset $(PRESET) -DBUILD_TESTING=ON $(joined) >/dev/null
 	@cmake --build --preset $(PRESET)
 
 run: build
@@ -38,6 +43,14 @@ run: build
 test: build-tests
 	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(TEST_JOBS)
 
+test-browser: build-tests
+	@scripts/install_dependencies.sh browser
+	@tests/browser/run.sh build/$(PRESET) $(CASES)
+
+screenshots: build
+	@scripts/install_dependencies.sh browser
+	@tests/browser/run.sh build/$(PRESET) screenshots
+
 settings:
 	@scripts/install_dependencies.sh build
 	@cmake --preset release >/dev/null
@@ -47,13 +60,17 @@ settings:
 bench: build-tests
 	@bench/run.sh
 
+bench-panel: build
+	@FIELDRELAYBOX_PROGRAMS=$(CURDIR)/build/$(PRESET) tools/sandbox.sh bench/panel_load.py $(if $(MINUTES),--minutes $(MINUTES))
+
 build-fuzz:
 	@scripts/install_dependencies.sh build fuzz
 	@cmake --preset fuzz >/dev/null
 	@cmake --build --preset fuzz
 
 fuzz: build-fuzz
-	@fuzz/run.sh build/fuzz/fuzz/fuzz_entrances
+	@fuzz/run.sh build/fuzz/fuzz/fuzz_entrances fuzz/make_corpus.py src 120
+	@fuzz/run.sh build/fuzz/fuzz/fuzz_panel fuzz/make_panel_corpus.py programs/panel 150
 
 mutants:
 	@scripts/install_dependencies.sh build test

@@ -17,7 +17,7 @@ namespace bench {
 namespace {
 
 constexpr int buffer_bytes = 8'000'000;
-constexpr useconds_t pause_us = 4'000;
+constexpr useconds_t reading_pause_us = 4'000;
 constexpr int quiet_passes = 75; // without a copy: no more will come
 constexpr std::int64_t registration_period_ns = 2'000'000'000;
 constexpr std::uint16_t control_port = 4242;
@@ -155,7 +155,7 @@ void keep_registered() {
             const std::lock_guard lock(arrivals_mutex);
             ++passes_without_copy;
         }
-        usleep(pause_us);
+        usleep(reading_pause_us);
     }
 }
 
@@ -193,7 +193,7 @@ Arrivals await_arrivals(std::uint32_t datagrams) {
                 passes_without_copy > quiet_passes)
                 return arrivals;
         }
-        usleep(pause_us);
+        usleep(reading_pause_us);
     }
 }
 

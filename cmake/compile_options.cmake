@@ -6,6 +6,9 @@ target_compile_options(project_options INTERFACE
     # Angles and focus positions are rounded alike on every processor, whether or not it can fuse a
     # multiplication with an addition.
     -ffp-contract=off)
+if(CMAKE_UNITY_BUILD) # files compiled as one share what is in their unnamed namespaces
+    target_compile_options(project_options INTERFACE -Wno-shadow)
+endif()
 target_compile_definitions(project_options INTERFACE
     _TIME_BITS=64 _FILE_OFFSET_BITS=64 _GLIBCXX_ASSERTIONS)
 

@@ -1,20 +1,21 @@
 #!/bin/bash
-# Fuzzes the daemon's entrances for FUZZ_SECONDS (60), from seeds made of the test data. First the
-# seeds alone must reach most of the daemon, or the fuzzer would knock at closed doors. An input that
-# brings the daemon down is kept in build/fuzz/found. Usage: run.sh FUZZ_ENTRANCES
+# Fuzzes the entrances of a program for FUZZ_SECONDS (60), from seeds that MAKE_CORPUS makes. First the
+# seeds alone must reach most of its source, or the fuzzer would knock at closed doors. An input that
+# brings it down is kept in build/fuzz/found.
+# Usage: run.sh FUZZ_PROGRAM MAKE_CORPUS SOURCE_FOLDER FEWEST_FUNCTIONS
 set -euo pipefail
 
 program=$(realpath "$1")
 cd "$(dirname "$0")/.."
-fewest_functions=120
+make_corpus=$2 source=$3 fewest_functions=$4
 
 work=$(mktemp -d /dev/shm/fieldrelaybox-fuzz.XXXXXX)
 trap 'rm -rf "$work"' EXIT
 export TMPDIR=$work
 mkdir -p build/fuzz/found "$work/corpus"
-fuzz/make_corpus.py "$work"
+"$make_corpus" "$work"
 
-# The daemon's own output goes nowhere; the fuzzer's is kept.
+# The program's own output goes nowhere; the fuzzer's is kept.
 fuzz() {
     "$program" -close_fd_mask=3 -max_len=4096 -timeout=25 -artifact_prefix=build/fuzz/found/ "$@" \
         "$work/corpus" "$work/seeds"
@@ -25,8 +26,8 @@ if ! fuzz -runs=0 -print_coverage=1 >"$work/coverage" 2>&1; then
     tail -n 60 "$work/coverage" >&2
     exit 1
 fi
-functions=$(sed -n 's#^COVERED_FUNC:.* [^ ]*/\(src/[^ ]*:[1-9][0-9]*\)$#\1#p' "$work/coverage" | sort -u | wc -l)
-echo "The seeds reach $functions functions of the daemon, $fewest_functions are wanted."
+functions=$(sed -n "s#^COVERED_FUNC:.* [^ ]*/\\($source/[^ ]*:[1-9][0-9]*\\)\$#\\1#p" "$work/coverage" | sort -u | wc -l)
+echo "The seeds reach $functions functions in $source, $fewest_functions are wanted."
 [ "$functions" -ge "$fewest_functions" ]
 
 fuzz -dict="$work/words" -max_total_time="${FUZZ_SECONDS:-60}" -print_final_stats=1 2>"$work/log" || {

@@ -18,8 +18,10 @@ if [ -n "$(git status --porcelain --untracked-files=no)" ]; then
     echo "build_packages.sh: changes that are not committed are not in the packages" >&2
 fi
 
-# What a copy of the tree is to find GStreamer for other architectures in.
+# What a copy of the tree is to find libraries for other architectures in, and what makes the page.
 export FIELDRELAYBOX_SYSROOTS=$PWD/build/sysroot
+scripts/install_page_modules.sh
+export FIELDRELAYBOX_PAGE_MODULES=$PWD/page/node_modules
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$output"

@@ -1,7 +1,7 @@
 #!/bin/sh
 # install_cross.sh ARCHITECTURE...: makes this Debian machine able to build for armhf or arm64 and to
-# run what it built: compiler, the libraries of that architecture, user-mode emulation. GStreamer is
-# unpacked beside them.
+# run what it built: compiler, the libraries of that architecture, user-mode emulation. GStreamer and
+# libwebsockets are unpacked beside them.
 set -eu
 
 as_root() {
@@ -24,7 +24,7 @@ packages="cmake ninja-build pkg-config qemu-user-static"
 for architecture in "$@"; do
     packages="$packages $(compiler_of "$architecture")"
     for library in libcjson-dev libinih-dev libnl-genl-3-dev libsystemd-dev libgpiod-dev libevdev-dev \
-        libgtest-dev; do
+        libcrypt-dev libgtest-dev; do
         packages="$packages $library:$architecture"
     done
     dpkg --print-foreign-architectures | grep -qx "$architecture" ||

@@ -1,9 +1,10 @@
 #!/bin/bash
-# make_sysroot.sh build|run ARCHITECTURE...: unpacks GStreamer for armhf or arm64 below build/sysroot: to build
-# with (build/sysroot/armhf), or with its plugins to run emulated (build/sysroot/armhf-run). Debian's
-# development package of the base plugins cannot be installed for two architectures at once, and the plugins
-# bring 400 packages. Needs the package lists of that architecture, which install_cross.sh sees to, and
-# changes nothing of the machine.
+# make_sysroot.sh build|run ARCHITECTURE...: unpacks libraries for armhf or arm64 below build/sysroot: GStreamer and
+# libwebsockets to build with (build/sysroot/armhf), or GStreamer with its plugins to run emulated
+# (build/sysroot/armhf-run). Debian's development package of the base plugins cannot be installed for two
+# architectures at once, the plugins bring 400 packages, and libwebsockets brings OpenSSL, whose updates apt
+# refuses for one architecture alone. Needs the package lists of that architecture, which install_cross.sh
+# sees to, and changes nothing of the machine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -16,7 +17,8 @@ usage() {
 to_build=(libgstrtspserver-1.0-{dev,0} libgstreamer-plugins-base1.0-{dev,0} libgstreamer1.0-{dev,0}
     libglib2.0-{dev,0} libpcre2-{dev,8-0} libffi-dev libffi8 libmount-dev libmount1 libblkid-dev libblkid1
     libselinux1-dev libselinux1 libsepol-dev zlib1g-dev zlib1g libunwind-dev libunwind8 libdw-dev libdw1
-    libelf-dev libelf1 liblzma-dev liblzma5 libbz2-1.0 libcap2 liborc-0.4-dev liborc-0.4-0)
+    libelf-dev libelf1 liblzma-dev liblzma5 libbz2-1.0 liborc-0.4-dev liborc-0.4-0
+    libwebsockets17 libwebsockets-dev libssl-dev libssl3 libcap-dev libcap2)
 to_run=(gstreamer1.0-{tools,alsa,libav,x} gstreamer1.0-plugins-{base,good,bad,ugly})
 # Taken as there, with all they depend on: nothing of it is loaded to read a pipeline.
 passed_over=(adwaita-icon-theme dconf-gsettings-backend fontconfig-config fonts-dejavu-core glib-networking
@@ -59,8 +61,11 @@ unpack_into() {
     for package in "$work"/archives/*.deb; do
         dpkg-deb --fsys-tarfile "$package" | tar -x --keep-directory-symlink -C "$1.new"
     done
-    # The files that tell compilers where things are say /usr.
-    find "$1.new" -name '*.pc' -exec sed -i "s#=/usr#=$PWD/$1/usr#" '{}' +
+    # The files that tell compilers where things are say /usr, and some links to libraries /lib.
+    find "$1.new" -name '*.pc' -exec sed -Ei "s#=(\"?)/usr#=\\1$PWD/$1/usr#" '{}' +
+    while read -r link; do
+        ln -sfn "$PWD/$1$(readlink "$link")" "$link"
+    done < <(find "$1.new/usr/lib" -name '*.so' -lname '/*')
     sha256sum "packaging/$(basename "$0")" >"$1.new/made-by"
     mv "$1.new" "$1"
 }
@@ -69,7 +74,7 @@ for architecture in "${@:2}"; do
     directory=build/sysroot/$architecture
     [ "$kind" = build ] || directory+=-run
     sha256sum --status --check "$directory/made-by" 2>/dev/null && continue
-    echo "Unpacking GStreamer for $architecture into $directory"
+    echo "Unpacking libraries for $architecture into $directory"
     rm -rf "$work/archives"
     fetch_for "$architecture" >&2
     unpack_into "$directory"

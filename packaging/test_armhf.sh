@@ -19,13 +19,13 @@ scripts/install_dependencies.sh build test
 build_for() {
     cmake --preset "$1" -DBUILD_TESTING=ON >/dev/null
     cmake --build --preset "$1" --target fieldrelaybox wlanstatus stream rtsp-server gstfieldrelaybox rcin \
-        unit_tests shell_tests
+        fieldrelaybox-panel unit_tests shell_tests
 }
 
 # A wrong compiler would make the whole run say nothing about the target.
 require_machine() {
     local program header machine=$2 flags=$3
-    for program in fieldrelaybox wlanstatus stream rtsp-server rcin tests/unit_tests tests/shell_tests; do
+    for program in fieldrelaybox wlanstatus stream rtsp-server rcin fieldrelaybox-panel tests/{unit,shell}_tests; do
         header=$(LC_ALL=C readelf -h "build/$1/$program")
         if ! grep -q "Machine: *$machine\$" <<<"$header" || ! grep -q "Flags:.*$flags" <<<"$header"; then
             echo "test_armhf.sh: $program is not a program for $1" >&2
@@ -35,7 +35,8 @@ require_machine() {
 }
 
 run_tests() {
-    ctest --test-dir "build/$1" --output-on-failure --no-tests=error "${@:2}"
+    QEMU_LD_PREFIX=$PWD/build/sysroot/$1 \
+        ctest --test-dir "build/$1" --output-on-failure --no-tests=error "${@:2}"
 }
 
 build_for armhf

@@ -14,6 +14,8 @@ stream_exposure_limit=18
 # Of RC input, 1.2, and of what puts its calibration on the boot partition, 3.0: it mounts.
 rcin_exposure_limit=12
 rcin_store_exposure_limit=30
+# Of the panel, 1.3: it needs the network.
+panel_exposure_limit=13
 base=${PACKAGE_TEST_ROOT:-/var/tmp/fieldrelaybox-package-test}
 native=$(dpkg --print-architecture)
 
@@ -60,7 +62,7 @@ make_base() {
     echo "$box $streams" >"$base.packages"
 }
 box=systemd,systemd-sysv,dbus,iproute2,iputils-ping,psmisc,wireless-tools,procps,python3
-box+=,libcjson1,libevdev2,libgpiod2,libinih1,libnl-genl-3-200,libsystemd0
+box+=,libcjson1,libevdev2,libgpiod2,libinih1,libnl-genl-3-200,libsystemd0,libwebsockets17
 streams=$(scripts/install_dependencies.sh --list streams)
 if ! [ -d "$base" ] || [ "$(cat "$base.packages" 2>/dev/null)" != "$box $streams" ]; then
     make_base
@@ -87,7 +89,7 @@ cp -a "$base/." "$root"
 # The same packages with a higher version, to upgrade to.
 install -d "$root/packages/newer"
 cp build/packages/fieldrelaybox_*_"$native".deb build/packages/fieldrelaybox-streams_*_"$native".deb \
-    build/packages/fieldrelaybox-tools_*_all.deb "$root/packages"
+    build/packages/fieldrelaybox-panel_*_"$native".deb build/packages/fieldrelaybox-tools_*_all.deb "$root/packages"
 for package in "$root"/packages/*.deb; do
     unpacked=$(mktemp -d)
     dpkg-deb -R "$package" "$unpacked"
@@ -112,6 +114,7 @@ Type=oneshot
 Environment=EXPOSURE_LIMIT=$exposure_limit STREAM_EXPOSURE_LIMIT=$stream_exposure_limit
 Environment=RCIN_EXPOSURE_LIMIT=$rcin_exposure_limit
 Environment=RCIN_STORE_EXPOSURE_LIMIT=$rcin_store_exposure_limit
+Environment=PANEL_EXPOSURE_LIMIT=$panel_exposure_limit
 ExecStart=/packages/run
 StandardOutput=file:/packages/output
 StandardError=inherit

@@ -34,6 +34,22 @@ plays() {
 plays_at() { plays tcpclientsrc host=127.0.0.1 port="$1" ! tsdemux; }
 camera_is_connected() { [ "$(tail -c +135 /dev/shm/hud_mem | head -c 1 | od -An -tu1)" -eq 1 ]; }
 camera_ssid=(2438 256)
+# panel_answers PATH STATUS [JSON]: of a browser that keeps its cookie; the answer is left in panel-answer.
+panel_answers() {
+    python3 - "$@" <<'PYTHON'
+import http.client, pathlib, sys
+path, status, body = sys.argv[1], int(sys.argv[2]), sys.argv[3] if len(sys.argv) > 3 else None
+jar = pathlib.Path("panel-cookie")
+browser = http.client.HTTPConnection("127.0.0.1", timeout=10)
+headers = {"Origin": "http://127.0.0.1", "Cookie": jar.read_text() if jar.exists() else ""}
+browser.request("POST" if body else "GET", path, body, headers)
+answer = browser.getresponse()
+pathlib.Path("panel-answer").write_bytes(answer.read())
+if cookie := answer.getheader("Set-Cookie"):
+    jar.write_text(cookie.split(";")[0])
+sys.exit(answer.status != status)
+PYTHON
+}
 
 step "install"
 dpkg -i fieldrelaybox_*.deb
@@ -119,6 +135,34 @@ findmnt -n -O ro /boot >/dev/null || fail "/boot is writable afterwards"
 sed -e "s#^ExecStart=.*#ExecStart=/bin/sh -c '[ \$\$(readlink /proc/self/ns/mnt) = $(readlink /proc/self/ns/mnt) ]'#" \
     -e '/^Restart/d' /lib/systemd/system/fieldrelaybox-rcin-store.service >/run/systemd/system/mounts.service
 systemctl start mounts.service || fail "what it mounts is not for the whole box"
+
+step "panel: asks for the password that was made for this box, and has few rights"
+dpkg -i fieldrelaybox-panel_*.deb | grep -F "sudo cat /etc/fieldrelaybox/panel-password.txt" ||
+    fail "nobody is told where the password is"
+[ "$(stat -c '%a %U' /etc/fieldrelaybox/panel-password.txt)" = "600 root" ] || fail "the password is not for root alone"
+password=$(cat /etc/fieldrelaybox/panel-password.txt)
+[[ $password =~ ^([a-z2-9]{4}-){3}[a-z2-9]{4}$ ]] || fail "an unfit password was made"
+panel_units=(fieldrelaybox-panel.service fieldrelaybox-panel.socket)
+faults=$(systemd-analyze verify --man=no "${panel_units[@]}" 2>&1) || fail "faulty: $faults"
+[ -z "$faults" ] || fail "a unit is faulty: $faults"
+has_few_rights fieldrelaybox-panel.service "$PANEL_EXPOSURE_LIMIT"
+panel_runs() { systemctl is-active --quiet "${panel_units[@]}"; }
+for unit in "${panel_units[@]}"; do
+    [ "$(systemctl is-enabled "$unit")" = enabled ] || fail "$unit is not started with the system"
+done
+wait_until panel_runs
+wait_until panel_answers / 200
+panel_answers /metrics 401 || fail "the counters are not behind the password"
+panel_answers /session 401 || fail "let in without a password"
+panel_answers /login 401 '{"password":"of-another-box"}' || fail "let in with a wrong password"
+panel_answers /login 204 "{\"password\":\"$password\"}" || fail "not let in with the password"
+panel_answers /session 204 || fail "not known again"
+panel_sees_the_box() { panel_answers /metrics 200 && grep -q "$1" panel-answer; }
+wait_until panel_sees_the_box '^fieldrelaybox_start_time_seconds [0-9]' # also the daemon's own counters
+told=$(journalctl -q -p warning -u fieldrelaybox-panel.service | grep -v "gave a wrong password") || true
+[ -z "$told" ] || fail "the panel complains: $told"
+kill -SEGV "$(systemctl show -P MainPID fieldrelaybox-panel.service)"
+wait_until panel_answers / 200
 
 step "streams: all kinds wait, with few rights"
 dpkg -i fieldrelaybox-streams_*.deb
@@ -241,17 +285,20 @@ wait_until setting_is "${camera_ssid[@]}" "of the firmware"
 
 [ "$(stream_process source)" != "$stream_before" ] || fail "the old streams still run"
 wait_until pidof video-receiver >/dev/null
+wait_until panel_runs
+[ "$(cat /etc/fieldrelaybox/panel-password.txt)" = "$password" ] || fail "another password"
+wait_until panel_answers /login 204 "{\"password\":\"$password\"}"
 
 step "remove"
-dpkg -r fieldrelaybox-streams fieldrelaybox fieldrelaybox-tools
-running=$(pidof fieldrelaybox rcin stream rtsp-server video-receiver gst-launch-1.0) || true
+dpkg -r fieldrelaybox-streams fieldrelaybox-panel fieldrelaybox fieldrelaybox-tools
+running=$(pidof fieldrelaybox fieldrelaybox-panel rcin stream rtsp-server video-receiver gst-launch-1.0) || true
 [ -z "$running" ] || fail "still running: $running"
 [ ! -e /usr/lib/fieldrelaybox ] || fail "left in the install directory: $(ls /usr/lib/fieldrelaybox)"
 [ ! -e /usr/share/fieldrelaybox-tools ] || fail "left: $(find /usr/share/fieldrelaybox-tools)"
 [ -e /boot/firmware/fieldrelaybox.conf ] || fail "removing took the settings along"
 
 step "purge"
-dpkg -P fieldrelaybox-streams fieldrelaybox
+dpkg -P fieldrelaybox-streams fieldrelaybox-panel fieldrelaybox
 left=$(find / -xdev \( -path /packages -o -path /proc -o -path /sys -o -path /var/log -o -path /var/lib/dpkg \) \
     -prune -o \( -name '*fieldrelaybox*' -o -name rcin.cal \) -print; ls -d /run/fieldrelaybox* /dev/shm/*_mem 2>/dev/null || true)
 [ -z "$left" ] || fail "left after purging: $left"

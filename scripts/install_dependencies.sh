@@ -1,7 +1,7 @@
 #!/bin/sh
 # install_dependencies.sh [--list] GROUP...: installs the Debian packages that the groups need and that are
 # missing; with --list only prints their names.
-# Groups: build, test, run, video, streams, fuzz, lint, package, package-test.
+# Groups: build, test, browser, run, video, streams, fuzz, lint, package, package-test.
 set -eu
 
 # What streams run on: programs, and the plugins with the elements of their pipelines.
@@ -9,10 +9,16 @@ streams="gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good 
     gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-alsa gstreamer1.0-x glib-networking
     ca-certificates"
 
+# A Node.js from elsewhere brings its own npm, and Debian's cannot be installed beside it.
+node_with_npm() {
+    if ! command -v node >/dev/null || ! command -v npm >/dev/null; then echo "nodejs npm"; fi
+}
+
 packages_of() {
     case "$1" in
-    build) echo "g++ cmake ninja-build pkg-config python3 libcjson-dev libinih-dev libnl-genl-3-dev libsystemd-dev libgpiod-dev libevdev-dev libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev libgstrtspserver-1.0-dev" ;;
+    build) echo "g++ cmake ninja-build pkg-config python3 libcjson-dev libinih-dev libnl-genl-3-dev libsystemd-dev libgpiod-dev libevdev-dev libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev libgstrtspserver-1.0-dev libwebsockets-dev libcrypt-dev zlib1g-dev $(node_with_npm)" ;;
     test) echo "libgtest-dev python3 util-linux iproute2 psmisc nftables ffmpeg nginx-light libnginx-mod-rtmp $streams" ;;
+    browser) echo "chromium chromium-driver firefox-esr" ;;
     run) echo "python3 util-linux iproute2" ;;
     video) echo "ffmpeg" ;;
     streams) echo "$streams" ;;

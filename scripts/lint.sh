@@ -1,6 +1,6 @@
 #!/bin/sh
-# lint.sh: includes, formatting, clang-tidy, cppcheck, shellcheck and Python over the whole tree,
-# warnings as errors.
+# lint.sh: includes, formatting, clang-tidy, cppcheck, shellcheck and Python over the whole tree, types and
+# eslint over the page, warnings as errors.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -16,22 +16,26 @@ echo "cppcheck"
 cppcheck --quiet --std=c++20 --language=c++ --inline-suppr --error-exitcode=1 "-DG_DEFINE_TYPE(a,b,c)=" \
     --enable=warning,performance,portability -I src -I include -I programs -j "$(nproc)" src programs
 
-# Neither can read headers that another compiler has compiled.
-configure() {
-    cmake -S . -B "$1" -G Ninja -DBUILD_TESTING=OFF -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON \
-        -DCMAKE_UNITY_BUILD="$2" -DCMAKE_UNITY_BUILD_BATCH_SIZE=12 >/dev/null
-}
+# A dozen files as one: most of the time goes into the headers that they share. The analyzer looks into files
+# that are included, besides headers, only from one that is called UnifiedSource; of each function it follows
+# a seventh of the paths that it would (a quarter of the time).
+echo "clang-tidy and clang's analyzer"
+joined=build/lint/joined
+cmake -S . -B $joined -G Ninja -DBUILD_TESTING=OFF -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON \
+    -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12 >/dev/null
+sed -i 's#/unity_#/UnifiedSource_#g' $joined/compile_commands.json
+find $joined -name 'UnifiedSource_*.cxx' -delete
+find $joined -name 'unity_*.cxx' | while read -r file; do
+    cp "$file" "$(dirname "$file")/UnifiedSource_${file##*/unity_}"
+done
+find $joined -name 'UnifiedSource_*.cxx' -print0 |
+    xargs -0 -n 1 -P "$(nproc)" clang-tidy -p $joined --quiet --extra-arg=-Wno-shadow \
+        --checks='-bugprone-suspicious-include' \
+        --extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=max-nodes=32000
 
-echo "clang's analyzer" # looks into the files that it is given, not into what they include
-configure build/lint/single OFF
-git ls-files 'src/*.cpp' 'programs/*.cpp' |
-    xargs -n 4 -P "$(nproc)" clang-tidy -p build/lint/single --quiet --checks='-*,clang-analyzer-*'
-
-echo "clang-tidy" # a dozen files as one: most of its time goes into the headers that they share
-configure build/lint/joined ON
-find build/lint/joined -name 'unity_*.cxx' -print0 |
-    xargs -0 -n 1 -P "$(nproc)" clang-tidy -p build/lint/joined --quiet --extra-arg=-Wno-shadow \
-        --checks='-clang-analyzer-*,-bugprone-suspicious-include'
+echo "page"
+scripts/install_page_modules.sh
+npm --prefix page run --silent check
 
 echo "shellcheck"
 git ls-files '*.sh' .ci/run | xargs shellcheck --external-sources --source-path=SCRIPTDIR

@@ -57,7 +57,7 @@ def is_unit(test: str) -> bool:
 
 
 def programs_of(test: str) -> set[str]:
-    return {"tests/" + test.split(":")[0]} if is_unit(test) else {"fieldrelaybox", "stream"}
+    return {"tests/" + test.split(":")[0]} if is_unit(test) else {"fieldrelaybox", "stream", "fieldrelaybox-panel"}
 
 
 def run_test(test: str) -> subprocess.CompletedProcess[str]:
@@ -115,7 +115,7 @@ def main(arguments: list[str]) -> int:
     configured = run(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
                       "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0"])
     told = configured.stdout if configured.returncode else build(
-        "fieldrelaybox", "stream", "tests/unit_tests", "tests/shell_tests")
+        "fieldrelaybox", "stream", "fieldrelaybox-panel", "tests/unit_tests", "tests/shell_tests")
     if told:
         print(told[-4000:])
         return 1

@@ -114,7 +114,7 @@ def run_watch(options: argparse.Namespace) -> None:
     commands = [app_protocol.command(text) for text in options.send]
     video = open_video(options.video, options.whole_pictures)
     out = sys.stderr if options.video == "-" else sys.stdout
-    view = watch.choose_view(out, options.json, options.pace)
+    view = watch.choose_view(out, options.json, options.pace, options.headline)
     with BoxLink(options.host, options.port, options.data_only, options.relay) as link:
         box = link.find(options.timeout)
         view.note(f"registered with the box at {box[0]}:{box[1]}"
@@ -142,6 +142,7 @@ def add_watch(parser: argparse.ArgumentParser) -> None:
     add("--pace", type=float, default=0.0, metavar="SECS",
         help="when the output is no terminal: at most one line per topic in this time"
              " (default %(default)s: every change)")
+    add("--headline", default="", metavar="TEXT", help="on a terminal: a line above all that is shown")
     add("--send", action="append", default=[], metavar="JSON",
         help="""send this command, such as '{"cmd":"configrequest"}', after registering (repeatable)""")
     add("--video", metavar="FILE",

@@ -10,6 +10,7 @@ logs=${DEMO_LOGS:-$home/logs}
 soak_settle=15
 memory_slack_kb=512
 started=()
+page=
 
 install_demo() {
     mkdir -p "$home/bin" "$home/scripts" "$logs"
@@ -28,8 +29,12 @@ STATUS
 }
 
 # start NAME COMMAND...: in the background, its output into the log NAME, or onto the screen with
-# NAME before each line when the screen is not drawn in place.
+# NAME before each line when the screen is not drawn in place. Descriptor 3 is the panel's alone.
 start() {
+    start_with_socket "$@" 3<&-
+}
+
+start_with_socket() {
     local name=$1
     shift
     if [ -t 1 ] || [ -n "${DEMO_LOGS:-}" ]; then
@@ -143,6 +148,18 @@ start_rc() {
     echo "  record, lock, take the shot (channels: tools/attach.sh -- $programs/rcin --show)"
 }
 
+# Takes the socket that was opened outside (see listening_socket.py) as it would systemd's.
+start_panel() {
+    if ! [ -x "$programs/fieldrelaybox-panel" ] || ! [ -e /dev/fd/3 ]; then
+        echo "panel: not started, it was not built or has no socket"
+        return
+    fi
+    # shellcheck disable=SC2016 # the process that becomes the panel knows its number
+    start_with_socket panel env LISTEN_FDS=1 bash -c 'LISTEN_PID=$$ exec "$@"' panel \
+        "$programs/fieldrelaybox-panel" --box 127.0.0.1
+    page="open http://${LISTENING_AT:-}/ in a browser"
+}
+
 end_all() {
     trap '' TERM INT
     for pid in "${started[@]}"; do
@@ -195,9 +212,14 @@ keeper=${started[-1]}
 # shellcheck disable=SC2086 # several options in one variable
 start camera "$tools/camera_simulator.py" ${DEMO_CAMERA_OPTIONS:-}
 start_streams
+start_panel
 echo "another client: tools/attach.sh    end: Ctrl-C"
 echo "the daemon's log: tools/attach.sh -- tail -f $logs/box.log"
-env --default-signal=INT "$tools/box_client.py" --host 127.0.0.1 --timeout 10 "$@" &
+[ -z "$page" ] || echo "$page"
+case ${1:--} in
+-*) set -- ${page:+--headline "$page"} "$@" ;; # on the screen it would be pushed off the top
+esac
+env --default-signal=INT "$tools/box_client.py" --host 127.0.0.1 --timeout 10 "$@" 3<&- &
 client=$!
 started+=("$client")
 if [ -n "${DEMO_SOAK:-}" ]; then

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs the daemon with a simulated camera, video and a client, away from the host:
+# Runs the daemon with a simulated camera, video, a client and the panel, away from the host; a
+# browser of the host opens the panel:
 #
 #     tools/run_demo.sh DAEMON [OPTION...] [-- CLIENT-OPTION...]
 #
@@ -8,6 +9,7 @@
 #     --video test|numbers    a test picture with sound, and all outputs (the default when
 #                             GStreamer can do it), or numbered datagrams
 #     --rc keys|pad           fly with the keys though there is a game pad (pad: the default)
+#     --panel PORT            the panel's port on this computer, or the next free one (default 8080)
 #     --logs DIR              keep the logs there
 #     --soak SECONDS          run so long, then compare the daemon's threads, open files and
 #                             memory with those at the start; exit status 1 when they grew
@@ -18,6 +20,7 @@
 # plugged in before the start flies in its place.
 set -u
 tools=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+panel_port=8080
 pid_file=${XDG_RUNTIME_DIR:-/tmp}/fieldrelaybox-demo.pid
 
 usage() {
@@ -39,6 +42,7 @@ parse_options() {
             --camera-options) DEMO_CAMERA_OPTIONS=${2?} ;;
             --video) DEMO_VIDEO=${2?} ;;
             --rc) DEMO_RC=${2?} ;;
+            --panel) panel_port=${2?} ;;
             --logs) DEMO_LOGS=${2?} ;;
             --soak) DEMO_SOAK=${2?} ;;
             *) usage ;;
@@ -60,5 +64,7 @@ if [ -s "$pid_file" ] && kill -0 "$(cat "$pid_file")" 2>/dev/null; then
     echo "run_demo: a demo is running already (see $pid_file)" >&2
     exit 1
 fi
-exec "$tools/sandbox.sh" --pid-file "$pid_file" "$tools/demo_inside.sh" "$daemon" \
+# The socket is opened out here, where a browser reaches it.
+exec "$tools/listening_socket.py" "$panel_port" \
+    "$tools/sandbox.sh" --pid-file "$pid_file" "$tools/demo_inside.sh" "$daemon" \
     ${client_options[@]+"${client_options[@]}"}

@@ -30,19 +30,32 @@ inside() {
 
 end_child() {
     kill -TERM "$1" 2>/dev/null
-    { sleep 1.5 && kill -KILL "$1"; } >/dev/null 2>&1 &
+    kill_later "$1" >/dev/null 2>&1 &
 }
 
-# Waits for process $1 and returns its status; a signal meanwhile calls "$2 $1".
+# Ends soon after the process: bash may wait for this one as well.
+kill_later() {
+    for _ in {1..15}; do
+        sleep 0.1
+        kill -0 "$1" || return
+    done
+    kill -KILL "$1"
+}
+
+# Waits for process $1 and returns its status; a signal meanwhile calls "$2 $1". Bash loses the status
+# of what ends while a trap runs (127, 255): then it was the signal that ended it.
 await() {
-    local status interrupted=yes
+    local status interrupted=yes signalled=""
     # shellcheck disable=SC2064
-    trap "interrupted=yes; $2 $1" TERM INT
+    trap "interrupted=yes signalled=yes; $2 $1" TERM INT
     while [ -n "$interrupted" ]; do
         interrupted=""
         wait "$1"
         status=$?
     done
+    if [ -n "$signalled" ] && { [ $status -eq 127 ] || [ $status -eq 255 ]; }; then
+        status=130
+    fi
     return $status
 }
 

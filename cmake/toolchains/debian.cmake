@@ -1,6 +1,6 @@
 # Cross-building on Debian for another Debian architecture, whose libraries apt installs next to the
-# host's (dpkg --add-architecture); GStreamer, which it cannot, is unpacked by packaging/make_sysroot.sh. The
-# caller sets debian_architecture, debian_triplet and CMAKE_SYSTEM_PROCESSOR.
+# host's (dpkg --add-architecture); what it cannot is unpacked by packaging/make_sysroot.sh. The caller
+# sets debian_architecture, debian_triplet and CMAKE_SYSTEM_PROCESSOR.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${debian_triplet}-gcc)
 set(CMAKE_CXX_COMPILER ${debian_triplet}-g++)
@@ -23,6 +23,8 @@ endif()
 cmake_path(ABSOLUTE_PATH sysroot NORMALIZE)
 set(ENV{PKG_CONFIG_LIBDIR}
     /usr/lib/${debian_triplet}/pkgconfig:${sysroot}/usr/lib/${debian_triplet}/pkgconfig:/usr/share/pkgconfig)
+# OpenSSL has headers of each architecture's own.
+set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${sysroot}/usr/include/${debian_triplet})
 # What its libraries need themselves; not where the program looks for them.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-rpath-link,${sysroot}/usr/lib/${debian_triplet})
 set(CMAKE_MODULE_LINKER_FLAGS_INIT ${CMAKE_EXE_LINKER_FLAGS_INIT})

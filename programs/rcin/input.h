@@ -2,18 +2,18 @@
 // nothing else of it.
 #pragma once
 
+#include "core/clock.h"
 #include "rcin/frame.h"
 
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace rcin {
 
-inline constexpr std::int64_t never_us = std::numeric_limits<std::int64_t>::max();
+using fieldrelaybox::never_us;
 
 using TakeFrame = std::function<void(const Frame&)>;
 

@@ -5,6 +5,7 @@
 #include "core/exit_status.h"
 #include "core/log.h"
 #include "core/service_manager.h"
+#include "core/signal_sets.h"
 #include "rcin/attachment.h"
 #include "rcin/receiver.h"
 #include "rcin/start.h"
@@ -16,7 +17,6 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
-#include <initializer_list>
 #include <optional>
 #include <poll.h>
 #include <span>
@@ -48,11 +48,7 @@ struct Loop {
 // Readable when a signal asks the process to end; -1, with errno, when there is none to be had.
 int open_end_signals() {
     signal(SIGPIPE, SIG_IGN);
-    sigset_t followed;
-    sigemptyset(&followed);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP})
-        sigaddset(&followed, number);
-    sigprocmask(SIG_BLOCK, &followed, nullptr);
+    const sigset_t followed = fieldrelaybox::hold_back_signals({SIGTERM, SIGINT, SIGHUP});
     return signalfd(-1, &followed, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 

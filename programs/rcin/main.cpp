@@ -2,6 +2,7 @@
 #include "config/program_version.h"
 #include "core/exit_status.h"
 #include "core/log.h"
+#include "core/signal_sets.h"
 #include "core/word_table.h"
 #include "rcin/calibration_file.h"
 #include "rcin/devices.h"
@@ -12,7 +13,6 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
-#include <initializer_list>
 #include <span>
 #include <string_view>
 #include <sys/prctl.h>
@@ -62,11 +62,7 @@ void be_called(const char* name) {
 
 // Once begun it is carried through: a partition that is left unmounted hides the settings.
 void hold_back_end_signals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGTERM, SIGINT})
-        sigaddset(&signals, number);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    fieldrelaybox::hold_back_signals({SIGTERM, SIGINT});
 }
 
 int store_calibration() {

@@ -2,6 +2,7 @@
 
 #include "core/clock.h"
 #include "core/exit_status.h"
+#include "core/signal_sets.h"
 #include "fieldrelaybox/shared_memory.h"
 #include "rcin/show_text.h"
 
@@ -105,11 +106,7 @@ int show_until(const sigset_t& signals, Watched& watched, bool is_screen) {
 } // namespace
 
 int show_channels() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        sigaddset(&signals, signal);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    const sigset_t signals = fieldrelaybox::hold_back_signals({SIGINT, SIGTERM, SIGHUP});
     if (!copy_status_block())
         return tell_no_block();
     Watched watched;

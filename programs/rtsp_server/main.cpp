@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <glib-unix.h>
 #include <optional>
 #include <span>
@@ -49,24 +50,21 @@ void fail(void* run) {
     g_main_loop_quit(static_cast<Run*>(run)->loop);
 }
 
+// Does not return once it serves.
 int serve(std::uint16_t port) {
     gst_init(nullptr, nullptr);
-    rtsp_server::Server server = rtsp_server::start_server(port);
-    if (server.rtsp == nullptr)
+    if (!rtsp_server::start_server(port))
         return exit_unable;
     Run run{.loop = g_main_loop_new(nullptr, FALSE), .status = 0};
     g_unix_signal_add(SIGTERM, end_run, run.loop);
     g_unix_signal_add(SIGINT, end_run, run.loop);
     rtsp_server::PictureSource source{.pipeline = nullptr, .failed = fail, .user = &run};
-    if (rtsp_server::start_picture_source(source, rtsp_server::show_picture)) {
+    if (rtsp_server::start_picture_source(source, rtsp_server::show_picture))
         g_main_loop_run(run.loop);
-        rtsp_server::stop_picture_source(source);
-    } else {
+    else
         run.status = exit_unable;
-    }
-    rtsp_server::stop_server(server);
-    g_main_loop_unref(run.loop);
-    return run.status;
+    // The players' threads run to the end: they may be letting go of what exit() would destroy.
+    std::_Exit(run.status);
 }
 
 } // namespace

@@ -87,9 +87,4 @@ bool start_picture_source(PictureSource& source, TakePicture take) {
     return true;
 }
 
-void stop_picture_source(PictureSource& source) {
-    gst_element_set_state(source.pipeline, GST_STATE_NULL);
-    gst_clear_object(&source.pipeline);
-}
-
 } // namespace rtsp_server

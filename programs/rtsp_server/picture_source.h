@@ -18,11 +18,9 @@ struct PictureSource {
     void* user;
 };
 
-// Reads until stop_picture_source is called; from bytes that are no picture it recovers by itself.
-// False when GStreamer lacks an element. `failed` is called when the port cannot be had. Either way
-// the reason was printed. The record has to stay where it is.
+// Reads as long as the program lasts; from bytes that are no picture it recovers by itself. False
+// when GStreamer lacks an element. `failed` is called when the port cannot be had. Either way the
+// reason was printed. The record has to stay where it is.
 bool start_picture_source(PictureSource& source, TakePicture take);
-
-void stop_picture_source(PictureSource& source);
 
 } // namespace rtsp_server

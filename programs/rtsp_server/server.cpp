@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <gst/rtsp-server/rtsp-server.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <string>
@@ -103,45 +104,34 @@ gboolean admit(GSocket* entrance, GIOCondition condition, gpointer user) {
     return G_SOURCE_CONTINUE;
 }
 
-GSource* open_entrance(GstRTSPServer* server, std::uint16_t port) {
+bool open_entrance(GstRTSPServer* server, std::uint16_t port) {
     gst_rtsp_server_set_service(server, std::to_string(port).c_str());
     GError* fault = nullptr;
     GSocket* socket = gst_rtsp_server_create_socket(server, nullptr, &fault);
     if (socket == nullptr) {
         std::fprintf(stderr, "ERROR: port %d: %s\n", port, fault->message);
         g_clear_error(&fault);
-        return nullptr;
+        return false;
     }
     GSource* entrance = g_socket_create_source(socket, G_IO_IN, nullptr);
     g_object_unref(socket); // the source holds it
     g_source_set_callback(entrance, G_SOURCE_FUNC(admit), server, nullptr);
     g_source_attach(entrance, nullptr);
-    return entrance;
-}
-
-GstRTSPFilterResult let_go(GstRTSPServer* /*server*/, GstRTSPClient* /*client*/,
-                           gpointer /*unused*/) {
-    return GST_RTSP_FILTER_REMOVE;
+    g_source_unref(entrance); // the context holds it
+    return true;
 }
 
 } // namespace
 
-Server start_server(std::uint16_t port) {
-    Server server{.rtsp = gst_rtsp_server_new(), .entrance = nullptr};
-    bound_viewers(server.rtsp);
-    offer_video(server.rtsp);
-    g_signal_connect(server.rtsp, "client-connected", G_CALLBACK(welcome), nullptr);
-    server.entrance = open_entrance(server.rtsp, port);
-    if (server.entrance == nullptr)
-        g_clear_object(&server.rtsp);
-    return server;
-}
-
-void stop_server(Server& server) {
-    g_source_destroy(server.entrance);
-    g_source_unref(server.entrance);
-    gst_rtsp_server_client_filter(server.rtsp, let_go, nullptr);
-    g_clear_object(&server.rtsp);
+bool start_server(std::uint16_t port) {
+    GstRTSPServer* server = gst_rtsp_server_new();
+    bound_viewers(server);
+    offer_video(server);
+    g_signal_connect(server, "client-connected", G_CALLBACK(welcome), nullptr);
+    const bool is_open = open_entrance(server, port);
+    if (!is_open)
+        g_object_unref(server);
+    return is_open;
 }
 
 } // namespace rtsp_server

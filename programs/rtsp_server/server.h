@@ -2,20 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <gst/rtsp-server/rtsp-server.h>
 
 namespace rtsp_server {
 
-struct Server {
-    GstRTSPServer* rtsp; // null when the port cannot be had
-    GSource* entrance;   // where players come in
-};
-
-// Serves rtsp://BOX:port/video on all addresses, from the main context on. Prints the reason when
-// it cannot.
-Server start_server(std::uint16_t port);
-
-// Says good-bye to all players.
-void stop_server(Server& server);
+// Serves rtsp://BOX:port/video on all addresses, from the main context and threads of its own, as
+// long as the program lasts. Prints the reason when it cannot.
+bool start_server(std::uint16_t port);
 
 } // namespace rtsp_server

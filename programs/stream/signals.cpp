@@ -1,6 +1,7 @@
 #include "stream/signals.h"
 
-#include <initializer_list>
+#include "core/signal_sets.h"
+
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -8,11 +9,8 @@ namespace stream {
 
 int open_signals(sigset_t& caller_mask) {
     signal(SIGPIPE, SIG_IGN);
-    sigset_t followed;
-    sigemptyset(&followed);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGCHLD})
-        sigaddset(&followed, number);
-    sigprocmask(SIG_BLOCK, &followed, &caller_mask);
+    const sigset_t followed =
+        fieldrelaybox::hold_back_signals({SIGTERM, SIGINT, SIGHUP, SIGCHLD}, &caller_mask);
     return signalfd(-1, &followed, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 
 namespace fieldrelaybox {
@@ -65,6 +66,9 @@ template<class Condition> bool wait_for_condition(int time_limit_ms, Condition&&
 // Waits on the monotonic clock without giving up the processor. For pauses of a few microseconds
 // on the media path, where a sleep costs four times the pause in timer slack and wake-up.
 void spin_us(std::int64_t microseconds);
+
+// A time in microseconds that no clock reaches.
+inline constexpr std::int64_t never_us = std::numeric_limits<std::int64_t>::max();
 
 // A clock that only goes forward and does not count time in suspend, for steady schedules.
 std::int64_t monotonic_us();

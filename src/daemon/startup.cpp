@@ -3,6 +3,7 @@
 #include "config/config_record.h"
 #include "config/config_start.h"
 #include "config/own_inputs.h"
+#include "config/program_version.h"
 #include "config/setting_updates.h"
 #include "control/control_server.h"
 #include "control/process_end.h"
@@ -21,10 +22,8 @@
 #include "media/media_sources.h"
 #include "media/relay.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <unistd.h>
@@ -35,19 +34,12 @@ namespace {
 
 constexpr int governor_time_limit_ms = 2000;
 
-std::string version_text(const char* prefix) {
-    std::array<char, sizeof ConfigRecord::version> text{};
-    std::snprintf(text.data(), text.size(), "%s%d.%d.%d", prefix, daemon_version.major,
-                  daemon_version.minor, daemon_version.patch);
-    return text.data();
-}
-
 void stamp_identity() {
     StatusBlock& block = status_block();
     block = StatusBlock{}; // every byte of it has a name
     store<std::uint8_t>(block.daemon_started, 1);
     copy_text(block.product_name, "Fieldrelaybox");
-    copy_text(block.version_text, version_text("v."));
+    copy_text(block.version_text, "v." + version_text());
 }
 
 // Another daemon whose status block was removed is known by this alone.
@@ -91,7 +83,7 @@ int run_daemon() {
     if (!open_statistics()) // before anything is counted
         log_error("cannot keep the statistics in shared memory %s: %s",
                   FIELDRELAYBOX_STATISTICS_NAME, std::strerror(errno));
-    print_own_line("\033[1;37mFieldrelaybox " + version_text("v.") + "\033[0m");
+    print_own_line("\033[1;37mFieldrelaybox v." + version_text() + "\033[0m");
     if (!init_config_record())
         return exit_unable;
     Supervisor supervisor{.pass_count = 0, .mirror = open_config_mirror()};
@@ -99,7 +91,7 @@ int run_daemon() {
         return exit_unable;
     follow_late_settings();
     mirror_settings_at_start(); // overlays read these without opening the settings
-    store_text(config_record().version, version_text(""));
+    store_text(config_record().version, version_text());
     start_services();
     announce_ready();
     // Field cameras stutter when the processor clock changes under load.

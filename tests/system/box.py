@@ -213,13 +213,44 @@ class StandIns:
         return [line for line in lines if not tools or line.split()[0] in tools]
 
 
-class Box:
+class Program:
+    """One that runs in a directory of its own until it ends."""
+
+    process: subprocess.Popen[bytes]
+    printed: Lines
+    log: Lines
+
+    def __init__(self) -> None:
+        self._home = tempfile.TemporaryDirectory(prefix="box.", dir="/run")
+        self.directory = Path(self._home.name)
+
+    def follow(self, process: subprocess.Popen[bytes]) -> None:
+        assert process.stdout and process.stderr
+        self.process = process
+        self.printed, self.log = Lines(process.stdout), Lines(process.stderr)
+
+    def await_exit(self) -> int:
+        """The exit status; for one that ends by itself."""
+        try:
+            self.process.wait(TIMEOUT)
+        finally:
+            self.process.kill()
+            self.process.wait()
+            self.log.join()
+            self.printed.join()
+            self._home.cleanup()
+        reports = [line for line in self.log.lines if any(word in line for word in SANITIZER_WORDS)]
+        if reports:
+            raise AssertionError("\n".join(self.log.lines[-200:]))
+        return self.process.returncode
+
+
+class Box(Program):
     """One daemon in a fresh directory that is laid out like the install directory."""
 
     def __init__(self, settings: str | bytes | None = "") -> None:
-        self._home = tempfile.TemporaryDirectory(prefix="box.", dir="/run")
+        super().__init__()
         self.idle_threads = 0
-        self.directory = Path(self._home.name)
         self.stand_ins = StandIns(self.directory / "stand-ins")
         for name in ("bin/wlanstatus", "scripts/hdmi-change.sh", "scripts/hdmi-mode.sh",
                      "scripts/audio-change.sh", "scripts/audio-volume.sh", "scripts/audio-gain.sh"):
@@ -241,11 +272,8 @@ class Box:
     def launch(self, *prefix: str, **variables: str) -> None:
         environment = dict(os.environ, STANDIN_LOG=str(self.stand_ins.log),
                            STANDIN_DIR=str(self.stand_ins.directory), **variables)
-        self.process = subprocess.Popen([*prefix, *RUNNER, DAEMON], cwd=self.directory, env=environment,
-                                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                        stderr=subprocess.PIPE)
-        assert self.process.stdout and self.process.stderr
-        self.printed, self.log = Lines(self.process.stdout), Lines(self.process.stderr)
+        self.follow(subprocess.Popen([*prefix, *RUNNER, DAEMON], cwd=self.directory, env=environment,
+                                     stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE))
 
     def run(self, *arguments: str) -> tuple[int, str, str]:
         """Status, output and log of another daemon in the same directory, which has to end."""
@@ -271,21 +299,6 @@ class Box:
         if not alive:
             raise AssertionError(f"the daemon ended by itself ({self.process.returncode}):\n"
                                  + "\n".join(self.log.lines[-60:]))
-
-    def await_exit(self) -> int:
-        """The exit status; for a daemon that ends by itself."""
-        try:
-            self.process.wait(TIMEOUT)
-        finally:
-            self.process.kill()
-            self.process.wait()
-            self.log.join()
-            self.printed.join()
-            self._home.cleanup()
-        reports = [line for line in self.log.lines if any(word in line for word in SANITIZER_WORDS)]
-        if reports:
-            raise AssertionError("\n".join(self.log.lines[-200:]))
-        return self.process.returncode
 
     def await_pass(self) -> None:
         """Return behind a supervisor pass that began after the call, mirror copy included."""

@@ -249,7 +249,7 @@ class Guards(unittest.TestCase):
 
     @unittest.skipUnless(MEMORY_IS_ITS_OWN, "the limits are those of the daemon alone")
     def test_a_service_that_cannot_run_ends_the_daemon(self) -> None:
-        missed = set()
+        missed: set[str] = set()
         for kilobytes in range(16_000, 100_000, 4_000):
             box = Box()
             box.launch("sh", "-c", f'ulimit -s 8192; ulimit -v {kilobytes}; exec "$0"')
@@ -259,7 +259,11 @@ class Guards(unittest.TestCase):
                 box.stop()
                 continue
             self.assertEqual(box.await_exit(), 1, box.log.lines)
-            missed.add(box.log.lines[-1].removeprefix(CANNOT_DO_WITHOUT))
+            # Other threads, that start meanwhile, may have the last word.
+            told = {line.removeprefix(CANNOT_DO_WITHOUT) for line in box.log.lines
+                    if line.startswith(CANNOT_DO_WITHOUT)}
+            self.assertTrue(told, box.log.lines)
+            missed |= told
         self.assertEqual(missed, SERVICES)
 
     def test_closed_standard_streams_take_nothing_of_the_regions(self) -> None:
@@ -280,6 +284,8 @@ class Guards(unittest.TestCase):
 
     def test_taken_ports_are_had_once_they_are_free(self) -> None:
         ports = sorted(set(PORTS) - {app_protocol.PORT})
+        # What the daemon before started may have its sockets until it is another program.
+        wait_until(lambda: not set(ports) & bound_ports(), "the ports are free")
         taken = [Receiver(port) for port in ports]
         box = Box()
         box.launch()

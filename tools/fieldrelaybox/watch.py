@@ -125,8 +125,8 @@ class ScreenView:
 
     REDRAW_EVERY = 0.1
 
-    def __init__(self, out: TextIO) -> None:
-        self._out = out
+    def __init__(self, out: TextIO, headline: str) -> None:
+        self._out, self._headline = out, [headline] if headline else []
         self._lines: dict[str, str] = {}
         self._notes: list[str] = []
         self._height = 0
@@ -153,7 +153,8 @@ class ScreenView:
             return
         self._drawn_at = now
         width = shutil.get_terminal_size().columns
-        lines = [f"{name:>13}  {text}"[:width - 1] for name, text in sorted(self._lines.items())]
+        topics = [f"{name:>13}  {text}" for name, text in sorted(self._lines.items())]
+        lines = [line[:width - 1] for line in self._headline + topics]
         up = f"\033[{self._height}A" if self._height else ""
         notes, self._notes = self._notes, []
         drawn = "".join(f"\r{line}\033[K\n" for line in notes + lines)
@@ -165,7 +166,7 @@ class ScreenView:
 View = JsonView | LineView | ScreenView
 
 
-def choose_view(out: TextIO, as_json: bool, pace: float) -> View:
+def choose_view(out: TextIO, as_json: bool, pace: float, headline: str = "") -> View:
     if as_json:
         return JsonView(out)
-    return ScreenView(out) if out.isatty() else LineView(out, pace)
+    return ScreenView(out, headline) if out.isatty() else LineView(out, pace)

@@ -1,0 +1,109 @@
+#include "panel/passwords.h"
+
+#include "core/log.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <crypt.h>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace panel {
+namespace {
+
+using fieldrelaybox::log_error;
+
+std::string crypted(const std::string& password, const std::string& setting) {
+    const auto data = std::make_unique<crypt_data>();
+    const char* const hash =
+        crypt_rn(password.c_str(), setting.c_str(), data.get(), sizeof(crypt_data));
+    return hash == nullptr ? std::string() : hash;
+}
+
+// A small board has other things to do: less than the usual cost.
+std::string hash_of(const std::string& password) {
+    constexpr unsigned long cost = 3;
+    std::array<char, CRYPT_GENSALT_OUTPUT_SIZE> setting{};
+    const int size = static_cast<int>(setting.size());
+    if (crypt_gensalt_rn("$y$", cost, nullptr, 0, setting.data(), size) == nullptr)
+        return {};
+    return crypted(password, setting.data());
+}
+
+bool fail_to_store(const std::string& file) {
+    log_error("cannot write the password file %s: %s", file.c_str(), std::strerror(errno));
+    return false;
+}
+
+bool write_whole(int descriptor, const std::string& text) {
+    return write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
+           fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 && fsync(descriptor) == 0;
+}
+
+// Under another name first: whoever reads meanwhile finds the old one or the new one, whole.
+bool replace_file(const std::string& file, const std::string& text) {
+    std::string fresh = file + ".XXXXXX";
+    const int descriptor = mkostemp(fresh.data(), O_CLOEXEC);
+    if (descriptor < 0)
+        return fail_to_store(file);
+    const bool written = write_whole(descriptor, text);
+    close(descriptor);
+    if (written && rename(fresh.c_str(), file.c_str()) == 0)
+        return true;
+    fail_to_store(file);
+    unlink(fresh.c_str());
+    return false;
+}
+
+} // namespace
+
+bool store_password(const std::string& file, std::string_view password) {
+    if (password.size() < shortest_password || password.size() > longest_password) {
+        log_error("a password has %zu to %zu characters", shortest_password, longest_password);
+        return false;
+    }
+    const std::string hash = hash_of(std::string(password));
+    if (hash.empty()) {
+        log_error("the password cannot be hashed: %s", std::strerror(errno));
+        return false;
+    }
+    return replace_file(file, hash + "\n");
+}
+
+std::string read_password_hash(const std::string& file) {
+    std::array<char, CRYPT_OUTPUT_SIZE + 2> text{};
+    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    const ssize_t count = descriptor < 0 ? -1 : read(descriptor, text.data(), text.size() - 1);
+    const int fault = errno;
+    if (descriptor >= 0)
+        close(descriptor);
+    std::string hash(text.data());
+    hash.erase(std::min(hash.find('\n'), hash.size()));
+    if (count >= 0 && !hash.empty() && crypt_checksalt(hash.c_str()) != CRYPT_SALT_INVALID)
+        return hash;
+    log_error("cannot read the password file %s: %s (--set-password writes one)", file.c_str(),
+              count < 0 ? std::strerror(fault) : "it holds no hash");
+    return {};
+}
+
+bool is_password(const std::string& hash, std::string_view password) {
+    const bool fits =
+        password.size() <= longest_password && password.find('\0') == std::string_view::npos;
+    const std::string given = crypted(fits ? std::string(password) : std::string(), hash);
+    return !given.empty() && fits && is_same_text(given, hash);
+}
+
+bool is_same_text(std::string_view a, std::string_view b) {
+    unsigned difference = a.size() == b.size() ? 0 : 1;
+    for (std::size_t i = 0; i < std::min(a.size(), b.size()); i++)
+        difference |= static_cast<unsigned>(a[i] ^ b[i]);
+    return difference == 0;
+}
+
+} // namespace panel
