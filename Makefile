@@ -41,7 +41,7 @@ run: build
 	@tools/run_demo.sh build/$(PRESET)/fieldrelaybox $(if $(RC),--rc $(RC))
 
 test: build-tests
-	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(TEST_JOBS)
+	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(TEST_JOBS) $(TEST_OPTIONS)
 
 test-browser: build-tests
 	@scripts/install_dependencies.sh browser
