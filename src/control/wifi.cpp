@@ -7,6 +7,7 @@
 
 #include <cJSON.h>
 #include <memory>
+#include <thread>
 
 namespace fieldrelaybox {
 
@@ -14,14 +15,18 @@ namespace {
 
 constexpr std::size_t longest_tool_line = 1022;
 
-// Runs "before interface_name after" and hands out its lines.
-void ask_tool(std::string_view before, const std::string& interface_name, std::string_view after,
-              const std::function<void(std::string_view)>& on_line) {
+constexpr std::chrono::milliseconds pause_of_busy_radio{500};
+
+// Runs "before interface_name after" and hands out its lines. Returns its exit status, -1 when
+// there is none.
+int ask_tool(std::string_view before, const std::string& interface_name, std::string_view after,
+             const std::function<void(std::string_view)>& on_line,
+             int time_limit_ms = tool_time_limit_ms) {
     if (!is_shell_safe_name(interface_name))
-        return;
+        return -1;
     const std::string command =
         std::string(before) + ' ' + interface_name + ' ' + std::string(after);
-    query_shell_command(command.c_str(), longest_tool_line, tool_time_limit_ms, on_line);
+    return query_shell_command(command.c_str(), longest_tool_line, time_limit_ms, on_line);
 }
 
 // Appends entry behind a comma if the whole of it fits.
@@ -52,13 +57,27 @@ std::optional<std::string_view> network_name(std::string_view line) {
 } // namespace
 
 std::string scan_networks(const std::string& interface_name, std::size_t longest_list) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end = Clock::now() + std::chrono::milliseconds(tool_time_limit_ms);
     std::string list;
     bool first = true;
-    ask_tool("iwlist", interface_name, "scan 2>/dev/null", [&](std::string_view line) {
-        if (const auto name = network_name(line))
-            append_entry(list, first, *name, longest_list);
-    });
-    return list;
+    while (true) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+        const int status = ask_tool(
+            "iwlist", interface_name, "scan 2>/dev/null",
+            [&](std::string_view line) {
+                if (const auto name = network_name(line))
+                    append_entry(list, first, *name, longest_list);
+            },
+            static_cast<int>(left.count()));
+        if (status <= 0 || !first)
+            return list;
+        if (Clock::now() + pause_of_busy_radio >= end) {
+            log_warning("no scan of %s: its radio is busy, off or missing", interface_name.c_str());
+            return list;
+        }
+        std::this_thread::sleep_for(pause_of_busy_radio);
+    }
 }
 
 std::string station_ssid(const std::string& interface_name) {

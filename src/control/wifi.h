@@ -16,7 +16,8 @@ inline constexpr int tool_time_limit_ms = 10'000;
 
 // The network names in reach of the interface in the order of the scan, separated by commas. A
 // hidden network is an empty name; names are neither escaped nor made unique. What exceeds
-// longest_list characters is left out name by name. Takes several seconds.
+// longest_list characters is left out name by name. A radio that something else scans with is asked
+// again; one that gives no answer within tool_time_limit_ms is logged. Takes several seconds.
 std::string scan_networks(const std::string& interface_name, std::size_t longest_list);
 
 // The network that the interface has joined as wpa_cli reports it, with the line end, at most 39

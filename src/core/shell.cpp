@@ -165,24 +165,22 @@ int run_shell_command(const char* command, int time_limit_ms) {
     return child < 0 ? -1 : wait_or_kill(child, deadline, command);
 }
 
-bool query_shell_command(const char* command, std::size_t line_limit, int time_limit_ms,
-                         const std::function<void(std::string_view)>& on_line) {
+int query_shell_command(const char* command, std::size_t line_limit, int time_limit_ms,
+                        const std::function<void(std::string_view)>& on_line) {
     const auto deadline = Clock::now() + std::chrono::milliseconds(time_limit_ms);
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
-        return false;
+        return -1;
     const pid_t child = start_shell(command, ends[1], true);
     close(ends[1]);
-    bool finished = false;
+    int status = -1;
     if (child > 0) {
         // A tool can hang with its output open or closed.
         const bool read_all = read_lines(ends[0], line_limit, deadline, on_line);
-        const int status =
-            read_all ? wait_or_kill(child, deadline, command) : give_up(child, command);
-        finished = status >= 0;
+        status = read_all ? wait_or_kill(child, deadline, command) : give_up(child, command);
     }
     close(ends[0]);
-    return finished;
+    return status;
 }
 
 } // namespace fieldrelaybox

@@ -22,9 +22,9 @@ int run_shell_command(const char* command, int time_limit_ms);
 
 // Runs command and hands its standard output line by line to on_line, each with its line feed;
 // lines longer than line_limit characters come in pieces of that size. A command that takes longer
-// than time_limit_ms is killed together with its children. Returns false when the command could not
-// be started or took too long; lines that came before are handed out all the same.
-bool query_shell_command(const char* command, std::size_t line_limit, int time_limit_ms,
-                         const std::function<void(std::string_view)>& on_line);
+// than time_limit_ms is killed together with its children; lines that came before are handed out
+// all the same. Returns what run_shell_command does.
+int query_shell_command(const char* command, std::size_t line_limit, int time_limit_ms,
+                        const std::function<void(std::string_view)>& on_line);
 
 } // namespace fieldrelaybox

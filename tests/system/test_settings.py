@@ -215,6 +215,22 @@ class Commands(BoxTestCase):
         self.assertEqual(self.box.stand_ins.runs("iwlist")[before:],
                          ["iwlist wifi0 scan", "iwlist wlan0 scan"])
 
+    def test_a_radio_that_is_busy_is_asked_again(self) -> None:
+        stand_ins, asked = self.box.stand_ins, len(self.box.stand_ins.runs("iwlist"))
+        for busy_for_good in (False, True):
+            start = len(self.box.log.lines)
+            stand_ins.answer("iwlist", 255)
+            self.listener.command(cmd="wlan", param="scan", value="1")
+            wait_until(lambda: len(stand_ins.runs("iwlist")) > asked + 1, "it is asked again")
+            if not busy_for_good:
+                stand_ins.answer("iwlist", 0, 'ESSID:"free"\n')
+            got = self.listener.message(lambda one: app_protocol.is_json(one.payload)).payload
+            self.assertEqual(json.loads(got.rstrip(b"\0"))["value"], "" if busy_for_good else "free")
+            asked = len(stand_ins.runs("iwlist"))
+            self.box.log.wait_for("scan results: ", start, whole=False)
+            told = [line for line in self.box.log.lines[start:] if "busy" in line]
+            self.assertEqual(told, ["no scan of wifi0: its radio is busy, off or missing"] * busy_for_good)
+
     def test_commands_that_hang_are_bounded(self) -> None:
         """Nobody is shut out by scans and scripts that take long; whoever asks shares an answer."""
         self.finish_commands()

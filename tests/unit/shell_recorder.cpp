@@ -51,16 +51,16 @@ int run_shell_command(const char* command, int /*time_limit_ms*/) {
     return 0;
 }
 
-bool query_shell_command(const char* command, std::size_t line_limit, int /*time_limit_ms*/,
-                         const std::function<void(std::string_view)>& on_line) {
+int query_shell_command(const char* command, std::size_t line_limit, int /*time_limit_ms*/,
+                        const std::function<void(std::string_view)>& on_line) {
     shell_recorder::record(command);
     const auto output = shell_recorder::outputs.find(command);
     if (output == shell_recorder::outputs.end())
-        return true;
+        return 0;
     std::istringstream lines(output->second);
     for (std::string line; std::getline(lines, line);)
         on_line((line + (lines.eof() ? "" : "\n")).substr(0, line_limit));
-    return true;
+    return 0;
 }
 
 } // namespace fieldrelaybox

@@ -15,10 +15,10 @@ using namespace fieldrelaybox;
 namespace {
 
 std::vector<std::string> query(const char* command, std::size_t limit, int time_limit_ms,
-                               bool& finished) {
+                               int& status) {
     std::vector<std::string> lines;
-    finished = query_shell_command(command, limit, time_limit_ms,
-                                   [&](std::string_view line) { lines.emplace_back(line); });
+    status = query_shell_command(command, limit, time_limit_ms,
+                                 [&](std::string_view line) { lines.emplace_back(line); });
     return lines;
 }
 
@@ -29,21 +29,21 @@ TEST(Shell, tells_the_exit_status) {
 }
 
 TEST(Shell, hands_out_lines_and_pieces) {
-    bool finished = false;
-    EXPECT_EQ(query("printf 'ab\\nabcdefg\\n\\nlast'", 5, 10000, finished),
+    int status = -1;
+    EXPECT_EQ(query("printf 'ab\\nabcdefg\\n\\nlast'; exit 3", 5, 10000, status),
               (std::vector<std::string>{"ab\n", "abcde", "fg\n", "\n", "last"}));
-    EXPECT_TRUE(finished);
+    EXPECT_EQ(status, 3);
 }
 
 TEST(Shell, gives_up_on_a_command_that_hangs_and_on_its_children) {
-    bool finished = true;
+    int status = 0;
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(query("echo first; sleep 30 | cat", 100, 200, finished),
+    EXPECT_EQ(query("echo first; sleep 30 | cat", 100, 200, status),
               std::vector<std::string>{"first\n"});
-    EXPECT_FALSE(finished);
-    EXPECT_EQ(query("echo first; exec >&-; sleep 30", 100, 200, finished),
+    EXPECT_EQ(status, -1);
+    EXPECT_EQ(query("echo first; exec >&-; sleep 30", 100, 200, status),
               std::vector<std::string>{"first\n"});
-    EXPECT_FALSE(finished);
+    EXPECT_EQ(status, -1);
     EXPECT_EQ(run_shell_command("sleep 30 | cat", 200), -1);
     EXPECT_EQ(run_shell_command("exit 7", 10000), 7);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
@@ -55,10 +55,10 @@ TEST(Shell, goes_on_waiting_for_output_when_a_signal_came) {
     ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
     const itimerval once{.it_interval = {}, .it_value = {.tv_sec = 0, .tv_usec = 50'000}};
     ASSERT_EQ(setitimer(ITIMER_REAL, &once, nullptr), 0);
-    bool finished = false;
-    EXPECT_EQ(query("sleep 0.1; echo late", 100, 10000, finished),
+    int status = -1;
+    EXPECT_EQ(query("sleep 0.1; echo late", 100, 10000, status),
               std::vector<std::string>{"late\n"});
-    EXPECT_TRUE(finished);
+    EXPECT_EQ(status, 0);
 }
 
 TEST(Clock, milliseconds_are_those_of_the_real_time_clock) {
