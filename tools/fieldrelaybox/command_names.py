@@ -1,7 +1,7 @@
 """What a frame from the box says, by name.
 
-Written from the description of the wire format, never from the code that builds the frames, so
-that a frame which comes out under another name, or with a complaint, shows a mistake in one.
+Written from what a camera takes on the wire, never from the code that builds the frames, so that
+a frame which comes out under another name, or with a complaint, shows a mistake in one.
 """
 
 from __future__ import annotations
