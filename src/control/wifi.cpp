@@ -70,9 +70,9 @@ std::string scan_networks(const std::string& interface_name, std::size_t longest
                     append_entry(list, first, *name, longest_list);
             },
             static_cast<int>(left.count()));
-        if (status <= 0 || !first)
+        if (status == 0 || !first)
             return list;
-        if (Clock::now() + pause_of_busy_radio >= end) {
+        if (status < 0 || Clock::now() + pause_of_busy_radio >= end) {
             log_warning("no scan of %s: its radio is busy, off or missing", interface_name.c_str());
             return list;
         }
