@@ -61,7 +61,7 @@ bench: build-tests
 	@bench/run.sh
 
 bench-panel: build
-	@FIELDRELAYBOX_PROGRAMS=$(CURDIR)/build/$(PRESET) tools/sandbox.sh bench/panel_load.py $(if $(MINUTES),--minutes $(MINUTES))
+	@FIELDRELAYBOX_DAEMON=$(CURDIR)/build/$(PRESET)/fieldrelaybox FIELDRELAYBOX_PROGRAMS=$(CURDIR)/build/$(PRESET) tools/sandbox.sh bench/panel_load.py $(if $(MINUTES),--minutes $(MINUTES))
 
 build-fuzz:
 	@scripts/install_dependencies.sh build fuzz
