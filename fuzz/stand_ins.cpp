@@ -56,15 +56,15 @@ int run_shell_command(const char* /*command*/, int /*time_limit_ms*/) {
     return 0;
 }
 
-bool query_shell_command(const char* /*command*/, std::size_t line_limit, int /*time_limit_ms*/,
-                         const std::function<void(std::string_view)>& on_line) {
+int query_shell_command(const char* /*command*/, std::size_t line_limit, int /*time_limit_ms*/,
+                        const std::function<void(std::string_view)>& on_line) {
     for (std::string_view rest = tool_output; !rest.empty();) {
         const std::size_t line = std::min(rest.find('\n'), rest.size() - 1) + 1;
         const std::size_t length = std::min(line, line_limit);
         on_line(rest.substr(0, length));
         rest.remove_prefix(length);
     }
-    return true;
+    return 0;
 }
 
 } // namespace fieldrelaybox
