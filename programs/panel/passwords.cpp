@@ -1,16 +1,15 @@
 #include "panel/passwords.h"
 
+#include "config/whole_files.h"
 #include "core/log.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <crypt.h>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
-#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -36,31 +35,6 @@ std::string hash_of(const std::string& password) {
     return crypted(password, setting.data());
 }
 
-bool fail_to_store(const std::string& file) {
-    log_error("cannot write the password file %s: %s", file.c_str(), std::strerror(errno));
-    return false;
-}
-
-bool write_whole(int descriptor, const std::string& text) {
-    return write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
-           fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 && fsync(descriptor) == 0;
-}
-
-// Under another name first: whoever reads meanwhile finds the old one or the new one, whole.
-bool replace_file(const std::string& file, const std::string& text) {
-    std::string fresh = file + ".XXXXXX";
-    const int descriptor = mkostemp(fresh.data(), O_CLOEXEC);
-    if (descriptor < 0)
-        return fail_to_store(file);
-    const bool written = write_whole(descriptor, text);
-    close(descriptor);
-    if (written && rename(fresh.c_str(), file.c_str()) == 0)
-        return true;
-    fail_to_store(file);
-    unlink(fresh.c_str());
-    return false;
-}
-
 } // namespace
 
 bool store_password(const std::string& file, std::string_view password) {
@@ -73,7 +47,10 @@ bool store_password(const std::string& file, std::string_view password) {
         log_error("the password cannot be hashed: %s", std::strerror(errno));
         return false;
     }
-    return replace_file(file, hash + "\n");
+    const fieldrelaybox::Failure failure = fieldrelaybox::replace_private_file(file, hash + "\n");
+    if (!failure.empty())
+        log_error("the password is not stored: %s", failure.c_str());
+    return failure.empty();
 }
 
 std::string read_password_hash(const std::string& file) {

@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -77,6 +78,22 @@ Failure write_file_or_none(const std::string& path, const std::string& text) {
     Failure failure = fill(file, path, text);
     if (!failure.empty())
         unlink(path.c_str());
+    return failure;
+}
+
+Failure replace_private_file(const std::string& path, const std::string& text) {
+    std::string fresh = path + ".XXXXXX";
+    const int file = mkostemp(fresh.data(), O_CLOEXEC);
+    if (file < 0)
+        return failure_of("open", path);
+    Failure failure = write_at_once(file, text) ? "" : failure_of("write", path);
+    close(file);
+    if (failure.empty())
+        failure = rename_file(fresh, path);
+    if (failure.empty())
+        sync_directory(path);
+    else
+        unlink(fresh.c_str());
     return failure;
 }
 

@@ -19,6 +19,10 @@ Failure write_file(const std::string& path, const std::string& text);
 // The same, but what cannot be written whole is removed.
 Failure write_file_or_none(const std::string& path, const std::string& text);
 
+// Puts a file of mode 0600 with this text in the place of path, under another name first: whoever
+// reads meanwhile finds the old one or the new one, whole. On the medium when it returns.
+Failure replace_private_file(const std::string& path, const std::string& text);
+
 // Puts one file in the place of another at once.
 Failure rename_file(const std::string& from, const std::string& to);
 
