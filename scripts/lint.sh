@@ -42,3 +42,6 @@ git ls-files '*.sh' .ci/run | xargs shellcheck --external-sources --source-path=
 
 echo "python"
 git ls-files '*.py' | xargs python3 -m py_compile
+
+echo "faults that tests must catch: each can be planted"
+scripts/mutants.py --check

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Plants one fault at a time in a copy of this tree and tells which of them no test catches.
 
-    mutants.py [--list] [WORD...]
+    mutants.py [--list | --check] [WORD...]
 
 Only the faults whose title or file has one of the words, otherwise all. tests/mutants/faults.toml tells how one is
 written. The exit status is 1 when a fault survives, can no longer be planted or does not build, or
-when its tests fail without it. The tree itself is left alone; the copy is build/mutants.
+when its tests fail without it; --check only looks whether each can be planted. The tree itself is left alone; the copy is build/mutants.
 """
 
 from __future__ import annotations
@@ -75,13 +75,34 @@ def pattern(text: str) -> re.Pattern[str]:
     return re.compile(r"\s+".join(re.escape(word) for word in text.split()))
 
 
-def verdict(fault: dict) -> str:
-    """Empty when a test catches it."""
-    path = TREE / fault["file"]
+def plant(fault: dict, path: Path) -> str:
+    """The text of the file with the fault."""
     text = path.read_text() if path.exists() else ""
     planted, places = pattern(fault["old"]).subn(lambda _: fault["new"], text)
     if places != 1:
-        return f"cannot be planted: the text is there {places} times"
+        raise ValueError(f"cannot be planted: the text is there {places} times")
+    return planted
+
+
+def check(faults: list[dict]) -> int:
+    status = 0
+    for fault in faults:
+        try:
+            plant(fault, ROOT / fault["file"])
+        except ValueError as why:
+            print(f"{fault['title']}: {why}")
+            status = 1
+    return status
+
+
+def verdict(fault: dict) -> str:
+    """Empty when a test catches it."""
+    path = TREE / fault["file"]
+    try:
+        planted = plant(fault, path)
+    except ValueError as why:
+        return str(why)
+    text = path.read_text()
     path.write_text(planted)
     try:
         if told := build(*set().union(*map(programs_of, fault["tests"]))):
@@ -104,13 +125,15 @@ def broken_tests(faults: list[dict]) -> list[str]:
 
 
 def main(arguments: list[str]) -> int:
-    words = [word for word in arguments if word != "--list"]
+    words = [word for word in arguments if word not in ("--list", "--check")]
     faults = tomllib.loads((ROOT / "tests/mutants/faults.toml").read_text())["fault"]
     faults = [fault for fault in faults
               if not words or any(word in fault["title"] + fault["file"] for word in words)]
     if "--list" in arguments:
         print(*(fault["title"] for fault in faults), sep="\n")
         return 0
+    if "--check" in arguments:
+        return check(faults)
     copy_tree()
     configured = run(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
                       "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0"])

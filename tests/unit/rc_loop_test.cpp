@@ -218,10 +218,12 @@ TEST_F(RcLoopTest, rests_while_nothing_is_left_to_do_until_a_command) {
         begin(begun);
         EXPECT_FALSE(is_at_rest(begun, state));
     }
-    command_alarm.rung = false;
-    queue_command([] { throw std::runtime_error("done by half"); });
-    perform_queued_commands();
-    EXPECT_TRUE(command_alarm.rung);
+    for (auto* const command : {+[] {}, +[] { throw std::runtime_error("done by half"); }}) {
+        command_alarm.rung = false;
+        queue_command(command);
+        perform_queued_commands();
+        EXPECT_TRUE(command_alarm.rung);
+    }
 }
 
 TEST_F(RcLoopTest, position_command_is_not_stopped) {
