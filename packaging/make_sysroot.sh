@@ -76,6 +76,9 @@ for architecture in "${@:2}"; do
     sha256sum --status --check "$directory/made-by" 2>/dev/null && continue
     echo "Unpacking libraries for $architecture into $directory"
     rm -rf "$work/archives"
-    fetch_for "$architecture" >&2
+    fetch_for "$architecture" >&2 || {
+        echo "make_sysroot.sh: cannot fetch the libraries for $architecture; what apt says is above" >&2
+        exit 1
+    }
     unpack_into "$directory"
 done

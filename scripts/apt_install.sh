@@ -43,4 +43,6 @@ for pause in 5 15 30; do
     echo "apt_install.sh: trying again in $pause s" >&2
     sleep "$pause"
 done
-install_missing
+install_missing && exit 0
+echo "apt_install.sh: cannot install$missing; what apt says is above" >&2
+exit 1

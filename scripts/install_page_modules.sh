@@ -23,9 +23,12 @@ if [ -n "${FIELDRELAYBOX_PAGE_MODULES:-}" ]; then
 fi
 
 # Who has no home, as in a sandbox, has a cache here.
-cache=$(npm config get cache 2>/dev/null)
+cache=$(npm config get cache 2>/dev/null) || cache=""
 if ! mkdir -p "$cache" 2>/dev/null || ! [ -w "$cache" ]; then
     export npm_config_cache="$PWD/../build/npm-cache"
 fi
-npm ci --no-progress --loglevel=error
+npm ci --no-progress --loglevel=error || {
+    echo "install_page_modules.sh: cannot fetch what the page is made with; what npm says is above" >&2
+    exit 1
+}
 sha256sum package.json package-lock.json .npmrc >node_modules/.made-by
