@@ -23,29 +23,37 @@ tools=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 panel_port=8080
 pid_file=${XDG_RUNTIME_DIR:-/tmp}/fieldrelaybox-demo.pid
 
-usage() {
-    sed -n '2,/^set/{/^#/s/^# \{0,1\}//p}' "${BASH_SOURCE[0]}"
+refuse() {
+    echo "run_demo: $*, see --help" >&2
     exit 2
 }
 
 # The demo in a private place reads its options from DEMO_... variables.
 parse_options() {
-    if [ $# -eq 0 ] || [ "${1#-}" != "$1" ]; then
-        usage
+    case ${1:-} in
+        --help) sed -n '2,/^set/{/^#/s/^# \{0,1\}//p}' "${BASH_SOURCE[0]}"; exit ;;
+        "" | -*) refuse "the daemon's program comes first, not \"${1:-}\"" ;;
+    esac
+    if ! daemon=$(realpath -e -- "$1" 2>/dev/null) || ! [ -f "$daemon" ] || ! [ -x "$daemon" ]; then
+        refuse "$1 is no program"
     fi
-    daemon=$(realpath -- "$1")
-    [ -x "$daemon" ] || { echo "run_demo: $1 is no program" >&2; exit 2; }
     shift
     while [ $# -gt 0 ]; do
         case $1 in
             --) shift; break ;;
-            --camera-options) DEMO_CAMERA_OPTIONS=${2?} ;;
-            --video) DEMO_VIDEO=${2?} ;;
-            --rc) DEMO_RC=${2?} ;;
-            --panel) panel_port=${2?} ;;
-            --logs) DEMO_LOGS=${2?} ;;
-            --soak) DEMO_SOAK=${2?} ;;
-            *) usage ;;
+            --camera-options | --video | --rc | --panel | --logs | --soak)
+                [ $# -gt 1 ] || refuse "$1 lacks its value" ;;
+            *) refuse "unknown option \"$1\"" ;;
+        esac
+        case $1=$2 in
+            --camera-options=*) DEMO_CAMERA_OPTIONS=$2 ;;
+            --video=test | --video=numbers) DEMO_VIDEO=$2 ;;
+            --rc=keys | --rc=pad) DEMO_RC=$2 ;;
+            --logs=?*) DEMO_LOGS=$2 ;;
+            --panel=*[!0-9]* | --soak=*[!0-9]*) refuse "$1 takes a number, not \"$2\"" ;;
+            --panel=?*) panel_port=$2 ;;
+            --soak=?*) DEMO_SOAK=$2 ;;
+            *) refuse "$1 cannot be \"$2\"" ;;
         esac
         shift 2
     done

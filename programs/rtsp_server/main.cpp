@@ -1,9 +1,12 @@
 // rtsp-server: the camera's picture for any number of players at rtsp://BOX:8554/video.
+#include "config/program_version.h"
 #include "core/exit_status.h"
+#include "core/word_table.h"
 #include "rtsp_server/picture_source.h"
 #include "rtsp_server/server.h"
 #include "rtsp_server/viewers.h"
 
+#include <array>
 #include <charconv>
 #include <csignal>
 #include <cstdint>
@@ -17,7 +20,7 @@
 namespace {
 
 using fieldrelaybox::exit_unable;
-constexpr std::string_view usage =
+constexpr const char* usage =
     "Usage: rtsp-server [--port N | --version | --help]\n"
     "\n"
     "Serves the picture that the daemon sends to 127.0.0.1:3005 at rtsp://BOX:N/video, to any\n"
@@ -67,20 +70,43 @@ int serve(std::uint16_t port) {
     std::_Exit(run.status);
 }
 
+int print_help() {
+    return std::fputs(usage, stdout) < 0 ? exit_unable : 0;
+}
+
+int print_version() {
+    return fieldrelaybox::print_version_of("rtsp-server");
+}
+
+int refuse(const char* argument) {
+    std::fprintf(stderr, "rtsp-server: unknown or incomplete argument \"%s\", see --help\n",
+                 argument);
+    return fieldrelaybox::exit_wrong_usage;
+}
+
+struct Answer {
+    std::string_view word;
+    int (*give)();
+};
+
+constexpr std::array<Answer, 2> answers{{
+    {"--help", print_help},
+    {"--version", print_version},
+}};
+
 } // namespace
 
-int main(int count, char** arguments) {
-    const std::span<char*> given(arguments, static_cast<std::size_t>(count));
-    const std::string_view first = count > 1 ? given[1] : "";
-    if (count == 1)
+int main(int count, char** values) {
+    const std::span<char* const> arguments(values, static_cast<std::size_t>(count));
+    if (arguments.size() < 2)
         return serve(8554);
-    if (count == 3 && first == "--port")
-        if (const std::optional<std::uint16_t> port = port_of(given[2]))
-            return serve(*port);
-    if (count == 2 && first == "--help")
-        return std::fputs(usage.data(), stdout) < 0 ? exit_unable : 0;
-    if (count == 2 && first == "--version")
-        return std::puts("rtsp-server " FIELDRELAYBOX_VERSION) < 0 ? exit_unable : 0;
-    std::fputs(usage.data(), stderr);
-    return fieldrelaybox::exit_wrong_usage;
+    const std::string_view first = arguments[1];
+    if (first == "--port" && arguments.size() == 3) {
+        const std::optional<std::uint16_t> port = port_of(arguments[2]);
+        return port ? serve(*port) : refuse(arguments[2]);
+    }
+    const Answer* const answer = fieldrelaybox::find_word(answers, first);
+    if (answer == nullptr)
+        return refuse(arguments[1]);
+    return arguments.size() == 2 ? answer->give() : refuse(arguments[2]);
 }

@@ -248,7 +248,7 @@ class Alone(unittest.TestCase):
         self.await_state(LOST)
 
     def test_wrong_usage(self) -> None:
-        for arguments in (["--config"], ["--colour"], ["--show", "more"], ["--config", "a", "b"]):
+        for arguments in (["--config"], ["--show", "more"], ["--config", "a", "b"]):
             ended = subprocess.run([*RUNNER, str(PROGRAMS / "rcin"), *arguments], capture_output=True,
                                    timeout=TIMEOUT, check=False)
             self.assertEqual((ended.returncode, ended.stdout), (2, b""))

@@ -116,7 +116,7 @@ class Rtsp(unittest.TestCase):
 
     def test_what_cannot_be_had_is_told(self) -> None:
         taken = "Address already in use\n"
-        for arguments, status, error in ((["--port", "0"], 2, "--version  print the version"),
+        for arguments, status, error in ((["--port", "0"], 2, 'argument "0", see --help'),
                                          ([], 1, f"ERROR: port {PORT}: .*{taken}"),
                                          (["--port", "8555"], 1, f"ERROR: port {PICTURE_PORT}: .*{taken}")):
             ended = subprocess.run([PROGRAMS / "rtsp-server", *arguments], capture_output=True, text=True,
