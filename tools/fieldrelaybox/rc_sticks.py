@@ -149,16 +149,14 @@ def run_script(sticks: Sticks, lines: list[str]) -> None:
 
         NAME VALUE              a channel, by function or number, to a pulse width
         ramp NAME VALUE SECS    ... moved there steadily
-        wait SECS
-        rest | centre           all channels to rest, or the sticks to their middle
-        lost | back             the receiver loses and finds the transmitter
+        wait SECS               go on after this time
+        rest, centre            all channels to rest, or the sticks to their middle
+        lost, back              the receiver loses and finds the transmitter
         hang                    without a wire: no heartbeat any more, as of a process that hangs
-
-      on a wire:
-        frame-lost              SBUS: each frame is flagged as lost, until back
-        garbage SECS            noise instead of frames, some of it like headers of frames
-        silence SECS            nothing at all
-        unplug SECS             serial: no device meanwhile
+        frame-lost              on a wire, SBUS: each frame is flagged as lost, until back
+        garbage SECS            on a wire: noise instead of frames, some of it like headers of frames
+        silence SECS            on a wire: nothing at all
+        unplug SECS             on a wire, serial: no device meanwhile
     """
     for number, line in enumerate(lines, 1):
         words = line.split("#")[0].split()
