@@ -164,6 +164,12 @@ told=$(journalctl -q -p warning -u fieldrelaybox-panel.service | grep -v "gave a
 kill -SEGV "$(systemctl show -P MainPID fieldrelaybox-panel.service)"
 wait_until panel_answers / 200
 
+step "the documentation's links lead to files"
+links=$(grep -roP --include='*.md' '\]\(\K(?![a-z]+:)[^)# ]+' /usr/share/doc/fieldrelaybox) || fail "no documentation"
+while IFS=: read -r page link; do
+    [ -e "${page%/*}/$link" ] || fail "$page leads to $link"
+done <<<"$links"
+
 step "streams: all kinds wait, with few rights"
 dpkg -i fieldrelaybox-streams_*.deb
 [ "$(systemctl is-enabled fieldrelaybox-streams.target)" = enabled ] || fail "not started with the system"
