@@ -1,7 +1,9 @@
 #!/bin/sh
 # audio-gain.sh 1|0: switches the automatic gain of the USB sound card on or off.
 set -eu
-. "$(dirname "$0")/sound_card.sh"
+directory=$(dirname "$0")
+# shellcheck source=sound_card.sh
+. "$directory/sound_card.sh"
 
 case "${1-}" in
 1) state=on ;;

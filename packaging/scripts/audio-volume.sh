@@ -1,7 +1,9 @@
 #!/bin/sh
 # audio-volume.sh PERCENT: sets the recording volume of the USB sound card, 0 to 100.
 set -eu
-. "$(dirname "$0")/sound_card.sh"
+directory=$(dirname "$0")
+# shellcheck source=sound_card.sh
+. "$directory/sound_card.sh"
 
 case "${1-}" in
 -[0-9]*) percent=0 ;;
