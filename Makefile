@@ -7,7 +7,7 @@ TEST_JOBS ?= $(shell expr $(JOBS) \* 3)
 # JOINED=yes compiles a dozen files as one: cheaper for a whole build, dearer after a small change.
 joined = $(if $(JOINED),-DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12)
 
-.PHONY: run test test-browser screenshots build build-tests settings bench bench-panel build-fuzz fuzz mutants lint package test-armhf test-package clean help
+.PHONY: run test test-browser screenshots build build-tests settings bench bench-panel build-fuzz fuzz mutants lint package release test-armhf test-package clean help
 
 help:
 	@echo "make run    the daemon with a simulated camera, real video, a client, and the panel for your browser"
@@ -22,6 +22,7 @@ help:
 	@echo "make fuzz   build with clang and fuzz daemon and panel (FUZZ_SECONDS=60 each)"
 	@echo "make lint   formatting and static analysis"
 	@echo "make package       Debian packages for this machine, armhf and arm64"
+	@echo "make release       what is published as a version, into build/release-VERSION; publishes nothing"
 	@echo "make test-armhf    build for 32-bit and 64-bit ARM and run the tests under emulation"
 	@echo "make test-package  install, upgrade and remove the packages in a system of their own (root)"
 
@@ -82,6 +83,9 @@ lint:
 
 package:
 	@packaging/build_packages.sh
+
+release:
+	@packaging/make_release.sh
 
 test-armhf:
 	@packaging/test_armhf.sh --also-arm64
