@@ -271,8 +271,12 @@ systemctl restart fieldrelaybox.service
 wait_until setting_is "${camera_ssid[@]}" "of the firmware"
 ln -s firmware/fieldrelaybox.conf /boot/fieldrelaybox.conf
 fieldrelaybox-client set --host 127.0.0.1 udp_clients 127.0.0.1:7001 || fail "not set"
-wait_until grep -q '^udp_clients=127.0.0.1:7001' /boot/firmware/fieldrelaybox.conf
+wait_until grep -qx 'udp_clients=127.0.0.1:7001' /run/fieldrelaybox.conf # the last step of a save
+grep -q '^udp_clients=127.0.0.1:7001' /boot/firmware/fieldrelaybox.conf || fail "not saved"
 [ -L /boot/fieldrelaybox.conf ] || fail "saving replaced the link"
+journalctl --sync
+told=$(journalctl -q -u fieldrelaybox.service -o cat | grep -E '^u?mount: ') || true
+[ -z "$told" ] || fail "mount complains, where nothing is to be mounted: $told"
 mv /boot/firmware/fieldrelaybox.conf /medium/kept
 rm /boot/firmware/fieldrelaybox.conf.bak
 rm /run/fieldrelaybox.conf

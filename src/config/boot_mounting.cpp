@@ -17,8 +17,14 @@ namespace fs = std::filesystem;
 
 std::string left_unmounted; // a mount point that a save could not mount again
 
-int run_at(const std::string& command, const std::string& point) {
-    return run_shell_command((command + ' ' + point).c_str(), boot_command_time_limit_ms);
+int run_at(const std::string& command, const std::string& point, Complaints complaints) {
+    return run_shell_command((command + ' ' + point).c_str(), boot_command_time_limit_ms,
+                             complaints);
+}
+
+// At a directory of the root file system mount and umount are bound to fail, which is no news.
+Complaints complaints_at(const std::string& point) {
+    return is_mounted(point) || must_be_mounted(point) ? Complaints::to_log : Complaints::nowhere;
 }
 
 } // namespace
@@ -57,20 +63,22 @@ bool must_be_mounted(const std::string& point) {
 
 Failure make_writable(const std::string& point) {
     if (must_be_mounted(point)) {
-        run_at("mount", point);
+        run_at("mount", point, Complaints::to_log);
         if (must_be_mounted(point))
             return "cannot mount " + point;
     }
-    run_at("mount -o rw,remount", point);
+    run_at("mount -o rw,remount", point, complaints_at(point));
     return {};
 }
 
 Failure mount_anew(const std::string& point) {
     const bool was_mounted = is_mounted(point);
-    const bool unmounted = run_at("umount", point) == 0;
-    const bool failed = run_at("mount", point) != 0 && unmounted;
+    const Complaints complaints = complaints_at(point); // as long as it is mounted
+    const bool unmounted = run_at("umount", point, complaints) == 0;
+    const bool failed = run_at("mount", point, complaints) != 0 && unmounted;
     const bool away = was_mounted && (failed || !is_mounted(point));
-    left_unmounted = away ? point : "";
+    if (away || left_unmounted == point)
+        left_unmounted = away ? point : "";
     return away ? "cannot mount " + point : "";
 }
 

@@ -111,9 +111,7 @@ void shut_down_box(const AppRequest& /*request*/) {
     });
 }
 
-// A link to the boot partition of newer systems: whoever makes it again is not to find the old one.
-void remove_linked_calibration() {
-    const Failure failure = remove_link_target(calibration_path);
+void tell(const Failure& failure) {
     if (!failure.empty())
         log_error("%s", failure.c_str());
 }
@@ -126,16 +124,14 @@ void remove_waiting_calibration() {
 
 // The RC input process calibrates anew when it starts without its calibration file.
 void recalibrate_rc_input() {
-    const auto run = [](const char* command) {
-        run_shell_command(command, boot_command_time_limit_ms);
-    };
-    run_between_saves("recalibrate", [run] {
+    run_between_saves("recalibrate", [] {
         const BootTurn turn = take_boot_turn();
-        run("mount -o rw,remount /boot");
-        remove_linked_calibration();
-        run("rm -f /boot/rcin.cal");
-        run("umount /boot");
-        run("mount /boot");
+        tell(make_writable("/boot"));
+        // A link to the boot partition of newer systems: whoever makes it again is not to find the
+        // old one.
+        tell(remove_link_target(calibration_path));
+        run_shell_command("rm -f /boot/rcin.cal", boot_command_time_limit_ms);
+        tell(mount_anew("/boot"));
         remove_waiting_calibration();
         start_settings_command("killall -q rcin");
     });

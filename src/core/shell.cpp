@@ -22,10 +22,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Starts "/bin/sh -c command" with default signal actions; output_fd >= 0 becomes its standard
-// output. own_group: the shell leads a process group, so that it can be killed with its children.
-// Returns -1 on failure.
-pid_t start_shell(const char* command, int output_fd, bool own_group) {
+struct ShellStart {
+    int output_fd = -1;     // when not negative, it becomes the standard output
+    bool own_group = false; // the shell leads a process group, to be killed with its children
+    Complaints complaints = Complaints::to_log;
+};
+
+// Starts "/bin/sh -c command" with default signal actions. Returns -1 on failure.
+pid_t start_shell(const char* command, const ShellStart& start) {
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_t actions;
     posix_spawnattr_init(&attributes);
@@ -39,9 +43,11 @@ pid_t start_shell(const char* command, int output_fd, bool own_group) {
     posix_spawnattr_setsigmask(&attributes,
                                &none); // the daemon's threads leave some to one of them
     int flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
-    if (output_fd >= 0)
-        posix_spawn_file_actions_adddup2(&actions, output_fd, STDOUT_FILENO);
-    if (own_group) {
+    if (start.output_fd >= 0)
+        posix_spawn_file_actions_adddup2(&actions, start.output_fd, STDOUT_FILENO);
+    if (start.complaints == Complaints::nowhere)
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    if (start.own_group) {
         posix_spawnattr_setpgroup(&attributes, 0);
         flags |= POSIX_SPAWN_SETPGROUP;
     }
@@ -155,13 +161,13 @@ bool read_lines(int input, std::size_t line_limit, Clock::time_point deadline,
 } // namespace
 
 int run_shell_command(const char* command) {
-    const pid_t child = start_shell(command, -1, false);
+    const pid_t child = start_shell(command, {});
     return child < 0 ? -1 : wait_for(child);
 }
 
-int run_shell_command(const char* command, int time_limit_ms) {
+int run_shell_command(const char* command, int time_limit_ms, Complaints complaints) {
     const auto deadline = Clock::now() + std::chrono::milliseconds(time_limit_ms);
-    const pid_t child = start_shell(command, -1, true);
+    const pid_t child = start_shell(command, {.own_group = true, .complaints = complaints});
     return child < 0 ? -1 : wait_or_kill(child, deadline, command);
 }
 
@@ -171,7 +177,7 @@ int query_shell_command(const char* command, std::size_t line_limit, int time_li
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
         return -1;
-    const pid_t child = start_shell(command, ends[1], true);
+    const pid_t child = start_shell(command, {.output_fd = ends[1], .own_group = true});
     close(ends[1]);
     int status = -1;
     if (child > 0) {

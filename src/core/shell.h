@@ -15,10 +15,14 @@ inline constexpr int kill_patience_ms = 1000;
 // ended by a signal.
 int run_shell_command(const char* command);
 
+// Where a command's standard error goes: to the daemon's own, which is the log, or nowhere.
+enum class Complaints { to_log, nowhere };
+
 // The same, but a command that takes longer than time_limit_ms is killed together with its children
 // and returns -1, after kill_patience_ms at most when it does not die. For callers that must not
 // stand still behind a hanging tool.
-int run_shell_command(const char* command, int time_limit_ms);
+int run_shell_command(const char* command, int time_limit_ms,
+                      Complaints complaints = Complaints::to_log);
 
 // Runs command and hands its standard output line by line to on_line, each with its line feed;
 // lines longer than line_limit characters come in pieces of that size. A command that takes longer

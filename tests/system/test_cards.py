@@ -78,6 +78,7 @@ class Cards(BoxTestCase):
     def test_not_mounted_again(self) -> None:
         self.box.stand_ins.answer("mount", 32)
         self.assert_fails("cannot mount /boot", COPY, lambda: self.box.stand_ins.answer("mount"))
+        self.assertIn("[stand-in] mount /boot", self.box.log.lines)  # it tells why itself
 
     def test_read_only_and_away(self) -> None:
         FIRMWARE.parent.mkdir()

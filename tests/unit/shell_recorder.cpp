@@ -46,7 +46,7 @@ int run_shell_command(const char* command) {
     return run_shell_command(command, 0);
 }
 
-int run_shell_command(const char* command, int /*time_limit_ms*/) {
+int run_shell_command(const char* command, int /*time_limit_ms*/, Complaints /*complaints*/) {
     shell_recorder::record(command);
     return 0;
 }
