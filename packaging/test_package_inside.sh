@@ -34,6 +34,7 @@ plays() {
 plays_at() { plays tcpclientsrc host=127.0.0.1 port="$1" ! tsdemux; }
 camera_is_connected() { [ "$(tail -c +135 /dev/shm/hud_mem | head -c 1 | od -An -tu1)" -eq 1 ]; }
 camera_ssid=(2438 256)
+is_private() { [ -z "$(find "$@" ! -perm 600)" ] || fail "not for root alone: $(ls -l "$@")"; }
 # panel_answers PATH STATUS [JSON]: of a browser that keeps its cookie; the answer is left in panel-answer.
 panel_answers() {
     python3 - "$@" <<'PYTHON'
@@ -94,6 +95,7 @@ systemctl restart fieldrelaybox.service
 wait_until setting_is "${camera_ssid[@]}" "of the test"
 if grep -q $'\r' /run/fieldrelaybox.conf; then fail "carriage returns in the copy"; fi
 grep -qx 'camera_ssid="of the test"' /run/fieldrelaybox.conf || fail "the copy differs"
+is_private /run/fieldrelaybox.conf
 
 step "a setting from the client reaches the boot partition, which is read-only again"
 [ ! -w /boot/fieldrelaybox.conf ] || findmnt -n -O ro /boot >/dev/null || fail "/boot is writable before"
@@ -102,6 +104,7 @@ wait_until grep -q $'^udp_clients=127.0.0.1:7000\r$' /boot/fieldrelaybox.conf
 wait_until grep -qx 'udp_clients=127.0.0.1:7000' /run/fieldrelaybox.conf
 wait_until findmnt -n -O ro /boot >/dev/null
 grep -q $'^camera_ssid="of the test"\r$' /medium/fieldrelaybox.conf || fail "other settings are lost"
+is_private /run/fieldrelaybox.conf /boot/fieldrelaybox.conf.bak /dev/shm/hud_mem /dev/shm/config_mem
 
 step "RC input: runs with few rights, is back when it was ended, hands its calibration to the boot partition"
 rc_units=(fieldrelaybox-rcin.service fieldrelaybox-rcin-store.path fieldrelaybox-rcin-store.service)
@@ -132,7 +135,8 @@ mv /run/fieldrelaybox-rcin/new /run/fieldrelaybox-rcin/rcin.cal
 wait_until [ ! -e /run/fieldrelaybox-rcin/rcin.cal ]
 [ "$(cat /medium/rcin.cal)" = "$calibration" ] || fail "the calibration is not on the boot partition"
 findmnt -n -O ro /boot >/dev/null || fail "/boot is writable afterwards"
-sed -e "s#^ExecStart=.*#ExecStart=/bin/sh -c '[ \$\$(readlink /proc/self/ns/mnt) = $(readlink /proc/self/ns/mnt) ]'#" \
+ours="$(readlink /proc/self/ns/mnt)/0022" # FAT takes its modes from the umask
+sed -e "s#^ExecStart=.*#ExecStart=/bin/sh -c '[ \$\$(readlink /proc/self/ns/mnt)/\$\$(umask) = $ours ]'#" \
     -e '/^Restart/d' /lib/systemd/system/fieldrelaybox-rcin-store.service >/run/systemd/system/mounts.service
 systemctl start mounts.service || fail "what it mounts is not for the whole box"
 
@@ -218,7 +222,7 @@ echo 0 >/proc/sys/net/ipv4/ip_forward
 systemctl show -P Version >/dev/null
 iwlist lo scan 2>&1 | grep -q "doesn't support scanning"
 touch /run/wlan.update
-[ "$(stat -c %a /run/wlan.update)" = 600 ]
+[ "$(umask)" = 0022 ] # what it mounts is for everybody
 denied() {
     if "$@" 2>/dev/null; then exit 1; fi
 }

@@ -17,8 +17,10 @@ namespace fieldrelaybox {
 
 namespace {
 
+constexpr mode_t private_mode = 0600;
+
 int open_emptied(const std::string& path) {
-    return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, private_mode);
 }
 
 // A new name is on the medium only when its directory is.

@@ -12,8 +12,9 @@ using Failure = std::string;
 // That of the system call that has just failed.
 Failure failure_of(const char* action, const std::string& path);
 
-// Empties or makes the file and writes text in one piece; on the medium when it returns. On FAT
-// this outlives a power cut better than a new file that takes the place of the old one.
+// Empties the file, or makes it with mode 0600, and writes text in one piece; on the medium when it
+// returns. On FAT this outlives a power cut better than a new file that takes the place of the old
+// one.
 Failure write_file(const std::string& path, const std::string& text);
 
 // The same, but what cannot be written whole is removed.

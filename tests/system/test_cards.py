@@ -74,6 +74,7 @@ class Cards(BoxTestCase):
             self.assertFalse(SECOND.exists())
             mount("-o", "remount,size=64k", "/boot")
         self.assert_fails(f"cannot write {SECOND}: No space left on device", MASTER, make_room)
+        self.assertEqual({path.stat().st_mode & 0o777 for path in (MASTER, SECOND, COPY)}, {0o600})
 
     def test_not_mounted_again(self) -> None:
         self.box.stand_ins.answer("mount", 32)
