@@ -1,0 +1,253 @@
+#include "network/enforcement.h"
+
+#include "config/config_start.h"
+#include "config/whole_files.h"
+#include "core/exit_status.h"
+#include "core/log.h"
+#include "core/log_text.h"
+#include "network/files.h"
+#include "network/plan.h"
+#include "network/regulations.h"
+#include "network/steps.h"
+#include "network/surroundings.h"
+#include "network/trial.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <fcntl.h>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/file.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+
+namespace network {
+
+namespace {
+
+namespace fs = std::filesystem;
+using fieldrelaybox::log_error;
+using fieldrelaybox::log_line;
+using fieldrelaybox::log_warning;
+using fieldrelaybox::read_file;
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* settings_file = "/run/fieldrelaybox.conf";
+constexpr const char* marker = "/run/wlan.update"; // of the daemon: an app changed something
+
+std::string accepted_file() {
+    const char* folder = std::getenv("STATE_DIRECTORY");
+    return std::string(folder != nullptr ? folder : "/var/lib/fieldrelaybox-network") +
+           "/accepted.conf";
+}
+
+// Settings that failed their trial, until others come or the box starts anew.
+std::string refused_file() {
+    return std::string(own_folder) + "/refused.conf";
+}
+
+bool marker_waits() {
+    return access(marker, F_OK) == 0;
+}
+
+// What the settings want, as they are now.
+struct Wanted {
+    std::string text; // of settings
+    Wishes wishes;
+    std::string fault; // why they cannot be
+};
+
+// Nothing while there are no whole settings.
+std::optional<Wanted> read_wanted() {
+    const auto settings = fieldrelaybox::read_whole_settings(settings_file);
+    if (!settings)
+        return std::nullopt;
+    Wanted wanted{text_of_wishes(*settings), wishes_of(*settings), ""};
+    const std::string regulations = read_file(regulations_file);
+    if (regulations.empty() && wanted.wishes.access_point)
+        log_warning("cannot read %s: what the country allows is not checked", regulations_file);
+    wanted.fault = fault_of(wanted.wishes, {radio_of, regulations});
+    return wanted;
+}
+
+Wishes read_accepted() {
+    const auto settings = fieldrelaybox::read_whole_settings(accepted_file());
+    return settings ? wishes_of(*settings) : Wishes{};
+}
+
+void write_state(const std::string& path, const std::string& text) {
+    std::error_code error;
+    fs::create_directories(fs::path(path).parent_path(), error);
+    if (const auto failure = fieldrelaybox::replace_private_file(path, text); !failure.empty())
+        log_error("%s", failure.c_str());
+}
+
+void tell_of(const char* what, const Wifi* wifi) {
+    if (wifi == nullptr)
+        log_line("%s: off", what);
+    else
+        log_line("%s: \"%s\" on %s%s", what, wifi->name.c_str(), wifi->interface_name.c_str(),
+                 radio_of(wifi->interface_name).empty() ? ", which is not there yet" : "");
+}
+
+void tell(const Wishes& wishes) {
+    tell_of("camera", wishes.camera ? &*wishes.camera : nullptr);
+    tell_of("network", wishes.home ? &*wishes.home : nullptr);
+    tell_of("access point", wishes.access_point ? &wishes.access_point->wifi : nullptr);
+}
+
+// Returns why not, empty when the box has these networks now.
+std::string put_in_force(const Wishes& wishes) {
+    const std::vector<Step> steps = plan_of(wishes, read_file);
+    if (steps.empty())
+        return "";
+    tell(wishes);
+    return carry_out(steps);
+}
+
+void go_back_to(const Wishes& accepted) {
+    if (const std::string failure = put_in_force(accepted); !failure.empty())
+        log_error("cannot go back to the networks of before: %s", failure.c_str());
+}
+
+enum class Verdict { answered, silent, overtaken };
+
+Verdict try_out(const Wishes& accepted, const Wishes& wanted, int seconds) {
+    constexpr std::chrono::milliseconds pause{500};
+    const Clock::time_point end = Clock::now() + std::chrono::seconds(seconds);
+    while (true) {
+        if (marker_waits())
+            return Verdict::overtaken;
+        if (has_way_in(accepted, wanted))
+            return Verdict::answered;
+        if (Clock::now() >= end)
+            return Verdict::silent;
+        std::this_thread::sleep_for(pause);
+    }
+}
+
+// What joins by itself while the system starts is a way in as well: it gets the time for that.
+void await_system_start() {
+    constexpr std::time_t start_seconds = 45;
+    constexpr std::chrono::milliseconds pause{500};
+    timespec running{};
+    while (clock_gettime(CLOCK_BOOTTIME, &running) == 0 && running.tv_sec < start_seconds &&
+           interfaces_that_answer().empty())
+        std::this_thread::sleep_for(pause);
+}
+
+int refuse(const Wishes& accepted, const std::string& fault) {
+    log_error("%s; the networks stay as they are", fault.c_str());
+    go_back_to(accepted);
+    return exit_refused;
+}
+
+int accept(const Wanted& wanted) {
+    if (read_file(accepted_file()) != wanted.text)
+        write_state(accepted_file(), wanted.text);
+    unlink(refused_file().c_str());
+    return 0;
+}
+
+int fail(const Wishes& accepted, const std::string& failure) {
+    log_error("cannot make the networks: %s", failure.c_str());
+    go_back_to(accepted);
+    return fieldrelaybox::exit_unable;
+}
+
+int undo(const Wishes& accepted, const Wanted& wanted, int seconds) {
+    log_error("nobody came by the new networks within %d s, which take the only way in: undone "
+              "(fieldrelaybox-network --accept would keep them)",
+              seconds);
+    write_state(refused_file(), wanted.text);
+    go_back_to(accepted);
+    return exit_refused;
+}
+
+int make_once(const Options& options) {
+    const Wishes accepted = read_accepted();
+    const std::optional<Wanted> settings = read_wanted();
+    if (!settings) {
+        log_warning("no settings in %s: the networks of before", settings_file);
+        go_back_to(accepted);
+        return 0;
+    }
+    const Wanted& wanted = *settings;
+    if (!wanted.fault.empty())
+        return refuse(accepted, wanted.fault);
+    const bool is_new = wanted.wishes != accepted && !options.without_trial;
+    if (is_new && read_file(refused_file()) == wanted.text)
+        return refuse(accepted, "nobody came by the networks of the settings when they were tried");
+    if (is_new)
+        await_system_start();
+    const bool on_trial =
+        is_new && takes_the_way_in(accepted, wanted.wishes, interfaces_that_answer());
+    if (const std::string failure = put_in_force(wanted.wishes); !failure.empty())
+        return fail(accepted, failure);
+    if (!on_trial)
+        return accept(wanted);
+    log_line("the new networks take the only way in: undone in %d s unless somebody comes by them",
+             options.trial_seconds);
+    switch (try_out(accepted, wanted.wishes, options.trial_seconds)) {
+    case Verdict::overtaken:
+        return 0;
+    case Verdict::silent:
+        return undo(accepted, wanted, options.trial_seconds);
+    case Verdict::answered:
+        break;
+    }
+    log_line("there is a way in: the new networks stay");
+    return accept(wanted);
+}
+
+// Held until the process ends. -1 when it cannot be had.
+int take_turn() {
+    std::error_code error;
+    fs::create_directory(own_folder, error);
+    if (!error)
+        fs::permissions(own_folder, fs::perms::owner_all, error);
+    const std::string path = std::string(own_folder) + "/lock";
+    const int lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (lock < 0 || flock(lock, LOCK_EX) != 0) {
+        log_error("%s", fieldrelaybox::failure_of("lock", path).c_str());
+        return -1;
+    }
+    return lock;
+}
+
+} // namespace
+
+int make_networks(const Options& options) {
+    if (take_turn() < 0)
+        return fieldrelaybox::exit_unable;
+    int status = 0;
+    do {
+        // Before the settings are read: a change after that leaves a new one.
+        unlink(marker);
+        status = make_once(options);
+    } while (marker_waits());
+    return status;
+}
+
+int print_plan() {
+    const std::optional<Wanted> wanted = read_wanted();
+    const std::string fault =
+        wanted ? wanted->fault : std::string("no settings in ") + settings_file;
+    if (!fault.empty()) {
+        fieldrelaybox::print_line("refused: %s", fault.c_str());
+        return exit_refused;
+    }
+    for (const Step& step : plan_of(wanted->wishes, read_file))
+        fieldrelaybox::print_line("%s", describe(step).c_str());
+    const Wishes accepted = read_accepted();
+    if (accepted != wanted->wishes &&
+        takes_the_way_in(accepted, wanted->wishes, interfaces_that_answer()))
+        fieldrelaybox::print_line("undone unless somebody comes by the new networks");
+    return 0;
+}
+
+} // namespace network

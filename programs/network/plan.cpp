@@ -1,0 +1,148 @@
+#include "network/plan.h"
+
+#include "network/files.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace network {
+
+namespace {
+
+using There = std::function<std::string(const std::string& path)>;
+using Kind = Step::Kind;
+
+// How one network comes and goes.
+struct Change {
+    std::vector<Step> goes;
+    std::vector<Step> comes;
+};
+
+std::string quiet(const std::string& command) {
+    return command + " >/dev/null";
+}
+
+Step stop(const char* unit) {
+    return {Kind::attempt, std::string("systemctl stop ") + unit, ""};
+}
+
+// It may run, from a time that went wrong.
+Step start(const char* unit) {
+    return {Kind::run, std::string("systemctl restart ") + unit, ""};
+}
+
+bool is_changed(const File& file, const There& there) {
+    return there(file.path) != file.text;
+}
+
+// Nothing when all files are as they should be.
+Change change_of(const std::vector<File>& files, const There& there, Change how) {
+    Change change;
+    if (std::ranges::none_of(files, [&](const File& file) { return is_changed(file, there); }))
+        return change;
+    const bool is_there =
+        std::ranges::any_of(files, [&](const File& file) { return !there(file.path).empty(); });
+    if (is_there)
+        change.goes = std::move(how.goes);
+    for (const File& file : files) {
+        if (is_changed(file, there) && !there(file.path).empty())
+            change.goes.push_back({Kind::remove, file.path, ""});
+        if (is_changed(file, there) && !file.text.empty())
+            change.comes.push_back({Kind::write, file.path, file.text});
+    }
+    if (!files.front().text.empty())
+        std::ranges::move(how.comes, std::back_inserter(change.comes));
+    return change;
+}
+
+Step forget(const char* uuid) {
+    return {Kind::attempt, quiet(std::string("nmcli connection delete uuid ") + uuid), ""};
+}
+
+// A file that it cannot read is no failure to it.
+Step load(const std::string& path, const char* uuid) {
+    return {Kind::ask,
+            quiet("nmcli connection load " + path) + " && " +
+                quiet(std::string("nmcli connection show uuid ") + uuid),
+            ""};
+}
+
+// NetworkManager joins by itself where nothing else has the interface.
+Step take_over(const Wifi& wifi, const char* uuid) {
+    return {Kind::attempt,
+            "nmcli -g GENERAL.CON-UUID device show " + wifi.interface_name +
+                " 2>/dev/null | grep -qvx -e '' -e " + uuid +
+                " && nmcli --wait 0 connection up uuid " + uuid + " >/dev/null",
+            ""};
+}
+
+// A camera takes its interface from others when it is seen, which its search does.
+Change camera_change(const Wishes& wishes, const There& there) {
+    constexpr const char* search = "fieldrelaybox-camera-search.service";
+    const std::vector<File> files = camera_files(wishes.camera);
+    return change_of(files, there,
+                     {{stop(search), forget(camera_uuid)},
+                      {load(files.front().path, camera_uuid), start(search)}});
+}
+
+Change home_change(const Wishes& wishes, const There& there) {
+    const std::vector<File> files = home_files(wishes.home);
+    Change how{{forget(home_uuid)}, {load(files.front().path, home_uuid)}};
+    if (wishes.home)
+        how.comes.push_back(take_over(*wishes.home, home_uuid));
+    return change_of(files, there, std::move(how));
+}
+
+// Whoever has an address afterwards came by what is wanted now.
+Change access_point_change(const Wishes& wishes, const There& there) {
+    constexpr const char* unit = "fieldrelaybox-access-point.service";
+    return change_of(access_point_files(wishes.access_point), there,
+                     {{stop(unit), {Kind::remove, leases_file, ""}}, {start(unit)}});
+}
+
+// One that does not run reads it when it starts.
+const Step reload{Kind::ask,
+                  "! systemctl is-active --quiet NetworkManager.service || nmcli general reload "
+                  "conf >/dev/null",
+                  ""};
+
+bool touches_unmanaged(const std::vector<Step>& steps) {
+    return std::ranges::any_of(steps, [](const Step& step) { return step.text == unmanaged_file; });
+}
+
+} // namespace
+
+std::vector<Step> plan_of(const Wishes& wishes, const There& there) {
+    std::vector<Change> changes{access_point_change(wishes, there), camera_change(wishes, there),
+                                home_change(wishes, there)};
+    std::vector<Step> goes;
+    std::vector<Step> comes;
+    for (Change& change : changes) {
+        std::ranges::move(change.goes, std::back_inserter(goes));
+        // Files first: NetworkManager has to know which interface is not its own.
+        const auto commands = std::ranges::stable_partition(
+            change.comes, [](const Step& step) { return step.kind == Kind::write; });
+        goes.insert(goes.end(), change.comes.begin(), commands.begin());
+        comes.insert(comes.end(), commands.begin(), commands.end());
+    }
+    if (touches_unmanaged(goes))
+        goes.push_back(reload);
+    std::ranges::move(comes, std::back_inserter(goes));
+    return goes;
+}
+
+std::string describe(const Step& step) {
+    switch (step.kind) {
+    case Kind::write:
+        return "write " + step.text;
+    case Kind::remove:
+        return "remove " + step.text;
+    case Kind::run:
+    case Kind::ask:
+    case Kind::attempt:
+        break;
+    }
+    return step.text;
+}
+
+} // namespace network

@@ -1,0 +1,23 @@
+// What is on the box at this moment: radios, ways to reach it.
+#pragma once
+
+#include "network/wishes.h"
+
+#include <string>
+#include <vector>
+
+namespace network {
+
+// Of /sys; empty for what is no radio, or is not there.
+std::string radio_of(const std::string& interface_name);
+
+// The real interfaces with a carrier and an address, by which somebody may reach the box.
+std::vector<std::string> interfaces_that_answer();
+
+// Whether NetworkManager has joined the network of the connection and has an address there.
+bool has_joined(const char* uuid);
+
+// Whether somebody took an address at the access point since it started.
+bool has_guests();
+
+} // namespace network

@@ -1,0 +1,73 @@
+#include "network/trial.h"
+
+#include "network/files.h"
+#include "network/surroundings.h"
+
+#include <algorithm>
+#include <set>
+
+namespace network {
+
+namespace {
+
+template<class Network>
+void add_changed(const std::optional<Network>& before, const std::optional<Network>& after,
+                 const std::string& (*interface_of)(const Network&), std::set<std::string>& names) {
+    if (before == after)
+        return;
+    for (const auto* each : {&before, &after}) {
+        if (*each)
+            names.insert(interface_of(**each));
+    }
+}
+
+const std::string& interface_of_wifi(const Wifi& wifi) {
+    return wifi.interface_name;
+}
+
+const std::string& interface_of_access_point(const AccessPoint& access_point) {
+    return access_point.wifi.interface_name;
+}
+
+std::set<std::string> changed_interfaces(const Wishes& before, const Wishes& after) {
+    std::set<std::string> names;
+    add_changed(before.camera, after.camera, interface_of_wifi, names);
+    add_changed(before.home, after.home, interface_of_wifi, names);
+    add_changed(before.access_point, after.access_point, interface_of_access_point, names);
+    return names;
+}
+
+bool is_cameras(const Wishes& wishes, const std::string& name) {
+    return wishes.camera && wishes.camera->interface_name == name;
+}
+
+bool has_other_way(const Wishes& accepted, const Wishes& wanted,
+                   const std::vector<std::string>& answering) {
+    const std::set<std::string> changed = changed_interfaces(accepted, wanted);
+    return std::ranges::any_of(answering, [&](const std::string& name) {
+        return !changed.contains(name) && !is_cameras(wanted, name);
+    });
+}
+
+} // namespace
+
+bool takes_the_way_in(const Wishes& accepted, const Wishes& wanted,
+                      const std::vector<std::string>& answering) {
+    if (has_other_way(accepted, wanted, answering))
+        return false;
+    const std::set<std::string> changed = changed_interfaces(accepted, wanted);
+    const bool home_goes = accepted.home && accepted.home != wanted.home;
+    const bool access_point_goes =
+        accepted.access_point && accepted.access_point != wanted.access_point;
+    return home_goes || access_point_goes ||
+           std::ranges::any_of(answering, [&](const std::string& name) {
+               return changed.contains(name) && !is_cameras(accepted, name);
+           });
+}
+
+bool has_way_in(const Wishes& accepted, const Wishes& wanted) {
+    return (wanted.home && has_joined(home_uuid)) || (wanted.access_point && has_guests()) ||
+           has_other_way(accepted, wanted, interfaces_that_answer());
+}
+
+} // namespace network

@@ -1,0 +1,21 @@
+// Whether a change of the networks could lock its owner out, and whether it did.
+#pragma once
+
+#include "network/wishes.h"
+
+#include <string>
+#include <vector>
+
+namespace network {
+
+// True when somebody may have come by what the change takes away, and no other way in is left.
+// accepted: the networks that have proved themselves; answering: the interfaces by which the box
+// can be reached now. The camera's network leads nobody in.
+bool takes_the_way_in(const Wishes& accepted, const Wishes& wanted,
+                      const std::vector<std::string>& answering);
+
+// Whether there is a way in now: the home network is joined, somebody is at the access point, or
+// an interface answers that the change leaves alone.
+bool has_way_in(const Wishes& accepted, const Wishes& wanted);
+
+} // namespace network

@@ -1,0 +1,188 @@
+"""The networks of the settings, with recording stand-ins for NetworkManager and the system manager."""
+
+import os
+import shutil
+import signal
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+from box import ROOT, RUNNER, TIMEOUT, Lines, wait_until
+
+NETWORK = [*RUNNER, str(Path(os.environ.get("FIELDRELAYBOX_PROGRAMS", ".")) / "fieldrelaybox-network")]
+SEARCH = ROOT / "packaging/bin/search-camera"
+SETTINGS, MARKER = Path("/run/fieldrelaybox.conf"), Path("/run/wlan.update")
+OWN, MANAGER = Path("/run/fieldrelaybox-network"), Path("/run/NetworkManager")
+CAMERA = "af5e5dc2-911b-4d07-98fd-602a1f460d7c"
+STAND_IN = """#!/bin/sh
+cd "${0%/*}" && echo "${0##*/} $*" >>runs
+case "$*" in
+"restart fieldrelaybox-access-point.service")
+    [ ! -e broken ] || exit 1
+    [ ! -e guest ] || cat guest >/run/fieldrelaybox-network/leases ;;
+"-g GENERAL.STATE connection show"*) cat joined ;;
+"-g GENERAL.STATE,GENERAL.CON-UUID"*) cat state ;;
+*"wifi list"*) echo C3A9 ;;
+esac 2>/dev/null
+exit 0
+"""
+PHRASES = r" it's\a;secret# ", "another secret"
+HOME = {"wifi_iface": "wlan1", "wifi_ssid": '"home"', "wifi_psk": '"phrase of home"'}
+ALL = {**HOME, "camera_iface": "wlan0", "camera_ssid": '"caf\u00e9; #"', "camera_psk": f'"{PHRASES[0]}"',
+       "ap_iface": "wlan2", "ap_ssid": '"box"', "ap_psk": f'"{PHRASES[1]}"', "ap_mode": 2, "ap_channel": 6,
+       "ap_country": "00"}
+
+
+class Network(unittest.TestCase):
+    def setUp(self) -> None:
+        for place in (OWN, MANAGER):
+            shutil.rmtree(place, ignore_errors=True)
+        MARKER.unlink(missing_ok=True)
+        self.home = Path(self.enterContext(tempfile.TemporaryDirectory(dir="/run")))
+        for tool in ("nmcli", "systemctl"):
+            (self.home / tool).write_text(STAND_IN)
+            (self.home / tool).chmod(0o755)
+        self.environment = dict(os.environ, PATH=f"{self.home}:{os.environ['PATH']}",
+                                STATE_DIRECTORY=str(self.home / "state"))
+        self.log = ""
+
+    def write(self, **values: object) -> None:
+        SETTINGS.write_text("".join(f"{key}={value}\n" for key, value in values.items()) or "\n=")
+
+    def make(self, *arguments: str) -> int:
+        ended = subprocess.run([*NETWORK, *arguments], env=self.environment, text=True, capture_output=True,
+                               timeout=TIMEOUT, check=False)
+        self.log = ended.stderr
+        return ended.returncode
+
+    def accept(self, **values: object) -> dict[str, str]:
+        self.write(**values)
+        self.assertEqual(self.make("--accept"), 0, self.log)
+        self.runs()
+        return self.files()
+
+    def runs(self) -> list[str]:
+        """What was asked of the system since the last call, but for questions."""
+        record = self.home / "runs"
+        lines = record.read_text().splitlines() if record.exists() else []
+        record.unlink(missing_ok=True)
+        return [line for line in lines if " -g " not in line and " is-active " not in line]
+
+    def files(self) -> dict[str, str]:
+        return {str(path): path.read_text() for place in (OWN, MANAGER) for path in place.rglob("*")
+                if path.is_file() and path.name not in ("refused.conf", "lock")}
+
+    def test_only_what_changed_is_made_anew_and_phrases_stay_in_files(self) -> None:
+        self.write(**ALL)
+        MARKER.touch()
+        self.assertEqual(self.make(), 0, self.log)
+        log, runs = self.log, self.runs()
+        self.assertIn("systemctl restart fieldrelaybox-access-point.service", runs)
+        self.assertTrue(any(run.startswith("nmcli connection load") for run in runs), runs)
+        self.assertFalse(MARKER.exists())
+        first = self.files()
+        self.assertEqual({os.stat(path).st_mode & 0o777 for path in first}, {0o600})
+        self.assertEqual(self.make(), 0, self.log)
+        self.assertEqual((self.runs(), self.files()), ([], first))
+        (self.home / "guest").write_text("a lease\n")
+        self.write(**{**ALL, "ap_psk": '"yet another secret"'})
+        self.assertEqual(self.make(), 0, self.log)
+        self.assertIn("there is a way in", self.log)
+        changed = self.runs()
+        self.assertEqual(changed, ["systemctl stop fieldrelaybox-access-point.service",
+                                   "systemctl restart fieldrelaybox-access-point.service"])
+        for text in (log, self.log, *runs, *changed):
+            for phrase in (*PHRASES, "phrase of home", "yet another"):
+                self.assertNotIn(phrase, text)
+
+    def test_what_is_refused_changes_nothing(self) -> None:
+        before = self.accept(**ALL)
+        for wrong, words in (({"ap_channel": 40}, "channel 40"), ({"ap_iface": "wlan0"}, "both wlan0"),
+                             ({"wifi_psk": '"short"'}, "wifi_psk has 5 bytes")):
+            with self.subTest(wrong=wrong):
+                self.write(**{**ALL, **wrong})
+                self.assertEqual(self.make(), 3)
+                self.assertIn(words, self.log)
+                self.assertEqual((self.runs(), self.files()), ([], before))
+        SETTINGS.unlink()
+        self.assertEqual(self.make(), 0)
+        self.assertEqual((self.runs(), self.files()), ([], before))
+
+    def test_a_change_that_locks_out_is_undone_and_not_tried_again(self) -> None:
+        before = self.accept(**HOME)
+        self.write(**{**HOME, "wifi_ssid": '"elsewhere"'})
+        self.assertEqual(self.make("--trial", "1"), 3)
+        self.assertIn("nobody came by the new networks within 1 s", self.log)
+        self.assertEqual(self.files(), before)
+        self.runs()
+        self.assertEqual(self.make(), 3)
+        self.assertEqual((self.runs(), self.files()), ([], before))
+        (self.home / "joined").write_text("activated\n")
+        self.write(**{**HOME, "wifi_ssid": '"a third"'})
+        self.assertEqual(self.make(), 0, self.log)
+        after = self.files()
+        self.assertNotEqual(after, before)
+        (self.home / "joined").unlink()
+        shutil.rmtree(OWN)
+        shutil.rmtree(MANAGER)  # as at the next start of the system
+        self.write(**HOME)
+        self.assertEqual(self.make("--trial", "1"), 3)
+        self.assertEqual(self.files(), after)
+
+    def test_a_change_during_a_trial_is_taken_up_at_once(self) -> None:
+        before = self.accept(**HOME)
+        self.write(**{**HOME, "wifi_ssid": '"elsewhere"'})
+        process = subprocess.Popen([*NETWORK, "--trial", "600"], env=self.environment, stderr=subprocess.PIPE)
+        self.addCleanup(process.kill)
+        assert process.stderr
+        log = Lines(process.stderr)
+        log.wait_for("the new networks take the only way in", whole=False)
+        self.write(**HOME)
+        MARKER.touch()
+        self.assertEqual(process.wait(TIMEOUT), 0)
+        log.join()
+        self.assertEqual(self.files(), before)
+
+    def test_a_step_that_fails_leaves_the_networks_of_before(self) -> None:
+        before = self.accept(**HOME)
+        (self.home / "broken").touch()
+        self.write(**ALL)
+        self.assertEqual(self.make(), 1)
+        self.assertIn("cannot make the networks", self.log)
+        self.assertEqual(self.files(), before)
+        (self.home / "broken").unlink()
+        self.assertEqual(self.make("--accept"), 0, self.log)
+        self.assertIn("systemctl restart fieldrelaybox-access-point.service", self.runs())
+
+    def test_options(self) -> None:
+        self.write(**ALL)
+        printed = subprocess.run([*NETWORK, "--print"], env=self.environment, text=True, capture_output=True,
+                                 timeout=TIMEOUT, check=True).stdout
+        self.assertIn(f"write {OWN}/hostapd.conf\n", printed)
+        self.assertFalse(any(phrase in printed for phrase in PHRASES), printed)
+        self.assertEqual((self.runs(), self.files()), ([], {}))
+        for wrong in (["--trial", "0"], ["--trial"], ["--print", "x"], ["x"]):
+            self.assertEqual(self.make(*wrong), 2)
+            self.assertEqual(self.log.count("\n"), 1)
+
+    def test_the_camera_is_looked_for_until_it_is_joined(self) -> None:
+        state = self.home / "state"
+        state.write_text("30 (disconnected)\n\n")
+        search = subprocess.Popen(["sh", str(SEARCH), "wlan7", "C3A9"], env=self.environment,
+                                  start_new_session=True)
+        self.addCleanup(search.wait)
+        self.addCleanup(os.killpg, search.pid, signal.SIGKILL)
+        rescan, join = "nmcli device wifi rescan ifname wlan7", f"nmcli --wait 30 connection up uuid {CAMERA}"
+        record = self.home / "runs"
+
+        def recorded(run: str) -> bool:
+            return record.exists() and run in record.read_text()
+        wait_until(lambda: recorded(rescan), "the camera is looked for")
+        self.assertFalse(recorded(join))
+        state.write_text("100 (connected)\nanother\n")
+        wait_until(lambda: recorded(join), "the camera takes its interface")
+        state.write_text(f"100 (connected)\n{CAMERA}\n")
+        record.unlink()
+        wait_until(lambda: recorded(CAMERA) or recorded("GENERAL.CON-UUID"), "the state is asked for")
+        self.assertFalse(recorded(join))
