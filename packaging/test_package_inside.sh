@@ -140,6 +140,25 @@ sed -e "s#^ExecStart=.*#ExecStart=/bin/sh -c '[ \$\$(readlink /proc/self/ns/mnt)
     -e '/^Restart/d' /lib/systemd/system/fieldrelaybox-rcin-store.service >/run/systemd/system/mounts.service
 systemctl start mounts.service || fail "what it mounts is not for the whole box"
 
+step "networks: few rights; what changed reaches the program, which has no NetworkManager here and says so"
+network_units=(fieldrelaybox-network.path fieldrelaybox-network.service fieldrelaybox-camera-search.service
+    fieldrelaybox-access-point.service fieldrelaybox-access-point-addresses.service)
+faults=$(systemd-analyze verify --man=no "${network_units[@]}" 2>&1 | grep -v 'is not executable: No such file') || true
+[ -z "$faults" ] || fail "a unit is faulty: $faults"
+has_few_rights fieldrelaybox-network.service 15
+has_few_rights fieldrelaybox-camera-search.service 15
+has_few_rights fieldrelaybox-access-point.service 27
+has_few_rights fieldrelaybox-access-point-addresses.service 24
+for unit in "${network_units[@]:0:2}"; do
+    [ "$(systemctl is-enabled "$unit")" = enabled ] || fail "$unit is not started with the system"
+done
+network_says() { journalctl -q -u fieldrelaybox-network.service -o cat | grep -qF "$1"; }
+fieldrelaybox-client wifi set --host 127.0.0.1 --camera wlan0 "of the networks" "" || fail "the networks are not set"
+wait_until network_says 'camera: "of the networks" on wlan0, which is not there yet'
+wait_until network_says 'cannot make the networks: "nmcli connection load'
+[ ! -e /run/wlan.update ] || fail "the marker waits"
+systemctl stop "${network_units[@]:0:2}"
+
 step "panel: asks for the password that was made for this box, and has few rights"
 dpkg -i fieldrelaybox-panel_*.deb | grep -F "sudo cat /etc/fieldrelaybox/panel-password.txt" ||
     fail "nobody is told where the password is"

@@ -9,8 +9,6 @@ namespace network {
 
 namespace {
 
-constexpr std::size_t key_digits = 64;
-
 std::string connection_path(const std::string& id) {
     return "/run/NetworkManager/system-connections/" + id + ".nmconnection";
 }
@@ -80,10 +78,11 @@ File connection_file(const Connection& connection, const std::optional<Wifi>& wi
 // Nothing in hostapd's lines has a meaning of its own behind the "=".
 std::string hostapd_text(const AccessPoint& wanted) {
     const Wifi& wifi = wanted.wifi;
-    std::string text =
-        "interface=" + wifi.interface_name + "\ndriver=nl80211\nssid2=" + hexadecimal(wifi.name) +
-        "\nutf8_ssid=1\nhw_mode=" + (wanted.band == 5 ? "a" : "g") +
-        "\nchannel=" + std::to_string(wanted.channel) + "\nieee80211n=1\nwmm_enabled=1\n";
+    std::string text = "interface=" + wifi.interface_name +
+                       "\ndriver=nl80211\nlogger_syslog=0\nssid2=" + hexadecimal(wifi.name) +
+                       "\nutf8_ssid=1\nhw_mode=" + (wanted.band == 5 ? "a" : "g") +
+                       "\nchannel=" + std::to_string(wanted.channel) +
+                       "\nieee80211n=1\nwmm_enabled=1\n";
     if (wanted.country != "00")
         text += "country_code=" + wanted.country + "\nieee80211d=1\n";
     if (!wifi.phrase.empty())
@@ -97,7 +96,7 @@ std::string hostapd_text(const AccessPoint& wanted) {
 // internet, which the box does not have for them.
 std::string dnsmasq_text(const AccessPoint& wanted) {
     return "port=0\ninterface=" + wanted.wifi.interface_name +
-           "\nexcept-interface=lo\nbind-dynamic\ndhcp-authoritative\nno-ping\n"
+           "\nexcept-interface=lo\nbind-dynamic\nquiet-dhcp\ndhcp-authoritative\nno-ping\n"
            "dhcp-range=192.168.77.10,192.168.77.199,255.255.255.0,12h\n"
            "dhcp-option=option:router\ndhcp-option=option:dns-server\n"
            "dhcp-leasefile=" +

@@ -16,6 +16,7 @@ using Kind = Step::Kind;
 struct Change {
     std::vector<Step> goes;
     std::vector<Step> comes;
+    std::vector<Step> files{};
 };
 
 std::string quiet(const std::string& command) {
@@ -48,10 +49,10 @@ Change change_of(const std::vector<File>& files, const There& there, Change how)
         if (is_changed(file, there) && !there(file.path).empty())
             change.goes.push_back({Kind::remove, file.path, ""});
         if (is_changed(file, there) && !file.text.empty())
-            change.comes.push_back({Kind::write, file.path, file.text});
+            change.files.push_back({Kind::write, file.path, file.text});
     }
     if (!files.front().text.empty())
-        std::ranges::move(how.comes, std::back_inserter(change.comes));
+        change.comes = std::move(how.comes);
     return change;
 }
 
@@ -101,13 +102,19 @@ Change access_point_change(const Wishes& wishes, const There& there) {
 }
 
 // One that does not run reads it when it starts.
-const Step reload{Kind::ask,
-                  "! systemctl is-active --quiet NetworkManager.service || nmcli general reload "
-                  "conf >/dev/null",
-                  ""};
+Step reload() {
+    return {Kind::ask,
+            "! systemctl is-active --quiet NetworkManager.service || " +
+                quiet("nmcli general reload conf"),
+            ""};
+}
 
 bool touches_unmanaged(const std::vector<Step>& steps) {
     return std::ranges::any_of(steps, [](const Step& step) { return step.text == unmanaged_file; });
+}
+
+void append(std::vector<Step>& steps, std::vector<Step> more) {
+    std::ranges::move(more, std::back_inserter(steps));
 }
 
 } // namespace
@@ -115,20 +122,16 @@ bool touches_unmanaged(const std::vector<Step>& steps) {
 std::vector<Step> plan_of(const Wishes& wishes, const There& there) {
     std::vector<Change> changes{access_point_change(wishes, there), camera_change(wishes, there),
                                 home_change(wishes, there)};
-    std::vector<Step> goes;
-    std::vector<Step> comes;
-    for (Change& change : changes) {
-        std::ranges::move(change.goes, std::back_inserter(goes));
-        // Files first: NetworkManager has to know which interface is not its own.
-        const auto commands = std::ranges::stable_partition(
-            change.comes, [](const Step& step) { return step.kind == Kind::write; });
-        goes.insert(goes.end(), change.comes.begin(), commands.begin());
-        comes.insert(comes.end(), commands.begin(), commands.end());
-    }
-    if (touches_unmanaged(goes))
-        goes.push_back(reload);
-    std::ranges::move(comes, std::back_inserter(goes));
-    return goes;
+    std::vector<Step> steps;
+    for (Change& change : changes)
+        append(steps, std::move(change.goes));
+    for (Change& change : changes)
+        append(steps, std::move(change.files));
+    if (touches_unmanaged(steps)) // before NetworkManager is to use what was not its own
+        steps.push_back(reload());
+    for (Change& change : changes)
+        append(steps, std::move(change.comes));
+    return steps;
 }
 
 std::string describe(const Step& step) {

@@ -20,7 +20,6 @@ using fieldrelaybox::text_of;
 constexpr std::size_t longest_name = 32;
 constexpr std::size_t shortest_phrase = 8;
 constexpr std::size_t longest_phrase = 63;
-constexpr std::size_t key_digits = 64; // a key in place of a phrase
 
 constexpr std::array own_keys{
     "ap_iface",   "ap_ssid",   "ap_psk",   "ap_mode",      "ap_country",  "ap_channel",

@@ -4,12 +4,16 @@
 
 #include "fieldrelaybox/shared_memory.h"
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace network {
+
+// A phrase of so many hexadecimal digits is the key itself.
+inline constexpr std::size_t key_digits = 64;
 
 // Names and phrases are bytes of any kind; without a phrase the network is open.
 struct Wifi {
