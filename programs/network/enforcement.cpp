@@ -4,7 +4,7 @@
 #include "config/whole_files.h"
 #include "core/exit_status.h"
 #include "core/log.h"
-#include "core/log_text.h"
+#include "core/signal_sets.h"
 #include "network/files.h"
 #include "network/plan.h"
 #include "network/regulations.h"
@@ -13,6 +13,8 @@
 #include "network/trial.h"
 
 #include <chrono>
+#include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
@@ -22,8 +24,8 @@
 #include <string_view>
 #include <sys/file.h>
 #include <system_error>
-#include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace network {
 
@@ -114,19 +116,28 @@ void go_back_to(const Wishes& accepted) {
         log_error("cannot go back to the networks of before: %s", failure.c_str());
 }
 
-enum class Verdict { answered, silent, overtaken };
+// Whether the program was asked to end meanwhile. It goes through with what it began, and ends
+// where it only waits.
+bool is_ended_within(std::chrono::milliseconds time) {
+    static const sigset_t signals = fieldrelaybox::hold_back_signals({SIGTERM, SIGINT});
+    const timespec limit{.tv_sec = 0, .tv_nsec = std::chrono::nanoseconds(time).count()};
+    static bool ended = false;
+    ended = ended || sigtimedwait(&signals, nullptr, &limit) >= 0;
+    return ended;
+}
+
+enum class Verdict : std::uint8_t { answered, silent, interrupted };
 
 Verdict try_out(const Wishes& accepted, const Wishes& wanted, int seconds) {
     constexpr std::chrono::milliseconds pause{500};
     const Clock::time_point end = Clock::now() + std::chrono::seconds(seconds);
     while (true) {
-        if (marker_waits())
-            return Verdict::overtaken;
+        if (marker_waits() || is_ended_within(pause))
+            return Verdict::interrupted;
         if (has_way_in(accepted, wanted))
             return Verdict::answered;
         if (Clock::now() >= end)
             return Verdict::silent;
-        std::this_thread::sleep_for(pause);
     }
 }
 
@@ -136,8 +147,8 @@ void await_system_start() {
     constexpr std::chrono::milliseconds pause{500};
     timespec running{};
     while (clock_gettime(CLOCK_BOOTTIME, &running) == 0 && running.tv_sec < start_seconds &&
-           interfaces_that_answer().empty())
-        std::this_thread::sleep_for(pause);
+           interfaces_that_answer().empty() && !is_ended_within(pause)) {
+    }
 }
 
 int refuse(const Wishes& accepted, const std::string& fault) {
@@ -153,9 +164,10 @@ int accept(const Wanted& wanted) {
     return 0;
 }
 
-int fail(const Wishes& accepted, const std::string& failure) {
+int fail(const Wishes& accepted, const Wanted& wanted, const std::string& failure) {
     log_error("cannot make the networks: %s", failure.c_str());
-    go_back_to(accepted);
+    if (accepted != wanted.wishes)
+        go_back_to(accepted);
     return fieldrelaybox::exit_unable;
 }
 
@@ -185,15 +197,15 @@ int make_once(const Options& options) {
     if (is_new)
         await_system_start();
     const bool on_trial =
-        is_new && takes_the_way_in(accepted, wanted.wishes, interfaces_that_answer());
+        is_new && touches_way_in(accepted, wanted.wishes, interfaces_that_answer());
     if (const std::string failure = put_in_force(wanted.wishes); !failure.empty())
-        return fail(accepted, failure);
-    if (!on_trial)
+        return fail(accepted, wanted, failure);
+    if (!on_trial || has_way_in(accepted, wanted.wishes))
         return accept(wanted);
     log_line("the new networks take the only way in: undone in %d s unless somebody comes by them",
              options.trial_seconds);
     switch (try_out(accepted, wanted.wishes, options.trial_seconds)) {
-    case Verdict::overtaken:
+    case Verdict::interrupted:
         return 0;
     case Verdict::silent:
         return undo(accepted, wanted, options.trial_seconds);
@@ -225,11 +237,12 @@ int make_networks(const Options& options) {
     if (take_turn() < 0)
         return fieldrelaybox::exit_unable;
     int status = 0;
+    is_ended_within({}); // from now on signals wait
     do {
         // Before the settings are read: a change after that leaves a new one.
         unlink(marker);
         status = make_once(options);
-    } while (marker_waits());
+    } while (marker_waits() && !is_ended_within({}));
     return status;
 }
 
@@ -244,8 +257,9 @@ int print_plan() {
     for (const Step& step : plan_of(wanted->wishes, read_file))
         fieldrelaybox::print_line("%s", describe(step).c_str());
     const Wishes accepted = read_accepted();
-    if (accepted != wanted->wishes &&
-        takes_the_way_in(accepted, wanted->wishes, interfaces_that_answer()))
+    const std::vector<std::string> answering = interfaces_that_answer();
+    if (touches_way_in(accepted, wanted->wishes, answering) && accepted != wanted->wishes &&
+        !has_other_way(accepted, wanted->wishes, answering))
         fieldrelaybox::print_line("undone unless somebody comes by the new networks");
     return 0;
 }

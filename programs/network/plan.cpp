@@ -24,12 +24,12 @@ std::string quiet(const std::string& command) {
 }
 
 Step stop(const char* unit) {
-    return {Kind::attempt, std::string("systemctl stop ") + unit, ""};
+    return {Kind::attempt, std::string("systemctl stop ") + unit, "", ""};
 }
 
 // It may run, from a time that went wrong.
 Step start(const char* unit) {
-    return {Kind::run, std::string("systemctl restart ") + unit, ""};
+    return {Kind::run, std::string("systemctl restart ") + unit, "", ""};
 }
 
 bool is_changed(const File& file, const There& there) {
@@ -37,7 +37,8 @@ bool is_changed(const File& file, const There& there) {
 }
 
 // Nothing when all files are as they should be.
-Change change_of(const std::vector<File>& files, const There& there, Change how) {
+Change change_of(std::string_view network, const std::vector<File>& files, const There& there,
+                 Change how) {
     Change change;
     if (std::ranges::none_of(files, [&](const File& file) { return is_changed(file, there); }))
         return change;
@@ -47,17 +48,21 @@ Change change_of(const std::vector<File>& files, const There& there, Change how)
         change.goes = std::move(how.goes);
     for (const File& file : files) {
         if (is_changed(file, there) && !there(file.path).empty())
-            change.goes.push_back({Kind::remove, file.path, ""});
+            change.goes.push_back({Kind::remove, file.path, "", ""});
         if (is_changed(file, there) && !file.text.empty())
-            change.files.push_back({Kind::write, file.path, file.text});
+            change.files.push_back({Kind::write, file.path, file.text, ""});
     }
     if (!files.front().text.empty())
         change.comes = std::move(how.comes);
+    for (std::vector<Step>* steps : {&change.goes, &change.files, &change.comes}) {
+        for (Step& step : *steps)
+            step.network = network;
+    }
     return change;
 }
 
 Step forget(const char* uuid) {
-    return {Kind::attempt, quiet(std::string("nmcli connection delete uuid ") + uuid), ""};
+    return {Kind::attempt, quiet(std::string("nmcli connection delete uuid ") + uuid), "", ""};
 }
 
 // A file that it cannot read is no failure to it.
@@ -65,7 +70,7 @@ Step load(const std::string& path, const char* uuid) {
     return {Kind::ask,
             quiet("nmcli connection load " + path) + " && " +
                 quiet(std::string("nmcli connection show uuid ") + uuid),
-            ""};
+            "", ""};
 }
 
 // NetworkManager joins by itself where nothing else has the interface.
@@ -74,14 +79,14 @@ Step take_over(const Wifi& wifi, const char* uuid) {
             "nmcli -g GENERAL.CON-UUID device show " + wifi.interface_name +
                 " 2>/dev/null | grep -qvx -e '' -e " + uuid +
                 " && nmcli --wait 0 connection up uuid " + uuid + " >/dev/null",
-            ""};
+            "", ""};
 }
 
 // A camera takes its interface from others when it is seen, which its search does.
 Change camera_change(const Wishes& wishes, const There& there) {
     constexpr const char* search = "fieldrelaybox-camera-search.service";
     const std::vector<File> files = camera_files(wishes.camera);
-    return change_of(files, there,
+    return change_of("camera", files, there,
                      {{stop(search), forget(camera_uuid)},
                       {load(files.front().path, camera_uuid), start(search)}});
 }
@@ -91,14 +96,14 @@ Change home_change(const Wishes& wishes, const There& there) {
     Change how{{forget(home_uuid)}, {load(files.front().path, home_uuid)}};
     if (wishes.home)
         how.comes.push_back(take_over(*wishes.home, home_uuid));
-    return change_of(files, there, std::move(how));
+    return change_of("home", files, there, std::move(how));
 }
 
 // Whoever has an address afterwards came by what is wanted now.
 Change access_point_change(const Wishes& wishes, const There& there) {
     constexpr const char* unit = "fieldrelaybox-access-point.service";
-    return change_of(access_point_files(wishes.access_point), there,
-                     {{stop(unit), {Kind::remove, leases_file, ""}}, {start(unit)}});
+    return change_of("access point", access_point_files(wishes.access_point), there,
+                     {{stop(unit), {Kind::remove, leases_file, "", ""}}, {start(unit)}});
 }
 
 // One that does not run reads it when it starts.
@@ -106,7 +111,7 @@ Step reload() {
     return {Kind::ask,
             "! systemctl is-active --quiet NetworkManager.service || " +
                 quiet("nmcli general reload conf"),
-            ""};
+            "", ""};
 }
 
 bool touches_unmanaged(const std::vector<Step>& steps) {

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace network {
@@ -19,7 +20,8 @@ struct Step {
     };
     Kind kind;
     std::string text;
-    std::string content; // of a file; may hold a pass phrase
+    std::string content;      // of a file; may hold a pass phrase
+    std::string_view network; // which it is for; empty: all
 };
 
 // there: what a file holds, "" when it is not there. The steps of networks that stay as they are

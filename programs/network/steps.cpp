@@ -3,6 +3,7 @@
 #include "config/whole_files.h"
 #include "core/shell.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
@@ -56,11 +57,14 @@ std::string carry_out(const Step& step) {
     return status == 0 ? "" : "\"" + step.text + "\" ended with status " + std::to_string(status);
 }
 
-// What is not in force is not to be found there as if it were.
-void take_back(std::span<const Step> done) {
+// What is not in force is not to be found there as if it were: the files of each network for which
+// something was still to be done.
+void take_back(std::span<const Step> done, std::span<const Step> left) {
     std::error_code error;
     for (const Step& step : done) {
-        if (step.kind == Step::Kind::write)
+        const bool is_unfinished =
+            std::ranges::find(left, step.network, &Step::network) != left.end();
+        if (step.kind == Step::Kind::write && is_unfinished)
             std::filesystem::remove(step.text, error);
     }
 }
@@ -72,7 +76,7 @@ std::string carry_out(const std::vector<Step>& steps) {
         std::string failure = carry_out(steps[i]);
         if (failure.empty())
             continue;
-        take_back(std::span(steps).first(i));
+        take_back(std::span(steps).first(i), std::span(steps).subspan(i));
         return failure;
     }
     return "";

@@ -8,8 +8,8 @@
 
 namespace network {
 
-// Stops at the first step that fails, takes back the files that were written before it, and returns
-// why, for the log; empty when all went well.
+// Stops at the first step that fails, takes back the files of networks that are not finished, and
+// returns why, for the log; empty when all went well.
 std::string carry_out(const std::vector<Step>& steps);
 
 } // namespace network

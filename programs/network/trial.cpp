@@ -41,20 +41,10 @@ bool is_cameras(const Wishes& wishes, const std::string& name) {
     return wishes.camera && wishes.camera->interface_name == name;
 }
 
-bool has_other_way(const Wishes& accepted, const Wishes& wanted,
-                   const std::vector<std::string>& answering) {
-    const std::set<std::string> changed = changed_interfaces(accepted, wanted);
-    return std::ranges::any_of(answering, [&](const std::string& name) {
-        return !changed.contains(name) && !is_cameras(wanted, name);
-    });
-}
-
 } // namespace
 
-bool takes_the_way_in(const Wishes& accepted, const Wishes& wanted,
-                      const std::vector<std::string>& answering) {
-    if (has_other_way(accepted, wanted, answering))
-        return false;
+bool touches_way_in(const Wishes& accepted, const Wishes& wanted,
+                    const std::vector<std::string>& answering) {
     const std::set<std::string> changed = changed_interfaces(accepted, wanted);
     const bool home_goes = accepted.home && accepted.home != wanted.home;
     const bool access_point_goes =
@@ -63,6 +53,14 @@ bool takes_the_way_in(const Wishes& accepted, const Wishes& wanted,
            std::ranges::any_of(answering, [&](const std::string& name) {
                return changed.contains(name) && !is_cameras(accepted, name);
            });
+}
+
+bool has_other_way(const Wishes& accepted, const Wishes& wanted,
+                   const std::vector<std::string>& answering) {
+    const std::set<std::string> changed = changed_interfaces(accepted, wanted);
+    return std::ranges::any_of(answering, [&](const std::string& name) {
+        return !changed.contains(name) && !is_cameras(wanted, name);
+    });
 }
 
 bool has_way_in(const Wishes& accepted, const Wishes& wanted) {

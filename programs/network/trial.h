@@ -8,14 +8,18 @@
 
 namespace network {
 
-// True when somebody may have come by what the change takes away, and no other way in is left.
-// accepted: the networks that have proved themselves; answering: the interfaces by which the box
-// can be reached now. The camera's network leads nobody in.
-bool takes_the_way_in(const Wishes& accepted, const Wishes& wanted,
-                      const std::vector<std::string>& answering);
+// True when somebody may have come by what the change takes away. accepted: the networks that have
+// proved themselves; answering: the interfaces by which the box can be reached now. The camera's
+// network leads nobody in.
+bool touches_way_in(const Wishes& accepted, const Wishes& wanted,
+                    const std::vector<std::string>& answering);
 
-// Whether there is a way in now: the home network is joined, somebody is at the access point, or
-// an interface answers that the change leaves alone.
+// Whether an interface answers that the change leaves alone.
+bool has_other_way(const Wishes& accepted, const Wishes& wanted,
+                   const std::vector<std::string>& answering);
+
+// Whether there is a way in now that the change has been made: the home network is joined, somebody
+// is at the access point, or there is another one.
 bool has_way_in(const Wishes& accepted, const Wishes& wanted);
 
 } // namespace network

@@ -168,6 +168,11 @@ TEST(Network, only_what_changed_is_made_anew) {
 }
 
 TEST(Network, a_change_of_the_only_way_in_is_tried_out) {
+    const auto takes_the_way_in = [](const Wishes& accepted, const Wishes& wanted,
+                                     const std::vector<std::string>& answering) {
+        return touches_way_in(accepted, wanted, answering) &&
+               !has_other_way(accepted, wanted, answering);
+    };
     const Wishes nothing{};
     const Wishes with_camera{camera, {}, {}};
     const Wishes at_home{{}, Wifi{"wlan0", "home", ""}, {}};
