@@ -152,7 +152,14 @@ class Network(unittest.TestCase):
         self.assertIn("cannot make the networks", self.log)
         self.assertEqual(self.files(), before)
         (self.home / "broken").unlink()
-        self.assertEqual(self.make("--accept"), 0, self.log)
+        self.accept(**ALL)
+        shutil.rmtree(OWN)
+        shutil.rmtree(MANAGER)  # as at the next start of the system
+        (self.home / "broken").touch()
+        self.assertEqual(self.make(), 1)
+        (self.home / "broken").unlink()
+        self.runs()
+        self.assertEqual(self.make(), 0, self.log)  # and does not take it for done
         self.assertIn("systemctl restart fieldrelaybox-access-point.service", self.runs())
 
     def test_options(self) -> None:
