@@ -7,7 +7,7 @@ TEST_JOBS ?= $(shell expr $(JOBS) \* 3)
 # JOINED=yes compiles a dozen files as one: cheaper for a whole build, dearer after a small change.
 joined = $(if $(JOINED),-DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12)
 
-.PHONY: run test test-browser screenshots build build-tests settings bench bench-panel build-fuzz fuzz mutants lint package release test-armhf test-package clean help
+.PHONY: run test test-browser screenshots build build-tests settings bench bench-panel build-fuzz fuzz mutants lint package release test-armhf test-package test-box clean help
 
 help:
 	@echo "make run    the daemon with a simulated camera, real video, a client, and the panel for your browser"
@@ -25,6 +25,8 @@ help:
 	@echo "make release       what is published as a version, into build/release-VERSION; publishes nothing"
 	@echo "make test-armhf    build for 32-bit and 64-bit ARM and run the tests under emulation"
 	@echo "make test-package  install, upgrade and remove the packages in a system of their own (root)"
+	@echo "make test-box      the same in virtual machines that start, lose power and are upgraded (root; SHORT=1: the"
+	@echo "                   quicker part, CASES=test_settings: some)"
 
 build:
 	@scripts/install_dependencies.sh build
@@ -92,6 +94,9 @@ test-armhf:
 
 test-package:
 	@packaging/test_package.sh
+
+test-box:
+	@SHORT=$(SHORT) tests/box/run.sh $(CASES)
 
 clean:
 	@rm -rf build

@@ -1,7 +1,7 @@
 #!/bin/sh
 # install_dependencies.sh [--list] GROUP...: installs the Debian packages that the groups need and that are
 # missing; with --list only prints their names.
-# Groups: build, test, browser, run, video, streams, fuzz, lint, package, package-test.
+# Groups: build, test, browser, run, video, streams, fuzz, lint, package, package-test, box.
 set -eu
 
 # What streams run on: programs, and the plugins with the elements of their pipelines.
@@ -26,6 +26,7 @@ packages_of() {
     lint) echo "git clang-format clang-tidy cppcheck shellcheck" ;;
     package) echo "build-essential debhelper dh-python dpkg-dev help2man lintian" ;;
     package-test) echo "debootstrap systemd-container dpkg-dev" ;;
+    box) echo "mmdebstrap kmod cpio qemu-system-x86 qemu-system-arm qemu-utils mtools dosfstools fdisk e2fsprogs python3 util-linux" ;;
     *)
         echo "install_dependencies.sh: unknown group $1" >&2
         exit 2
