@@ -81,7 +81,7 @@ make_initrd() {
     mkdir -p "$work/initrd"/{bin,dev,proc,root}
     cp "$work/busybox/bin/busybox" "$work/initrd/bin/"
     install -m 755 tests/box/initrd_init "$work/initrd/init"
-    for module in virtio_pci virtio_mmio virtio_blk virtio_console crc32c_generic ext4; do
+    for module in virtio_{pci,blk,console,rng} crc32c_generic ext4 sdhci_pci mmc_block vfat nls_{ascii,cp437}; do
         modprobe --show-depends -d "$work/trimmed" -S "$1" "$module" 2>/dev/null | sed -n 's/^insmod //p'
     done | awk '!seen[$1]++ { print $1 }' >"$work/list"
     while read -r module; do
@@ -111,12 +111,21 @@ make_root() {
     install -m 644 tests/box/agent.service "$work/root/etc/systemd/system/box-agent.service"
     # What only takes time at a start, or would do something by itself hours later.
     for unit in apt-daily.timer apt-daily-upgrade.timer dpkg-db-backup.timer e2scrub_all.timer e2scrub_reap.service \
-        fstrim.timer getty@tty1.service systemd-update-utmp.service systemd-update-utmp-runlevel.service \
-        serial-getty@ttyS0.service serial-getty@ttyAMA0.service NetworkManager-wait-online.service \
-        systemd-pcrphase.service systemd-pcrphase-sysinit.service sys-kernel-debug.mount sys-kernel-tracing.mount; do
+        fstrim.timer getty@tty1.service serial-getty@.service systemd-update-utmp.service \
+        systemd-update-utmp-runlevel.service NetworkManager-wait-online.service systemd-pcrphase.service \
+        systemd-pcrphase-sysinit.service sys-kernel-{debug,tracing,config}.mount dev-{hugepages,mqueue}.mount \
+        sys-fs-fuse-connections.mount modprobe@.service kmod-static-nodes.service systemd-sysusers.service \
+        systemd-binfmt.service proc-sys-fs-binfmt_misc.automount systemd-user-sessions.service \
+        systemd-random-seed.service systemd-ask-password-{console,wall}.path; do
         ln -sf /dev/null "$work/root/etc/systemd/system/$unit"
     done
-    install -d "$work/root/etc/systemd/system/sysinit.target.wants" "$work/root/var/log/journal"
+    install -d "$work/root/etc/systemd/system-generators" "$work/root/etc/systemd/journald.conf.d"
+    for unit in "$work"/root/lib/systemd/system-generators/*; do
+        [ "${unit##*/}" = systemd-fstab-generator ] ||
+            ln -s /dev/null "$work/root/etc/systemd/system-generators/${unit##*/}"
+    done
+    printf '[Journal]\nStorage=volatile\n' >"$work/root/etc/systemd/journald.conf.d/quick.conf"
+    install -d "$work/root/etc/systemd/system/sysinit.target.wants"
     ln -s ../box-agent.service "$work/root/etc/systemd/system/sysinit.target.wants/"
 }
 

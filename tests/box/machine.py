@@ -28,7 +28,7 @@ NATIVE = {"x86_64": "amd64", "armv7l": "armhf"}.get(platform.machine(), "amd64")
 SHORT = bool(os.environ.get("SHORT"))
 PARTITION_START, PARTITION_SIZE, CARD_SIZE = 4 << 20, 252 << 20, 256 << 20
 QEMU = {
-    "amd64": ("qemu-system-x86_64 -machine q35 -cpu qemu64,+rdrand -smp 2 -device virtio-rng-pci", "ttyS0"),
+    "amd64": ("qemu-system-x86_64 -machine q35,i8042=off,smbus=off,sata=off -cpu qemu64,+rdrand -smp 2 -device virtio-rng-pci", "ttyS0"),
     "armhf": ("qemu-system-arm -machine virt,highmem=off -cpu cortex-a15 -smp 2 -device virtio-rng-pci", "ttyAMA0"),
 }
 SLOWNESS = {"amd64": 1, "armhf": 3}
@@ -121,7 +121,7 @@ class Machine:
         return [*command.split(), "-accel", "tcg,thread=multi,tb-size=256", "-m", "512", "-nodefaults", "-nic", "none",
                 "-display", "none", "-serial", f"file:{self.console}",
                 "-kernel", str(self.system / "vmlinuz"), "-initrd", str(self.system / "initrd"), "-append",
-                f"console={console} loglevel=5 mitigations=off" + (f" card={self.card_at}" if self.card_at else ""),
+                f"console={console} loglevel=5 mitigations=off audit=0 apparmor=0" + (f" card={self.card_at}" if self.card_at else ""),
                 "-drive", f"if=none,id=root,file={self.root},format=qcow2,discard=unmap",
                 "-device", "virtio-blk-pci,drive=root",
                 "-blockdev", f"{card},node-name=card", "-device", "sdhci-pci", "-device", "sd-card,drive=card",
