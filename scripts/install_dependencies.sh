@@ -26,7 +26,7 @@ packages_of() {
     lint) echo "git clang-format clang-tidy cppcheck shellcheck" ;;
     package) echo "build-essential debhelper dh-python dpkg-dev help2man lintian" ;;
     package-test) echo "debootstrap systemd-container dpkg-dev" ;;
-    box) echo "mmdebstrap kmod cpio qemu-system-x86 qemu-system-arm qemu-utils mtools dosfstools fdisk e2fsprogs python3 util-linux" ;;
+    box) echo "mmdebstrap arch-test qemu-user-static kmod cpio qemu-system-x86 qemu-system-arm qemu-utils mtools dosfstools fdisk e2fsprogs python3 util-linux" ;;
     *)
         echo "install_dependencies.sh: unknown group $1" >&2
         exit 2

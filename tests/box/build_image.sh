@@ -48,7 +48,26 @@ scripts/install_dependencies.sh box
 rm -rf "$output"
 mkdir -p "$output"
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+clean_up() {
+    rm -rf "$work"
+    [ -z "$registered" ] || echo -1 >"$formats/qemu-arm"
+    [ -z "$mounted" ] || umount "$formats"
+}
+trap clean_up EXIT
+
+# Packages of another processor set themselves up by its emulator, which a system without systemd knows only when it
+# is told.
+formats=/proc/sys/fs/binfmt_misc registered="" mounted=""
+if [ "$architecture" = armhf ] && [ "$(dpkg --print-architecture)" != armhf ]; then
+    if [ ! -e $formats/register ]; then
+        mount -t binfmt_misc none $formats
+        mounted=yes
+    fi
+    if [ ! -e $formats/qemu-arm ]; then
+        cat /usr/lib/binfmt.d/qemu-arm.conf >$formats/register
+        registered=yes
+    fi
+fi
 
 # The kernel is unpacked beside the packages: installed, it would make an initrd of its own.
 add_kernel() {

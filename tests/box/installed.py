@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import fcntl
 import tempfile
 from pathlib import Path
 
@@ -12,8 +13,6 @@ ON_CARD = "fieldrelaybox.conf"
 INSTALL = "DEBIAN_FRONTEND=noninteractive apt-get install -y"
 PUT_SETTINGS = ("cp /usr/share/doc/fieldrelaybox/examples/fieldrelaybox.conf /boot/firmware/ && "
                 "ln -sf firmware/fieldrelaybox.conf /boot/")
-OLDER_PUT_SETTINGS = ("mount -o remount,rw /boot && cp /usr/share/doc/fieldrelaybox/examples/fieldrelaybox.conf /boot/ && "
-                      "mount -o remount,ro /boot")
 IS_RUNNING = f"systemctl is-active {SERVICE} && [ \"$(head -c 1 /dev/shm/hud_mem)\" = $'\\x01' ]"
 KINDS = ("fieldrelaybox", "fieldrelaybox-panel", "fieldrelaybox-tools")
 
@@ -50,31 +49,30 @@ def install(machine: Machine, kinds: tuple[str, ...] = KINDS) -> None:
     put(machine, "packages", packages(machine.architecture, kinds))
     machine.run(f"cd packages && {INSTALL} ./fieldrelaybox*.deb", timeout=300)
     machine.run("rm -r packages")
-    machine.run(OLDER_PUT_SETTINGS if machine.card_at else PUT_SETTINGS)
+    machine.run(PUT_SETTINGS)
     machine.run(f"systemctl restart {SERVICE}")
     machine.wait_until(IS_RUNNING)
 
 
-def installed(architecture: str = NATIVE) -> Path:
-    """A root with the packages of build/packages, made once for each commit."""
-    root = SYSTEMS / architecture / "installed.qcow2"
-    made_of = (PACKAGES / "commit").read_text() + str((SYSTEMS / architecture / "root.img").stat().st_mtime_ns)
-    note = root.with_suffix(".made-of")
-    if not root.exists() or not note.exists() or note.read_text() != made_of:
-        root.unlink(missing_ok=True)
-        with Machine(architecture=architecture) as machine:
-            install(machine)
-            machine.shut_down()
-            machine.keep_root(root)
-        note.write_text(made_of)
+def installed(architecture: str = NATIVE, system: str = "") -> Path:
+    """A root with the packages of build/packages, made by whichever story comes first."""
+    directory = SYSTEMS / (system or architecture)
+    root = directory / "installed.qcow2"
+    with (directory / "installed.lock").open("w") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        if not root.exists():
+            with Machine(architecture=architecture, system=system) as machine:
+                install(machine, (*KINDS, "fieldrelaybox-streams") if system.endswith("-streams") else KINDS)
+                machine.shut_down()
+                machine.keep_root(root)
     return root
 
 
 class InstalledBox(Machine):
     """A machine with the packages installed and the sample settings on its card."""
 
-    def __init__(self, architecture: str = NATIVE, card_at: str = "") -> None:
-        super().__init__(installed(architecture), architecture, card_at)
+    def __init__(self, architecture: str = NATIVE, card_at: str = "", system: str = "") -> None:
+        super().__init__(installed(architecture, system), architecture, card_at, system)
         sample = run("dpkg-deb", "--fsys-tarfile", next(PACKAGES.glob(f"fieldrelaybox_*_{architecture}.deb")))
         self.card.write(ON_CARD, run("tar", "-xO", "./usr/share/doc/fieldrelaybox/examples/fieldrelaybox.conf",
                                      input=sample))

@@ -92,6 +92,8 @@ class Machine:
         self.card = Card(self.directory / "card.img")
         self.write_log: Path | None = None
         """When set before a start, where all that is written to the card is noted."""
+        self.options = ""
+        """More words for the kernel's command line."""
         base = base or self.system / "root.img"
         run("qemu-img", "create", "-q", "-f", "qcow2", "-b", base, "-F",
             "qcow2" if base.suffix == ".qcow2" else "raw", self.root)
@@ -121,7 +123,8 @@ class Machine:
         return [*command.split(), "-accel", "tcg,thread=multi,tb-size=256", "-m", "512", "-nodefaults", "-nic", "none",
                 "-display", "none", "-serial", f"file:{self.console}",
                 "-kernel", str(self.system / "vmlinuz"), "-initrd", str(self.system / "initrd"), "-append",
-                f"console={console} loglevel=5 mitigations=off audit=0 apparmor=0" + (f" card={self.card_at}" if self.card_at else ""),
+                f"console={console} loglevel=5 mitigations=off audit=0 apparmor=0" + f" {self.options}"
+                + (f" card={self.card_at}" if self.card_at else ""),
                 "-drive", f"if=none,id=root,file={self.root},format=qcow2,discard=unmap",
                 "-device", "virtio-blk-pci,drive=root",
                 "-blockdev", f"{card},node-name=card", "-device", "sdhci-pci", "-device", "sd-card,drive=card",
@@ -242,4 +245,5 @@ class Machine:
 
     def keep_root(self, path: Path) -> None:
         """For machines that go on from here; while it is off."""
-        shutil.move(self.root, path)
+        shutil.move(self.root, f"{path}.new")
+        os.rename(f"{path}.new", path)
