@@ -47,7 +47,7 @@ def put(machine: Machine, directory: str, contents: dict[str, bytes]) -> None:
 def install(machine: Machine, kinds: tuple[str, ...] = KINDS) -> None:
     """The README's way, to the service that runs with the sample settings."""
     put(machine, "packages", packages(machine.architecture, kinds))
-    machine.run(f"cd packages && {INSTALL} ./fieldrelaybox*.deb", timeout=300)
+    machine.run(f"cd packages && {INSTALL} ./fieldrelaybox*.deb", timeout=600)
     machine.run("rm -r packages")
     machine.run(PUT_SETTINGS)
     machine.run(f"systemctl restart {SERVICE}")
@@ -79,7 +79,7 @@ class InstalledBox(Machine):
 
     def start(self) -> "InstalledBox":
         super().start()
-        self.wait_until(IS_RUNNING, 120)
+        self.wait_until(IS_RUNNING)
         return self
 
     def set(self, name: str, value: str) -> None:

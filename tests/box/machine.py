@@ -28,8 +28,8 @@ NATIVE = {"x86_64": "amd64", "armv7l": "armhf"}.get(platform.machine(), "amd64")
 SHORT = bool(os.environ.get("SHORT"))
 PARTITION_START, PARTITION_SIZE, CARD_SIZE = 4 << 20, 252 << 20, 256 << 20
 QEMU = {
-    "amd64": ("qemu-system-x86_64 -machine q35,i8042=off,smbus=off,sata=off -cpu qemu64,+rdrand -smp 2 -device virtio-rng-pci", "ttyS0"),
-    "armhf": ("qemu-system-arm -machine virt,highmem=off -cpu cortex-a15 -smp 2 -device virtio-rng-pci", "ttyAMA0"),
+    "amd64": ("qemu-system-x86_64 -machine q35,i8042=off,smbus=off,sata=off -cpu qemu64,+rdrand", "ttyS0"),
+    "armhf": ("qemu-system-arm -machine virt,highmem=off -cpu cortex-a15", "ttyAMA0"),
 }
 SLOWNESS = {"amd64": 1, "armhf": 3}
 """How many times as long as on amd64 a thing may take."""
@@ -81,9 +81,9 @@ class Machine:
 
     def __init__(self, base: Path | None = None, architecture: str = NATIVE, card_at: str = "",
                  system: str = "") -> None:
-        """base: a root that another machine left, or a plain system. card_at: the mount point of the card, with mount
-        options behind it ("/boot,ro"), if not that of Raspberry Pi OS 12. system: which, below build/box, if not that of
-        the architecture."""
+        """base: a root that another machine left, or a plain system. card_at: the mount point of the card, with
+        mount options behind it ("/boot,ro"), if not that of Raspberry Pi OS 12. system: which, below build/box, if
+        not that of the architecture."""
         self.architecture, self.card_at = architecture, card_at
         self.system = SYSTEMS / (system or architecture)
         self._home = tempfile.TemporaryDirectory(prefix="machine.")
@@ -120,8 +120,8 @@ class Machine:
             self.write_log.write_bytes(b"")
             card = (f"driver=blklogwrites,file.driver=file,file.filename={self.card.path},"
                     f"log.driver=file,log.filename={self.write_log}")
-        return [*command.split(), "-accel", "tcg,thread=multi,tb-size=256", "-m", "512", "-nodefaults", "-nic", "none",
-                "-display", "none", "-serial", f"file:{self.console}",
+        return [*command.split(), "-accel", "tcg,thread=multi,tb-size=256", "-smp", "2", "-m", "512", "-nodefaults",
+                "-nic", "none", "-device", "virtio-rng-pci", "-display", "none", "-serial", f"file:{self.console}",
                 "-kernel", str(self.system / "vmlinuz"), "-initrd", str(self.system / "initrd"), "-append",
                 f"console={console} loglevel=5 mitigations=off audit=0 apparmor=0" + f" {self.options}"
                 + (f" card={self.card_at}" if self.card_at else ""),
@@ -146,7 +146,7 @@ class Machine:
                 raise AssertionError(self._failure("does not start"))
             time.sleep(0.02)
         threading.Thread(target=self._read, args=(self._socket, self._answers), daemon=True).start()
-        self._await(0, "the machine starts", 120)
+        self._await(0, "the machine starts", 300)
         return self
 
     @staticmethod
@@ -185,12 +185,12 @@ class Machine:
         self._socket.sendall(json.dumps(request).encode() + b"\n")
         return number
 
-    def finish(self, number: int, timeout: float = 120) -> tuple[int, bytes]:
+    def finish(self, number: int, timeout: float = 300) -> tuple[int, bytes]:
         """Status and output of a command that was begun."""
         answer = self._await(number, "a command", timeout)
         return answer["status"], base64.b64decode(answer["output"])
 
-    def run(self, command: str, input: bytes = b"", timeout: float = 120) -> str:
+    def run(self, command: str, input: bytes = b"", timeout: float = 300) -> str:
         """What a shell command prints; it has to end well."""
         status, output = self.finish(self.begin(command, input), timeout)
         if status:
@@ -200,7 +200,7 @@ class Machine:
     def succeeds(self, command: str) -> bool:
         return self.finish(self.begin(command))[0] == 0
 
-    def wait_until(self, command: str, timeout: float = 60) -> None:
+    def wait_until(self, command: str, timeout: float = 180) -> None:
         """Until a shell command ends well; it is tried again and again in the machine."""
         seconds = timeout * SLOWNESS[self.architecture]
         script = (f"for ((end = SECONDS + {seconds:.0f}; SECONDS < end;)); do\n"
@@ -228,7 +228,7 @@ class Machine:
         self.begin("systemctl poweroff")
         assert self.process
         try:
-            self.process.wait(90 * SLOWNESS[self.architecture])
+            self.process.wait(180 * SLOWNESS[self.architecture])
         except subprocess.TimeoutExpired:
             raise AssertionError(self._failure("does not shut down")) from None
         self._gone()
