@@ -231,6 +231,26 @@ int take_turn() {
     return lock;
 }
 
+// True at once when a marker comes, or later; false when the program was asked to end.
+bool await_next_try() {
+    constexpr std::chrono::seconds patience{60};
+    constexpr std::chrono::milliseconds pause{500};
+    const Clock::time_point end = Clock::now() + patience;
+    while (!marker_waits() && Clock::now() < end) {
+        if (is_ended_within(pause))
+            return false;
+    }
+    return true;
+}
+
+// Whether there is more to do after a run that ended with status.
+bool goes_on(const Options& options, int status) {
+    if (is_ended_within({}))
+        return false;
+    const bool failed = status == fieldrelaybox::exit_unable;
+    return marker_waits() || (failed && options.keep_trying && await_next_try());
+}
+
 } // namespace
 
 int make_networks(const Options& options) {
@@ -242,7 +262,7 @@ int make_networks(const Options& options) {
         // Before the settings are read: a change after that leaves a new one.
         unlink(marker);
         status = make_once(options);
-    } while (marker_waits() && !is_ended_within({}));
+    } while (goes_on(options, status));
     return status;
 }
 

@@ -7,6 +7,7 @@ namespace network {
 struct Options {
     int trial_seconds = 60;
     bool without_trial = false; // what the settings want is accepted as it is
+    bool keep_trying = false;   // what failed is tried again every minute, or when a marker comes
 };
 
 // Ended so because the settings cannot be, or failed their trial: trying again changes nothing.

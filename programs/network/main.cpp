@@ -13,7 +13,7 @@
 namespace {
 
 constexpr const char* help_text =
-    "Usage: fieldrelaybox-network [--trial SECONDS | --accept]\n"
+    "Usage: fieldrelaybox-network [--trial SECONDS | --accept | --keep-trying]\n"
     "       fieldrelaybox-network --print | --help | --version\n"
     "\n"
     "Joins the camera's network and the ordinary one and runs the access point, as camera_*, "
@@ -24,6 +24,7 @@ constexpr const char* help_text =
     "\n"
     "  --trial SECONDS  how long to wait for somebody, 1 to 3600 (60)\n"
     "  --accept         keep the new networks without a trial\n"
+    "  --keep-trying    after a step that failed, try again every minute until all is done\n"
     "  --print          print what would be done, and do nothing\n"
     "  --help           print this text\n"
     "  --version        print the version\n"
@@ -66,6 +67,8 @@ int main(int count, char** values) {
         return refuse(arguments[2]);
     if (first == "--accept")
         return run({.without_trial = true});
+    if (first == "--keep-trying")
+        return run({.keep_trying = true});
     if (first == "--print")
         return network::print_plan();
     if (first == "--version")

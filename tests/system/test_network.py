@@ -130,18 +130,26 @@ class Network(unittest.TestCase):
         self.assertEqual(self.make("--trial", "1"), 3)
         self.assertEqual(self.files(), after)
 
-    def test_a_change_during_a_trial_is_taken_up_at_once(self) -> None:
-        before = self.accept(**HOME)
-        self.write(**{**HOME, "wifi_ssid": '"elsewhere"'})
-        process = subprocess.Popen([*NETWORK, "--trial", "600"], env=self.environment, stderr=subprocess.PIPE)
+    def change_after(self, line: str, option: str, *more: str) -> None:
+        """Start the program and, when its log has the line, change the settings back."""
+        process = subprocess.Popen([*NETWORK, option, *more], env=self.environment, stderr=subprocess.PIPE)
         self.addCleanup(process.kill)
         assert process.stderr
         log = Lines(process.stderr)
-        log.wait_for("the new networks take the only way in", whole=False)
+        log.wait_for(line, whole=False)
         self.write(**HOME)
         MARKER.touch()
         self.assertEqual(process.wait(TIMEOUT), 0)
         log.join()
+
+    def test_a_change_is_taken_up_at_once_during_a_trial_and_between_tries(self) -> None:
+        before = self.accept(**HOME)
+        self.write(**{**HOME, "wifi_ssid": '"elsewhere"'})
+        self.change_after("the new networks take the only way in", "--trial", "600")
+        self.assertEqual(self.files(), before)
+        (self.home / "broken").touch()
+        self.write(**ALL)
+        self.change_after("cannot make the networks", "--keep-trying")
         self.assertEqual(self.files(), before)
 
     def test_a_step_that_fails_leaves_the_networks_of_before(self) -> None:
