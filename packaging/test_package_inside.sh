@@ -157,6 +157,7 @@ fieldrelaybox-client wifi set --host 127.0.0.1 --camera wlan0 "of the networks" 
 wait_until network_says 'camera: "of the networks" on wlan0, which is not there yet'
 wait_until network_says 'cannot make the networks: "nmcli connection load'
 [ ! -e /run/wlan.update ] || fail "the marker waits"
+fieldrelaybox-client wifi set --host 127.0.0.1 --camera wlan0 "of the test" "" || fail "the networks are not set back"
 systemctl stop "${network_units[@]:0:2}"
 
 step "panel: asks for the password that was made for this box, and has few rights"

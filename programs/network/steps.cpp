@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <span>
+#include <sys/stat.h>
 #include <system_error>
 #include <thread>
 
@@ -17,9 +18,13 @@ namespace {
 
 constexpr int command_ms = 45'000; // hostapd's interface may be busy
 
+// The folders are NetworkManager's, which may come later and has things for all to read there.
 std::string write_private(const std::string& path, const std::string& text) {
+    constexpr mode_t readable_for_all = 022;
     std::error_code error;
+    const mode_t before = umask(readable_for_all);
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+    umask(before);
     return fieldrelaybox::replace_private_file(path, text);
 }
 
