@@ -14,6 +14,8 @@ INSTALL = "DEBIAN_FRONTEND=noninteractive apt-get install -y"
 PUT_SETTINGS = ("cp /usr/share/doc/fieldrelaybox/examples/fieldrelaybox.conf /boot/firmware/ && "
                 "ln -sf firmware/fieldrelaybox.conf /boot/")
 IS_RUNNING = f"systemctl is-active {SERVICE} && [ \"$(head -c 1 /dev/shm/hud_mem)\" = $'\\x01' ]"
+WITHOUT_NETWORK = "systemd.mask=NetworkManager.service systemd.mask=wpa_supplicant.service"
+"""For stories that start often and are not about it."""
 KINDS = ("fieldrelaybox", "fieldrelaybox-panel", "fieldrelaybox-tools")
 
 
@@ -71,8 +73,10 @@ def installed(architecture: str = NATIVE, system: str = "") -> Path:
 class InstalledBox(Machine):
     """A machine with the packages installed and the sample settings on its card."""
 
-    def __init__(self, architecture: str = NATIVE, card_at: str = "", system: str = "") -> None:
+    def __init__(self, architecture: str = NATIVE, card_at: str = "", system: str = "",
+                 options: str = "") -> None:
         super().__init__(installed(architecture, system), architecture, card_at, system)
+        self.options = options
         sample = run("dpkg-deb", "--fsys-tarfile", next(PACKAGES.glob(f"fieldrelaybox_*_{architecture}.deb")))
         self.card.write(ON_CARD, run("tar", "-xO", "./usr/share/doc/fieldrelaybox/examples/fieldrelaybox.conf",
                                      input=sample))

@@ -27,6 +27,7 @@ SYSTEMS, PACKAGES = ROOT / "build" / "box", ROOT / "build" / "packages"
 NATIVE = {"x86_64": "amd64", "armv7l": "armhf"}.get(platform.machine(), "amd64")
 SHORT = bool(os.environ.get("SHORT"))
 PARTITION_START, PARTITION_SIZE, CARD_SIZE = 4 << 20, 252 << 20, 256 << 20
+PROCESSORS = "1" if SHORT else "2"  # where two machines run at a time, one is cheaper
 QEMU = {
     "amd64": ("qemu-system-x86_64 -machine q35,i8042=off,smbus=off,sata=off -cpu qemu64,+rdrand", "ttyS0"),
     "armhf": ("qemu-system-arm -machine virt,highmem=off -cpu cortex-a15", "ttyAMA0"),
@@ -120,8 +121,9 @@ class Machine:
             self.write_log.write_bytes(b"")
             card = (f"driver=blklogwrites,file.driver=file,file.filename={self.card.path},"
                     f"log.driver=file,log.filename={self.write_log}")
-        return [*command.split(), "-accel", "tcg,thread=multi,tb-size=256", "-smp", "2", "-m", "512", "-nodefaults",
-                "-nic", "none", "-device", "virtio-rng-pci", "-display", "none", "-serial", f"file:{self.console}",
+        return [*command.split(), "-accel", "tcg,thread=multi,tb-size=256", "-smp", PROCESSORS, "-m", "512",
+                "-nodefaults", "-nic", "none", "-device", "virtio-rng-pci", "-display", "none",
+                "-serial", f"file:{self.console}",
                 "-kernel", str(self.system / "vmlinuz"), "-initrd", str(self.system / "initrd"), "-append",
                 f"console={console} loglevel=5 mitigations=off audit=0 apparmor=0" + f" {self.options}"
                 + (f" card={self.card_at}" if self.card_at else ""),

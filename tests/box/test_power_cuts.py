@@ -10,7 +10,7 @@ import time
 import unittest
 from pathlib import Path
 
-from installed import ON_CARD, InstalledBox
+from installed import ON_CARD, WITHOUT_NETWORK, InstalledBox
 from machine import PARTITION_START, ROOT, SHORT, run
 from write_log import writes
 
@@ -51,7 +51,7 @@ class PowerCuts(unittest.TestCase):
 
     def test_after_every_write(self) -> None:
         """All that saves write to the card is noted; a start is tried with the card as it was after each write."""
-        with_log = InstalledBox()
+        with_log = InstalledBox(options=WITHOUT_NETWORK)
         self.addCleanup(with_log.close)
         partition, state = with_log.directory / "partition", with_log.directory / "state"
         with_log.write_log = with_log.directory / "writes"
@@ -83,7 +83,7 @@ class PowerCuts(unittest.TestCase):
     def test_at_any_moment(self) -> None:
         """Cut at random around saves, and started again each time."""
         outcomes = []
-        with InstalledBox() as box:
+        with InstalledBox(options=WITHOUT_NETWORK) as box:
             save_seconds = min(self.save(box, port) for port in (8600, 8601))
             for new in range(8602, 8605 if SHORT else 8622):
                 old = int(box.setting("tcp_port"))

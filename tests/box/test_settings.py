@@ -2,7 +2,7 @@
 
 import unittest
 
-from installed import InstalledBox
+from installed import WITHOUT_NETWORK, InstalledBox
 from machine import NATIVE, SHORT
 
 BOXES = {"Raspberry Pi OS 12": (NATIVE, "")}
@@ -13,7 +13,7 @@ if not SHORT:
 class Settings(unittest.TestCase):
     def test_restart_and_power_cut(self) -> None:
         for name, (architecture, card_at) in BOXES.items():
-            with self.subTest(name), InstalledBox(architecture, card_at) as box:
+            with self.subTest(name), InstalledBox(architecture, card_at, options=WITHOUT_NETWORK) as box:
                 box.set("tcp_port", "8600")
                 box.await_saves()
                 box.restart()
