@@ -93,7 +93,7 @@ class PowerCuts(unittest.TestCase):
                 box.start()
                 self.assertIn(int(box.setting("tcp_port")), (old, new))
                 outcomes.append(box.setting("tcp_port") == str(new))
-                found = box.run("umount /boot/firmware && fsck.vfat -n /dev/mmcblk0p1; mount /boot/firmware")
+                found = box.run("umount /boot/firmware && fsck.vfat -n /dev/mmcblk0p1 && mount /boot/firmware")
                 self.assertNotRegex(found, "(?i)dirty|differ|fsck0")
         print(f"a save takes {save_seconds:.1f} s; old settings after {outcomes.count(False)} cuts, new ones after "
               f"{outcomes.count(True)}")
