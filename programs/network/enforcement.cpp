@@ -120,7 +120,8 @@ void go_back_to(const Wishes& accepted) {
 // where it only waits.
 bool is_ended_within(std::chrono::milliseconds time) {
     static const sigset_t signals = fieldrelaybox::hold_back_signals({SIGTERM, SIGINT});
-    const timespec limit{.tv_sec = 0, .tv_nsec = std::chrono::nanoseconds(time).count()};
+    const timespec limit{.tv_sec = 0,
+                         .tv_nsec = static_cast<long>(std::chrono::nanoseconds(time).count())};
     static bool ended = false;
     ended = ended || sigtimedwait(&signals, nullptr, &limit) >= 0;
     return ended;
