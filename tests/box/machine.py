@@ -95,6 +95,8 @@ class Machine:
         """When set before a start, where all that is written to the card is noted."""
         self.options = ""
         """More words for the kernel's command line."""
+        self.hardware: list[str] = []
+        """More words for the emulator's command line, when set before a start."""
         base = base or self.system / "root.img"
         run("qemu-img", "create", "-q", "-f", "qcow2", "-b", base, "-F",
             "qcow2" if base.suffix == ".qcow2" else "raw", self.root)
@@ -131,7 +133,8 @@ class Machine:
                 "-device", "virtio-blk-pci,drive=root",
                 "-blockdev", f"{card},node-name=card", "-device", "sdhci-pci", "-device", "sd-card,drive=card",
                 "-chardev", f"socket,id=box,path={self.directory}/agent,server=on,wait=off",
-                "-device", "virtio-serial-pci", "-device", "virtserialport,chardev=box,name=box"]
+                "-device", "virtio-serial-pci", "-device", "virtserialport,chardev=box,name=box",
+                *self.hardware]
 
     def start(self) -> "Machine":
         """Power on; returns when commands can be run, which is before all services are there."""

@@ -26,8 +26,11 @@ rm -f build/box/*/installed.qcow2
 work=$(mktemp -d /var/tmp/fieldrelaybox-box.XXXXXX)
 trap 'rm -rf "$work"' EXIT
 cd "$here"
-[ $# -gt 0 ] || set -- test_power_cuts.PowerCuts.test_at_any_moment test_upgrade test_settings \
-    test_power_cuts.PowerCuts.test_after_every_write test_install
+if [ $# -eq 0 ]; then
+    set -- test_power_cuts.PowerCuts.test_at_any_moment test_upgrade test_settings \
+        test_power_cuts.PowerCuts.test_after_every_write test_install
+    [ -n "${SHORT:-}" ] || set -- test_mishaps test_streams test_faulty_card test_clock test_pilot "$@"
+fi
 # Two at a time, as one machine does not fill two processors; each prints what it found in one piece.
 # shellcheck disable=SC2016 # for the inner shell
 printf '%s\n' "$@" | TMPDIR=$work xargs -P 2 -I '{}' sh -c '
