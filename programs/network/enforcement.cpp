@@ -111,9 +111,13 @@ std::string put_in_force(const Wishes& wishes) {
     return carry_out(steps);
 }
 
-void go_back_to(const Wishes& accepted) {
-    if (const std::string failure = put_in_force(accepted); !failure.empty())
-        log_error("cannot go back to the networks of before: %s", failure.c_str());
+// Returns status, or exit_unable when it fails: then it is to be tried again.
+int go_back_to(const Wishes& accepted, int status) {
+    const std::string failure = put_in_force(accepted);
+    if (failure.empty())
+        return status;
+    log_error("cannot go back to the networks of before: %s", failure.c_str());
+    return fieldrelaybox::exit_unable;
 }
 
 // Whether the program was asked to end meanwhile. It goes through with what it began, and ends
@@ -154,8 +158,7 @@ void await_system_start() {
 
 int refuse(const Wishes& accepted, const std::string& fault) {
     log_error("%s; the networks stay as they are", fault.c_str());
-    go_back_to(accepted);
-    return exit_refused;
+    return go_back_to(accepted, exit_refused);
 }
 
 int accept(const Wanted& wanted) {
@@ -167,9 +170,8 @@ int accept(const Wanted& wanted) {
 
 int fail(const Wishes& accepted, const Wanted& wanted, const std::string& failure) {
     log_error("cannot make the networks: %s", failure.c_str());
-    if (accepted != wanted.wishes)
-        go_back_to(accepted);
-    return fieldrelaybox::exit_unable;
+    return accepted == wanted.wishes ? fieldrelaybox::exit_unable
+                                     : go_back_to(accepted, fieldrelaybox::exit_unable);
 }
 
 int undo(const Wishes& accepted, const Wanted& wanted, int seconds) {
@@ -177,8 +179,7 @@ int undo(const Wishes& accepted, const Wanted& wanted, int seconds) {
               "(fieldrelaybox-network --accept would keep them)",
               seconds);
     write_state(refused_file(), wanted.text);
-    go_back_to(accepted);
-    return exit_refused;
+    return go_back_to(accepted, exit_refused);
 }
 
 int make_once(const Options& options) {
@@ -186,8 +187,7 @@ int make_once(const Options& options) {
     const std::optional<Wanted> settings = read_wanted();
     if (!settings) {
         log_warning("no settings in %s: the networks of before", settings_file);
-        go_back_to(accepted);
-        return 0;
+        return go_back_to(accepted, 0);
     }
     const Wanted& wanted = *settings;
     if (!wanted.fault.empty())

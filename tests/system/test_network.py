@@ -21,6 +21,8 @@ case "$*" in
 "restart fieldrelaybox-access-point.service")
     [ ! -e broken ] || exit 1
     [ ! -e guest ] || cat guest >/run/fieldrelaybox-network/leases ;;
+"connection load"*"home"*)
+    [ ! -e hiccup ] || [ ! -e /run/fieldrelaybox-network/refused.conf ] || exit 127 ;;
 "-g GENERAL.STATE connection show"*) cat joined ;;
 "-g GENERAL.STATE,GENERAL.CON-UUID"*) cat state ;;
 *"wifi list"*) echo C3A9 ;;
@@ -112,8 +114,13 @@ class Network(unittest.TestCase):
     def test_a_change_that_locks_out_is_undone_and_not_tried_again(self) -> None:
         before = self.accept(**HOME)
         self.write(**{**HOME, "wifi_ssid": '"elsewhere"'})
-        self.assertEqual(self.make("--trial", "1"), 3)
+        hiccup = self.home / "hiccup"
+        hiccup.touch()
+        self.assertEqual(self.make("--trial", "1"), 1)  # to be tried again
         self.assertIn("nobody came by the new networks within 1 s", self.log)
+        self.assertIn("cannot go back", self.log)
+        hiccup.unlink()
+        self.assertEqual(self.make(), 3)
         self.assertEqual(self.files(), before)
         self.runs()
         self.assertEqual(self.make(), 3)
