@@ -52,8 +52,22 @@ std::string refused_file() {
     return std::string(own_folder) + "/refused.conf";
 }
 
+// There while networks are on trial: whoever comes upon it goes on with the trial.
+std::string trial_file() {
+    return std::string(own_folder) + "/trial";
+}
+
+// There while steps are carried out: what is found after a crash may not be in force.
+std::string unfinished_file() {
+    return std::string(own_folder) + "/unfinished";
+}
+
+bool is_there(const std::string& path) {
+    return access(path.c_str(), F_OK) == 0;
+}
+
 bool marker_waits() {
-    return access(marker, F_OK) == 0;
+    return is_there(marker);
 }
 
 // What the settings want, as they are now.
@@ -102,20 +116,31 @@ void tell(const Wishes& wishes) {
     tell_of("access point", wishes.access_point ? &wishes.access_point->wifi : nullptr);
 }
 
+// What a file holds; of one that may not be in force something else.
+std::string read_enforced(const std::string& path) {
+    std::string text = read_file(path);
+    return text.empty() || !is_there(unfinished_file()) ? text : text + '\n';
+}
+
 // Returns why not, empty when the box has these networks now.
 std::string put_in_force(const Wishes& wishes) {
-    const std::vector<Step> steps = plan_of(wishes, read_file);
+    const std::vector<Step> steps = plan_of(wishes, read_enforced);
     if (steps.empty())
         return "";
     tell(wishes);
-    return carry_out(steps);
+    write_state(unfinished_file(), "1\n");
+    std::string failure = carry_out(steps);
+    unlink(unfinished_file().c_str());
+    return failure;
 }
 
 // Returns status, or exit_unable when it fails: then it is to be tried again.
 int go_back_to(const Wishes& accepted, int status) {
     const std::string failure = put_in_force(accepted);
-    if (failure.empty())
+    if (failure.empty()) {
+        unlink(trial_file().c_str());
         return status;
+    }
     log_error("cannot go back to the networks of before: %s", failure.c_str());
     return fieldrelaybox::exit_unable;
 }
@@ -165,6 +190,7 @@ int accept(const Wanted& wanted) {
     if (read_file(accepted_file()) != wanted.text)
         write_state(accepted_file(), wanted.text);
     unlink(refused_file().c_str());
+    unlink(trial_file().c_str());
     return 0;
 }
 
@@ -197,8 +223,12 @@ int make_once(const Options& options) {
         return refuse(accepted, "nobody came by the networks of the settings when they were tried");
     if (is_new)
         await_system_start();
+    // During a trial it is no more to be seen what there was before.
     const bool on_trial =
-        is_new && touches_way_in(accepted, wanted.wishes, interfaces_that_answer());
+        is_new && (is_there(trial_file()) ||
+                   touches_way_in(accepted, wanted.wishes, interfaces_that_answer()));
+    if (on_trial)
+        write_state(trial_file(), "1\n");
     if (const std::string failure = put_in_force(wanted.wishes); !failure.empty())
         return fail(accepted, wanted, failure);
     if (!on_trial || has_way_in(accepted, wanted.wishes))
@@ -275,7 +305,7 @@ int print_plan() {
         fieldrelaybox::print_line("refused: %s", fault.c_str());
         return exit_refused;
     }
-    for (const Step& step : plan_of(wanted->wishes, read_file))
+    for (const Step& step : plan_of(wanted->wishes, read_enforced))
         fieldrelaybox::print_line("%s", describe(step).c_str());
     const Wishes accepted = read_accepted();
     const std::vector<std::string> answering = interfaces_that_answer();

@@ -64,6 +64,15 @@ class Network(unittest.TestCase):
         self.runs()
         return self.files()
 
+    def start(self, line: str, *arguments: str) -> tuple[subprocess.Popen[bytes], Lines]:
+        """The program, once its log has the line."""
+        process = subprocess.Popen([*NETWORK, *arguments], env=self.environment, stderr=subprocess.PIPE)
+        self.addCleanup(process.kill)
+        assert process.stderr
+        log = Lines(process.stderr)
+        log.wait_for(line, whole=False)
+        return process, log
+
     def runs(self) -> list[str]:
         """What was asked of the system since the last call, but for questions."""
         record = self.home / "runs"
@@ -73,7 +82,7 @@ class Network(unittest.TestCase):
 
     def files(self) -> dict[str, str]:
         return {str(path): path.read_text() for place in (OWN, MANAGER) for path in place.rglob("*")
-                if path.is_file() and path.name not in ("refused.conf", "lock")}
+                if path.is_file() and path.name not in ("refused.conf", "lock", "trial")}
 
     def test_only_what_changed_is_made_anew_and_phrases_stay_in_files(self) -> None:
         self.write(**ALL)
@@ -137,13 +146,25 @@ class Network(unittest.TestCase):
         self.assertEqual(self.make("--trial", "1"), 3)
         self.assertEqual(self.files(), after)
 
+    def test_a_trial_outlives_a_crash_and_so_does_a_change_half_made(self) -> None:
+        before = self.accept(**HOME)
+        self.write(**{**HOME, "wifi_ssid": '"elsewhere"'})
+        process, log = self.start("the new networks take the only way in", "--trial", "600")
+        process.kill()
+        process.wait()
+        log.join()
+        (self.home / "state/accepted.conf").unlink()  # only the trial knows that there was another way in
+        self.assertEqual(self.make("--trial", "1"), 3)
+        self.assertEqual(self.files(), {})
+        self.accept(**HOME)
+        (OWN / "unfinished").touch()
+        self.assertEqual(self.make(), 0, self.log)
+        self.assertIn("nmcli connection load", "".join(self.runs()))
+        self.assertEqual(self.files(), before)
+
     def change_after(self, line: str, option: str, *more: str) -> None:
         """Start the program and, when its log has the line, change the settings back."""
-        process = subprocess.Popen([*NETWORK, option, *more], env=self.environment, stderr=subprocess.PIPE)
-        self.addCleanup(process.kill)
-        assert process.stderr
-        log = Lines(process.stderr)
-        log.wait_for(line, whole=False)
+        process, log = self.start(line, option, *more)
         self.write(**HOME)
         MARKER.touch()
         self.assertEqual(process.wait(TIMEOUT), 0)
