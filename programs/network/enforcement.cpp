@@ -62,12 +62,31 @@ std::string unfinished_file() {
     return std::string(own_folder) + "/unfinished";
 }
 
+// There while somebody waits with --accept: a trial ends well by it, and nobody waits for a next
+// try.
+std::string accept_file() {
+    return std::string(own_folder) + "/accept";
+}
+
 bool is_there(const std::string& path) {
     return access(path.c_str(), F_OK) == 0;
 }
 
 bool marker_waits() {
     return is_there(marker);
+}
+
+// Whether the settings want something else than when they read so. Saves come without a marker too:
+// one that fails leaves the marker, and the next good one the settings.
+bool differs_from(const std::string& text) {
+    const auto settings = fieldrelaybox::read_whole_settings(settings_file);
+    return settings && text_of_wishes(*settings) != text;
+}
+
+// The same, and the marker has had its effect.
+bool is_changed_since(const std::string& text) {
+    unlink(marker); // before the settings are read: a change after that leaves a new one
+    return differs_from(text);
 }
 
 // What the settings want, as they are now.
@@ -137,10 +156,9 @@ std::string put_in_force(const Wishes& wishes) {
 // Returns status, or exit_unable when it fails: then it is to be tried again.
 int go_back_to(const Wishes& accepted, int status) {
     const std::string failure = put_in_force(accepted);
-    if (failure.empty()) {
-        unlink(trial_file().c_str());
+    unlink(trial_file().c_str());
+    if (failure.empty())
         return status;
-    }
     log_error("cannot go back to the networks of before: %s", failure.c_str());
     return fieldrelaybox::exit_unable;
 }
@@ -158,13 +176,13 @@ bool is_ended_within(std::chrono::milliseconds time) {
 
 enum class Verdict : std::uint8_t { answered, silent, interrupted };
 
-Verdict try_out(const Wishes& accepted, const Wishes& wanted, int seconds) {
+Verdict try_out(const Wishes& accepted, const Wanted& wanted, int seconds) {
     constexpr std::chrono::milliseconds pause{500};
     const Clock::time_point end = Clock::now() + std::chrono::seconds(seconds);
     while (true) {
-        if (marker_waits() || is_ended_within(pause))
+        if (is_changed_since(wanted.text) || is_ended_within(pause))
             return Verdict::interrupted;
-        if (has_way_in(accepted, wanted))
+        if (is_there(accept_file()) || has_way_in(accepted, wanted.wishes))
             return Verdict::answered;
         if (Clock::now() >= end)
             return Verdict::silent;
@@ -208,7 +226,8 @@ int undo(const Wishes& accepted, const Wanted& wanted, int seconds) {
     return go_back_to(accepted, exit_refused);
 }
 
-int make_once(const Options& options) {
+// text: of the settings that it read, for the caller.
+int make_once(const Options& options, std::string& text) {
     const Wishes accepted = read_accepted();
     const std::optional<Wanted> settings = read_wanted();
     if (!settings) {
@@ -216,6 +235,7 @@ int make_once(const Options& options) {
         return go_back_to(accepted, 0);
     }
     const Wanted& wanted = *settings;
+    text = wanted.text;
     if (!wanted.fault.empty())
         return refuse(accepted, wanted.fault);
     const bool is_new = wanted.wishes != accepted && !options.without_trial;
@@ -235,7 +255,7 @@ int make_once(const Options& options) {
         return accept(wanted);
     log_line("the new networks take the only way in: undone in %d s unless somebody comes by them",
              options.trial_seconds);
-    switch (try_out(accepted, wanted.wishes, options.trial_seconds)) {
+    switch (try_out(accepted, wanted, options.trial_seconds)) {
     case Verdict::interrupted:
         return 0;
     case Verdict::silent:
@@ -248,52 +268,59 @@ int make_once(const Options& options) {
 }
 
 // Held until the process ends. -1 when it cannot be had.
-int take_turn() {
+int take_turn(const Options& options) {
     std::error_code error;
     fs::create_directory(own_folder, error);
     if (!error)
         fs::permissions(own_folder, fs::perms::owner_all, error);
+    if (options.without_trial)
+        write_state(accept_file(), "1\n");
     const std::string path = std::string(own_folder) + "/lock";
     const int lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (lock < 0 || flock(lock, LOCK_EX) != 0) {
         log_error("%s", fieldrelaybox::failure_of("lock", path).c_str());
         return -1;
     }
+    unlink(accept_file().c_str());
     return lock;
 }
 
-// True at once when a marker comes, or later; false when the program was asked to end.
-bool await_next_try() {
+// True at once when a marker or other settings come, or later; false when the program was asked to
+// end, or to make room.
+bool await_next_try(const std::string& text) {
     constexpr std::chrono::seconds patience{60};
     constexpr std::chrono::milliseconds pause{500};
     const Clock::time_point end = Clock::now() + patience;
-    while (!marker_waits() && Clock::now() < end) {
-        if (is_ended_within(pause))
+    while (!marker_waits() && !differs_from(text) && Clock::now() < end) {
+        if (is_there(accept_file()) || is_ended_within(pause))
             return false;
     }
     return true;
 }
 
-// Whether there is more to do after a run that ended with status.
-bool goes_on(const Options& options, int status) {
+// Whether there is more to do after a run for the settings of text that ended with status.
+bool goes_on(const Options& options, int status, const std::string& text) {
     if (is_ended_within({}))
         return false;
     const bool failed = status == fieldrelaybox::exit_unable;
-    return marker_waits() || (failed && options.keep_trying && await_next_try());
+    return is_changed_since(text) || (failed && options.keep_trying && await_next_try(text));
 }
 
 } // namespace
 
 int make_networks(const Options& options) {
-    if (take_turn() < 0)
-        return fieldrelaybox::exit_unable;
-    int status = 0;
+    int status = fieldrelaybox::exit_unable;
+    std::string text;
+    if (take_turn(options) < 0) {
+        unlink(marker); // or it would start the service again and again
+        return status;
+    }
     is_ended_within({}); // from now on signals wait
     do {
         // Before the settings are read: a change after that leaves a new one.
         unlink(marker);
-        status = make_once(options);
-    } while (goes_on(options, status));
+        status = make_once(options, text);
+    } while (goes_on(options, status, text));
     return is_ended_within({}) ? 0 : status; // whoever ended it knows
 }
 

@@ -165,8 +165,10 @@ class Network(unittest.TestCase):
     def change_after(self, line: str, option: str, *more: str) -> None:
         """Start the program and, when its log has the line, change the settings back."""
         process, log = self.start(line, option, *more)
+        MARKER.touch()  # as a save does that fails
+        wait_until(lambda: not MARKER.exists(), "the marker is seen")
+        self.assertIsNone(process.poll())
         self.write(**HOME)
-        MARKER.touch()
         self.assertEqual(process.wait(TIMEOUT), 0)
         log.join()
 
@@ -179,6 +181,24 @@ class Network(unittest.TestCase):
         self.write(**ALL)
         self.change_after("cannot make the networks", "--keep-trying")
         self.assertEqual(self.files(), before)
+
+    def test_accept_ends_a_trial(self) -> None:
+        self.accept(**HOME)
+        self.write(**{**HOME, "wifi_ssid": '"elsewhere"'})
+        process, log = self.start("the new networks take the only way in", "--trial", "600")
+        wanted = self.files()
+        self.assertEqual(self.make("--accept"), 0, self.log)
+        self.assertEqual(process.wait(TIMEOUT), 0)
+        log.join()
+        self.assertEqual(self.files(), wanted)
+        self.assertIn("elsewhere", (self.home / "state/accepted.conf").read_text())
+        self.write(**ALL)
+        (self.home / "broken").touch()
+        process, log = self.start("cannot make the networks", "--keep-trying")
+        (self.home / "broken").unlink()
+        self.assertEqual(self.make("--accept"), 0, self.log)
+        process.wait(TIMEOUT)
+        log.join()
 
     def test_a_step_that_fails_leaves_the_networks_of_before(self) -> None:
         before = self.accept(**HOME)
