@@ -19,6 +19,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,15 +42,18 @@ using Clock = std::chrono::steady_clock;
 constexpr const char* settings_file = "/run/fieldrelaybox.conf";
 constexpr const char* marker = "/run/wlan.update"; // of the daemon: an app changed something
 
-std::string accepted_file() {
+std::string state_file(const char* name) {
     const char* folder = std::getenv("STATE_DIRECTORY");
-    return std::string(folder != nullptr ? folder : "/var/lib/fieldrelaybox-network") +
-           "/accepted.conf";
+    return std::string(folder != nullptr ? folder : "/var/lib/fieldrelaybox-network") + '/' + name;
 }
 
-// Settings that failed their trial, until others come or the box starts anew.
+std::string accepted_file() {
+    return state_file("accepted.conf");
+}
+
+// Settings that failed their trial, until others are accepted.
 std::string refused_file() {
-    return std::string(own_folder) + "/refused.conf";
+    return state_file("refused.conf");
 }
 
 // There while networks are on trial: whoever comes upon it goes on with the trial.
@@ -176,26 +180,30 @@ bool is_ended_within(std::chrono::milliseconds time) {
 
 enum class Verdict : std::uint8_t { answered, silent, interrupted };
 
-Verdict try_out(const Wishes& accepted, const Wanted& wanted, int seconds) {
+Verdict await_answer(const std::string& text, int seconds,
+                     const std::function<bool()>& has_answered) {
     constexpr std::chrono::milliseconds pause{500};
     const Clock::time_point end = Clock::now() + std::chrono::seconds(seconds);
     while (true) {
-        if (is_changed_since(wanted.text) || is_ended_within(pause))
+        if (is_changed_since(text) || is_ended_within(pause))
             return Verdict::interrupted;
-        if (is_there(accept_file()) || has_way_in(accepted, wanted.wishes))
+        if (is_there(accept_file()) || has_answered())
             return Verdict::answered;
         if (Clock::now() >= end)
             return Verdict::silent;
     }
 }
 
-// What joins by itself while the system starts is a way in as well: it gets the time for that.
+// What joins by itself while the system starts is a way in as well: it gets the time for that, from
+// when this program comes to it.
 void await_system_start() {
-    constexpr std::time_t start_seconds = 45;
+    constexpr std::time_t latest_start = 300;
+    constexpr std::chrono::seconds patience{45};
     constexpr std::chrono::milliseconds pause{500};
+    static const Clock::time_point end = Clock::now() + patience;
     timespec running{};
-    while (clock_gettime(CLOCK_BOOTTIME, &running) == 0 && running.tv_sec < start_seconds &&
-           interfaces_that_answer().empty() && !is_ended_within(pause)) {
+    while (clock_gettime(CLOCK_BOOTTIME, &running) == 0 && running.tv_sec < latest_start &&
+           Clock::now() < end && interfaces_that_answer().empty() && !is_ended_within(pause)) {
     }
 }
 
@@ -218,53 +226,117 @@ int fail(const Wishes& accepted, const Wanted& wanted, const std::string& failur
                                      : go_back_to(accepted, fieldrelaybox::exit_unable);
 }
 
-int undo(const Wishes& accepted, const Wanted& wanted, int seconds) {
+// With keep_trying it is looked after a while whether those of before answer.
+int undo(const Options& options, const Wishes& accepted, const Wanted& wanted) {
     log_error("nobody came by the new networks within %d s, which take the only way in: undone "
               "(fieldrelaybox-network --accept would keep them)",
-              seconds);
+              options.trial_seconds);
     write_state(refused_file(), wanted.text);
-    return go_back_to(accepted, exit_refused);
+    return go_back_to(accepted, options.keep_trying ? fieldrelaybox::exit_unable : exit_refused);
+}
+
+// When nothing answers by the networks of before either, there is nothing to lose: the router may
+// be about to start, or the box is with its camera in the field.
+std::optional<int> go_back_unless_cut_off(const Options& options, const Wishes& accepted,
+                                          const Wanted& wanted) {
+    if (const int status = go_back_to(accepted, 0); status != 0)
+        return status;
+    switch (await_answer(wanted.text, options.trial_seconds,
+                         [&] { return has_way_in(accepted, accepted); })) {
+    case Verdict::interrupted:
+        return 0;
+    case Verdict::answered:
+        return refuse(accepted, "nobody came by the networks of the settings when they were tried");
+    case Verdict::silent:
+        break;
+    }
+    log_line("nothing answers by the networks of before: those of the settings are tried again");
+    return std::nullopt;
+}
+
+// What to do with new networks that did not answer in time.
+int judge_silent(const Options& options, const Wishes& accepted, const Wanted& wanted,
+                 bool is_way_in) {
+    const bool was_refused = read_file(refused_file()) == wanted.text;
+    if (is_way_in)
+        log_warning("the new networks have not answered; they stay as there is another way in, and "
+                    "those of before are what the box falls back on");
+    else if (was_refused && wanted.wishes.camera && has_joined(camera_uuid))
+        log_line("the camera is joined and nothing else answers: the networks stay until the next "
+                 "start");
+    else
+        return undo(options, accepted, wanted);
+    unlink(trial_file().c_str());
+    return 0;
+}
+
+// Accepts networks that answer.
+int prove(const Options& options, const Wishes& accepted, const Wanted& wanted, bool is_made_anew) {
+    const bool in_danger = is_there(trial_file());
+    const auto is_way_in = [&] {
+        return !in_danger || has_other_way(accepted, wanted.wishes, interfaces_that_answer());
+    };
+    const auto has_answered = [&] {
+        return somebody_came_by(wanted.wishes) ||
+               (is_way_in() && answer_all(accepted, wanted.wishes));
+    };
+    if (has_answered())
+        return accept(wanted);
+    if (!is_way_in())
+        log_line("the new networks take the only way in: undone in %d s unless somebody comes by "
+                 "them",
+                 options.trial_seconds);
+    else if (!is_made_anew)
+        return judge_silent(options, accepted, wanted, true);
+    switch (await_answer(wanted.text, options.trial_seconds, has_answered)) {
+    case Verdict::interrupted:
+        return 0;
+    case Verdict::silent:
+        return judge_silent(options, accepted, wanted, is_way_in());
+    case Verdict::answered:
+        break;
+    }
+    log_line("the new networks answer: they stay");
+    return accept(wanted);
+}
+
+// Of networks that are not those of before.
+int make_new(const Options& options, const Wishes& accepted, const Wanted& wanted) {
+    bool in_danger = is_there(trial_file()); // during a trial it is not to be seen what was before
+    const bool is_in_force = plan_of(wanted.wishes, read_enforced).empty();
+    if (!in_danger && read_file(refused_file()) == wanted.text) {
+        if (is_in_force)
+            return 0; // the camera was there and nothing else
+        if (const auto status = go_back_unless_cut_off(options, accepted, wanted))
+            return *status;
+        in_danger = true;
+    }
+    if (!in_danger) {
+        await_system_start();
+        in_danger = touches_way_in(accepted, wanted.wishes, interfaces_that_answer());
+    }
+    if (in_danger)
+        write_state(trial_file(), "1\n");
+    if (const std::string failure = put_in_force(wanted.wishes); !failure.empty())
+        return fail(accepted, wanted, failure);
+    return prove(options, accepted, wanted, !is_in_force);
 }
 
 // text: of the settings that it read, for the caller.
 int make_once(const Options& options, std::string& text) {
     const Wishes accepted = read_accepted();
-    const std::optional<Wanted> settings = read_wanted();
-    if (!settings) {
+    const std::optional<Wanted> wanted = read_wanted();
+    if (!wanted) {
         log_warning("no settings in %s: the networks of before", settings_file);
         return go_back_to(accepted, 0);
     }
-    const Wanted& wanted = *settings;
-    text = wanted.text;
-    if (!wanted.fault.empty())
-        return refuse(accepted, wanted.fault);
-    const bool is_new = wanted.wishes != accepted && !options.without_trial;
-    if (is_new && read_file(refused_file()) == wanted.text)
-        return refuse(accepted, "nobody came by the networks of the settings when they were tried");
-    if (is_new)
-        await_system_start();
-    // During a trial it is no more to be seen what there was before.
-    const bool on_trial =
-        is_new && (is_there(trial_file()) ||
-                   touches_way_in(accepted, wanted.wishes, interfaces_that_answer()));
-    if (on_trial)
-        write_state(trial_file(), "1\n");
-    if (const std::string failure = put_in_force(wanted.wishes); !failure.empty())
-        return fail(accepted, wanted, failure);
-    if (!on_trial || has_way_in(accepted, wanted.wishes))
-        return accept(wanted);
-    log_line("the new networks take the only way in: undone in %d s unless somebody comes by them",
-             options.trial_seconds);
-    switch (try_out(accepted, wanted, options.trial_seconds)) {
-    case Verdict::interrupted:
-        return 0;
-    case Verdict::silent:
-        return undo(accepted, wanted, options.trial_seconds);
-    case Verdict::answered:
-        break;
-    }
-    log_line("there is a way in: the new networks stay");
-    return accept(wanted);
+    text = wanted->text;
+    if (!wanted->fault.empty())
+        return refuse(accepted, wanted->fault);
+    if (wanted->wishes != accepted && !options.without_trial)
+        return make_new(options, accepted, *wanted);
+    const std::string failure = put_in_force(wanted->wishes);
+    return failure.empty() ? accept(*wanted) : fail(accepted, *wanted, failure);
 }
 
 // Held until the process ends. -1 when it cannot be had.

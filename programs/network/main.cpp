@@ -23,7 +23,7 @@ constexpr const char* help_text =
     "the only way into the box is undone when nobody comes by the new networks.\n"
     "\n"
     "  --trial SECONDS  how long to wait for somebody, 1 to 3600 (60)\n"
-    "  --accept         keep the new networks without a trial\n"
+    "  --accept         keep the new networks without a trial, or end the one that runs\n"
     "  --keep-trying    after a step that failed, try again every minute until all is done\n"
     "  --print          print what would be done, and do nothing\n"
     "  --help           print this text\n"

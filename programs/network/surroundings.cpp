@@ -71,6 +71,11 @@ bool has_joined(const char* uuid) {
     return joined;
 }
 
+bool runs_access_point() {
+    return fieldrelaybox::run_shell_command(
+               "systemctl is-active --quiet fieldrelaybox-access-point.service", question_ms) == 0;
+}
+
 bool has_guests() {
     return !fieldrelaybox::read_file(leases_file).empty();
 }

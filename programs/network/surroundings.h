@@ -17,6 +17,9 @@ std::vector<std::string> interfaces_that_answer();
 // Whether NetworkManager has joined the network of the connection and has an address there.
 bool has_joined(const char* uuid);
 
+// Whether the access point's service runs, rather than starts again and again.
+bool runs_access_point();
+
 // Whether somebody took an address at the access point since it started.
 bool has_guests();
 

@@ -63,9 +63,19 @@ bool has_other_way(const Wishes& accepted, const Wishes& wanted,
     });
 }
 
+bool somebody_came_by(const Wishes& wanted) {
+    return (wanted.home && has_joined(home_uuid)) || (wanted.access_point && has_guests());
+}
+
+bool answer_all(const Wishes& accepted, const Wishes& wanted) {
+    const bool needs_home = wanted.home && wanted.home != accepted.home;
+    const bool needs_access_point =
+        wanted.access_point && wanted.access_point != accepted.access_point;
+    return (!needs_home || has_joined(home_uuid)) && (!needs_access_point || runs_access_point());
+}
+
 bool has_way_in(const Wishes& accepted, const Wishes& wanted) {
-    return (wanted.home && has_joined(home_uuid)) || (wanted.access_point && has_guests()) ||
-           has_other_way(accepted, wanted, interfaces_that_answer());
+    return somebody_came_by(wanted) || has_other_way(accepted, wanted, interfaces_that_answer());
 }
 
 } // namespace network

@@ -18,6 +18,13 @@ bool touches_way_in(const Wishes& accepted, const Wishes& wanted,
 bool has_other_way(const Wishes& accepted, const Wishes& wanted,
                    const std::vector<std::string>& answering);
 
+// Whether the home network is joined or somebody is at the access point.
+bool somebody_came_by(const Wishes& wanted);
+
+// Whether each network that is new works as far as can be seen without anybody: the home network is
+// joined, the access point runs. The camera need not be there.
+bool answer_all(const Wishes& accepted, const Wishes& wanted);
+
 // Whether there is a way in now that the change has been made: the home network is joined, somebody
 // is at the access point, or there is another one.
 bool has_way_in(const Wishes& accepted, const Wishes& wanted);

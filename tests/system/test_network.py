@@ -22,7 +22,8 @@ case "$*" in
     [ ! -e broken ] || exit 1
     [ ! -e guest ] || cat guest >/run/fieldrelaybox-network/leases ;;
 "connection load"*"home"*)
-    [ ! -e hiccup ] || [ ! -e /run/fieldrelaybox-network/refused.conf ] || exit 127 ;;
+    [ ! -e hiccup ] || [ ! -e state/refused.conf ] || exit 127 ;;
+"-g GENERAL.STATE connection show uuid af5e"*) cat camera ;;
 "-g GENERAL.STATE connection show"*) cat joined ;;
 "-g GENERAL.STATE,GENERAL.CON-UUID"*) cat state ;;
 *"wifi list"*) echo C3A9 ;;
@@ -86,6 +87,7 @@ class Network(unittest.TestCase):
 
     def test_only_what_changed_is_made_anew_and_phrases_stay_in_files(self) -> None:
         self.write(**ALL)
+        (self.home / "joined").write_text("activated\n")
         MARKER.touch()
         self.assertEqual(self.make(), 0, self.log)
         log, runs = self.log, self.runs()
@@ -129,22 +131,64 @@ class Network(unittest.TestCase):
         self.assertIn("nobody came by the new networks within 1 s", self.log)
         self.assertIn("cannot go back", self.log)
         hiccup.unlink()
+        joined = self.home / "joined"
+        joined.write_text("activated\n")
         self.assertEqual(self.make(), 3)
         self.assertEqual(self.files(), before)
         self.runs()
         self.assertEqual(self.make(), 3)
         self.assertEqual((self.runs(), self.files()), ([], before))
-        (self.home / "joined").write_text("activated\n")
         self.write(**{**HOME, "wifi_ssid": '"a third"'})
         self.assertEqual(self.make(), 0, self.log)
         after = self.files()
         self.assertNotEqual(after, before)
-        (self.home / "joined").unlink()
-        shutil.rmtree(OWN)
-        shutil.rmtree(MANAGER)  # as at the next start of the system
+        joined.unlink()
+        self.restart()
         self.write(**HOME)
         self.assertEqual(self.make("--trial", "1"), 3)
         self.assertEqual(self.files(), after)
+
+    def restart(self) -> None:
+        """The system starts anew, as far as it is seen here."""
+        shutil.rmtree(OWN)
+        shutil.rmtree(MANAGER)
+
+    def test_what_failed_is_tried_again_when_nothing_answers(self) -> None:
+        before = self.accept(**HOME)
+        camera = {key: value for key, value in ALL.items() if key.startswith("camera")}
+        self.write(**camera)
+        self.assertEqual(self.make("--trial", "1"), 3)
+        self.restart()
+        (self.home / "joined").write_text("activated\n")
+        self.assertEqual(self.make("--trial", "1"), 3)
+        self.assertEqual(self.files(), before)  # without a trial, as the network of before answers
+        (self.home / "joined").unlink()
+        (self.home / "camera").write_text("activated\n")
+        self.restart()
+        self.assertEqual(self.make("--trial", "1"), 0)
+        self.assertIn("the camera is joined", self.log)
+        self.runs()
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(self.runs(), [])
+        (self.home / "camera").unlink()
+        self.restart()
+        self.assertEqual(self.make("--trial", "1"), 3)
+        self.assertEqual(self.files(), before)
+
+    def test_what_has_not_answered_is_not_fallen_back_on(self) -> None:
+        camera = {key: value for key, value in ALL.items() if key.startswith("camera")}
+        self.write(**camera)
+        self.assertEqual(self.make(), 0, self.log)
+        accepted = self.home / "state/accepted.conf"
+        self.assertIn("caf", accepted.read_text())
+        self.write(**camera, **HOME)
+        self.assertEqual(self.make("--trial", "1"), 0)
+        self.assertIn("have not answered", self.log)
+        self.assertNotIn("phrase of home", accepted.read_text())
+        self.assertIn("phrase of home", "".join(self.files().values()).replace("\\s", " "))
+        (self.home / "joined").write_text("activated\n")
+        self.assertEqual(self.make(), 0)
+        self.assertIn("phrase of home", accepted.read_text())
 
     def test_a_trial_outlives_a_crash_and_so_does_a_change_half_made(self) -> None:
         before = self.accept(**HOME)
@@ -209,8 +253,7 @@ class Network(unittest.TestCase):
         self.assertEqual(self.files(), before)
         (self.home / "broken").unlink()
         self.accept(**ALL)
-        shutil.rmtree(OWN)
-        shutil.rmtree(MANAGER)  # as at the next start of the system
+        self.restart()
         (self.home / "broken").touch()
         self.assertEqual(self.make(), 1)
         (self.home / "broken").unlink()
