@@ -12,6 +12,7 @@
 #include "network/surroundings.h"
 #include "network/trial.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
@@ -139,6 +140,32 @@ void tell(const Wishes& wishes) {
     tell_of("access point", wishes.access_point ? &wishes.access_point->wifi : nullptr);
 }
 
+// Whether the program was asked to end meanwhile. It goes through with what it began, and ends
+// where it only waits.
+bool is_ended_within(std::chrono::milliseconds time) {
+    static const sigset_t signals = fieldrelaybox::hold_back_signals({SIGTERM, SIGINT});
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
+    const std::chrono::nanoseconds rest = time - seconds;
+    const timespec limit{.tv_sec = static_cast<std::time_t>(seconds.count()),
+                         .tv_nsec = static_cast<long>(rest.count())};
+    static bool ended = false;
+    ended = ended || sigtimedwait(&signals, nullptr, &limit) >= 0;
+    return ended;
+}
+
+// Its service starts whatever hostapd says afterwards, and again after 5 s. One whose interface is
+// not there is waited for.
+void look_after(const AccessPoint& access_point) {
+    if (!has_interface(access_point.wifi.interface_name))
+        return;
+    for (const std::chrono::seconds start : {std::chrono::seconds{3}, std::chrono::seconds{5}}) {
+        if (is_ended_within(start) || runs_access_point())
+            return;
+    }
+    log_error("the access point does not run, as hostapd ends at once: see journalctl -u "
+              "fieldrelaybox-access-point; it is started again and again");
+}
+
 // What a file holds; of one that may not be in force something else.
 std::string read_enforced(const std::string& path) {
     std::string text = read_file(path);
@@ -154,6 +181,11 @@ std::string put_in_force(const Wishes& wishes) {
     write_state(unfinished_file(), "1\n");
     std::string failure = carry_out(steps);
     unlink(unfinished_file().c_str());
+    const bool is_access_point_made = std::ranges::any_of(steps, [](const Step& step) {
+        return step.network == access_point_network && step.kind == Step::Kind::run;
+    });
+    if (failure.empty() && wishes.access_point && is_access_point_made)
+        look_after(*wishes.access_point);
     return failure;
 }
 
@@ -165,17 +197,6 @@ int go_back_to(const Wishes& accepted, int status) {
         return status;
     log_error("cannot go back to the networks of before: %s", failure.c_str());
     return fieldrelaybox::exit_unable;
-}
-
-// Whether the program was asked to end meanwhile. It goes through with what it began, and ends
-// where it only waits.
-bool is_ended_within(std::chrono::milliseconds time) {
-    static const sigset_t signals = fieldrelaybox::hold_back_signals({SIGTERM, SIGINT});
-    const timespec limit{.tv_sec = 0,
-                         .tv_nsec = static_cast<long>(std::chrono::nanoseconds(time).count())};
-    static bool ended = false;
-    ended = ended || sigtimedwait(&signals, nullptr, &limit) >= 0;
-    return ended;
 }
 
 enum class Verdict : std::uint8_t { answered, silent, interrupted };

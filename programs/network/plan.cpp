@@ -102,7 +102,7 @@ Change home_change(const Wishes& wishes, const There& there) {
 // Whoever has an address afterwards came by what is wanted now.
 Change access_point_change(const Wishes& wishes, const There& there) {
     constexpr const char* unit = "fieldrelaybox-access-point.service";
-    return change_of("access point", access_point_files(wishes.access_point), there,
+    return change_of(access_point_network, access_point_files(wishes.access_point), there,
                      {{stop(unit), {Kind::remove, leases_file, "", ""}}, {start(unit)}});
 }
 

@@ -46,6 +46,11 @@ std::string radio_of(const std::string& interface_name) {
     return fs::read_symlink(place_of(interface_name) / "phy80211", error).filename();
 }
 
+bool has_interface(const std::string& interface_name) {
+    std::error_code error;
+    return fs::exists(place_of(interface_name), error);
+}
+
 std::vector<std::string> interfaces_that_answer() {
     std::vector<std::string> names;
     ifaddrs* list = nullptr;

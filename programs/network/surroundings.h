@@ -11,6 +11,8 @@ namespace network {
 // Of /sys; empty for what is no radio, or is not there.
 std::string radio_of(const std::string& interface_name);
 
+bool has_interface(const std::string& interface_name);
+
 // The real interfaces with a carrier and an address, by which somebody may reach the box.
 std::vector<std::string> interfaces_that_answer();
 

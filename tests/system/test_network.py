@@ -23,6 +23,7 @@ case "$*" in
     [ ! -e guest ] || cat guest >/run/fieldrelaybox-network/leases ;;
 "connection load"*"home"*)
     [ ! -e hiccup ] || [ ! -e state/refused.conf ] || exit 127 ;;
+"is-active --quiet fieldrelaybox-access-point.service") [ ! -e silent ] || exit 3 ;;
 "-g GENERAL.STATE connection show uuid af5e"*) cat camera ;;
 "-g GENERAL.STATE connection show"*) cat joined ;;
 "-g GENERAL.STATE,GENERAL.CON-UUID"*) cat state ;;
@@ -189,6 +190,12 @@ class Network(unittest.TestCase):
         (self.home / "joined").write_text("activated\n")
         self.assertEqual(self.make(), 0)
         self.assertIn("phrase of home", accepted.read_text())
+        (self.home / "joined").unlink()
+        (self.home / "silent").touch()
+        self.write(**{**ALL, "ap_iface": "lo"})  # an interface that is there
+        self.assertEqual(self.make("--trial", "1"), 0)
+        self.assertIn("the access point does not run", self.log)
+        self.assertNotIn("another secret", accepted.read_text())
 
     def test_a_trial_outlives_a_crash_and_so_does_a_change_half_made(self) -> None:
         before = self.accept(**HOME)
