@@ -16,6 +16,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
@@ -99,14 +100,20 @@ struct Wanted {
     std::string text; // of settings
     Wishes wishes;
     std::string fault; // why they cannot be
+    bool has_nameless_access_point = false;
 };
+
+bool is_refused(const Wanted& wanted) {
+    return read_file(refused_file()) == wanted.text;
+}
 
 // Nothing while there are no whole settings.
 std::optional<Wanted> read_wanted() {
     const auto settings = fieldrelaybox::read_whole_settings(settings_file);
     if (!settings)
         return std::nullopt;
-    Wanted wanted{text_of_wishes(*settings), wishes_of(*settings), ""};
+    Wanted wanted{text_of_wishes(*settings), wishes_of(*settings), "",
+                  settings->ap_iface[0] != '\0' && settings->ap_ssid[0] == '\0'};
     const std::string regulations = read_file(regulations_file);
     if (regulations.empty() && wanted.wishes.access_point)
         log_warning("cannot read %s: what the country allows is not checked", regulations_file);
@@ -278,11 +285,10 @@ std::optional<int> go_back_unless_cut_off(const Options& options, const Wishes& 
 // What to do with new networks that did not answer in time.
 int judge_silent(const Options& options, const Wishes& accepted, const Wanted& wanted,
                  bool is_way_in) {
-    const bool was_refused = read_file(refused_file()) == wanted.text;
     if (is_way_in)
         log_warning("the new networks have not answered; they stay as there is another way in, and "
                     "those of before are what the box falls back on");
-    else if (was_refused && wanted.wishes.camera && has_joined(camera_uuid))
+    else if (is_refused(wanted) && wanted.wishes.camera && has_joined(camera_uuid))
         log_line("the camera is joined and nothing else answers: the networks stay until the next "
                  "start");
     else
@@ -325,7 +331,7 @@ int prove(const Options& options, const Wishes& accepted, const Wanted& wanted, 
 int make_new(const Options& options, const Wishes& accepted, const Wanted& wanted) {
     bool in_danger = is_there(trial_file()); // during a trial it is not to be seen what was before
     const bool is_in_force = plan_of(wanted.wishes, read_enforced).empty();
-    if (!in_danger && read_file(refused_file()) == wanted.text) {
+    if (!in_danger && is_refused(wanted)) {
         if (is_in_force)
             return 0; // the camera was there and nothing else
         if (const auto status = go_back_unless_cut_off(options, accepted, wanted))
@@ -352,6 +358,8 @@ int make_once(const Options& options, std::string& text) {
         return go_back_to(accepted, 0);
     }
     text = wanted->text;
+    if (wanted->has_nameless_access_point && read_file(accepted_file()) != text)
+        log_warning("ap_iface is set and ap_ssid is empty: the access point is off");
     if (!wanted->fault.empty())
         return refuse(accepted, wanted->fault);
     if (wanted->wishes != accepted && !options.without_trial)
@@ -418,18 +426,25 @@ int make_networks(const Options& options) {
 }
 
 int print_plan() {
-    const std::optional<Wanted> wanted = read_wanted();
-    const std::string fault =
-        wanted ? wanted->fault : std::string("no settings in ") + settings_file;
-    if (!fault.empty()) {
-        fieldrelaybox::print_line("refused: %s", fault.c_str());
-        return exit_refused;
+    if (geteuid() != 0) {
+        std::fprintf(stderr, "fieldrelaybox-network: the settings are for root only\n");
+        return fieldrelaybox::exit_unable;
     }
-    for (const Step& step : plan_of(wanted->wishes, read_enforced))
-        fieldrelaybox::print_line("%s", describe(step).c_str());
+    const std::optional<Wanted> wanted = read_wanted();
     const Wishes accepted = read_accepted();
+    std::string fault = wanted ? wanted->fault : std::string("no settings in ") + settings_file;
+    const bool is_new = wanted && wanted->wishes != accepted;
+    if (fault.empty() && is_new && is_refused(*wanted) && !is_there(trial_file()) &&
+        !plan_of(wanted->wishes, read_enforced).empty())
+        fault = "the networks of the settings failed their trial; tried again when nothing answers";
+    if (!fault.empty())
+        fieldrelaybox::print_line("refused: %s", fault.c_str());
+    for (const Step& step : plan_of(fault.empty() ? wanted->wishes : accepted, read_enforced))
+        fieldrelaybox::print_line("%s", describe(step).c_str());
+    if (!fault.empty())
+        return exit_refused;
     const std::vector<std::string> answering = interfaces_that_answer();
-    if (touches_way_in(accepted, wanted->wishes, answering) && accepted != wanted->wishes &&
+    if (is_new && touches_way_in(accepted, wanted->wishes, answering) &&
         !has_other_way(accepted, wanted->wishes, answering))
         fieldrelaybox::print_line("undone unless somebody comes by the new networks");
     return 0;

@@ -275,6 +275,9 @@ class Network(unittest.TestCase):
         self.assertIn(f"write {OWN}/hostapd.conf\n", printed)
         self.assertFalse(any(phrase in printed for phrase in PHRASES), printed)
         self.assertEqual((self.runs(), self.files()), ([], {}))
+        self.write(ap_iface="wlan2")
+        self.assertEqual(self.make(), 0)
+        self.assertIn("ap_ssid is empty", self.log)
         for wrong in (["--trial", "0"], ["--trial"], ["--print", "x"], ["x"]):
             self.assertEqual(self.make(*wrong), 2)
             self.assertEqual(self.log.count("\n"), 1)
