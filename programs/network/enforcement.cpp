@@ -8,6 +8,7 @@
 #include "network/files.h"
 #include "network/plan.h"
 #include "network/regulations.h"
+#include "network/state.h"
 #include "network/steps.h"
 #include "network/surroundings.h"
 #include "network/trial.h"
@@ -17,7 +18,6 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
@@ -44,40 +44,6 @@ using Clock = std::chrono::steady_clock;
 constexpr const char* settings_file = "/run/fieldrelaybox.conf";
 constexpr const char* marker = "/run/wlan.update"; // of the daemon: an app changed something
 
-std::string state_file(const char* name) {
-    const char* folder = std::getenv("STATE_DIRECTORY");
-    return std::string(folder != nullptr ? folder : "/var/lib/fieldrelaybox-network") + '/' + name;
-}
-
-std::string accepted_file() {
-    return state_file("accepted.conf");
-}
-
-// Settings that failed their trial, until others are accepted.
-std::string refused_file() {
-    return state_file("refused.conf");
-}
-
-// There while networks are on trial: whoever comes upon it goes on with the trial.
-std::string trial_file() {
-    return std::string(own_folder) + "/trial";
-}
-
-// There while steps are carried out: what is found after a crash may not be in force.
-std::string unfinished_file() {
-    return std::string(own_folder) + "/unfinished";
-}
-
-// There while somebody waits with --accept: a trial ends well by it, and nobody waits for a next
-// try.
-std::string accept_file() {
-    return std::string(own_folder) + "/accept";
-}
-
-bool is_there(const std::string& path) {
-    return access(path.c_str(), F_OK) == 0;
-}
-
 bool marker_waits() {
     return is_there(marker);
 }
@@ -99,7 +65,7 @@ bool is_changed_since(const std::string& text) {
 struct Wanted {
     std::string text; // of settings
     Wishes wishes;
-    std::string fault; // why they cannot be
+    std::string fault; // why they cannot be; empty when they can
     bool has_nameless_access_point = false;
 };
 
@@ -124,13 +90,6 @@ std::optional<Wanted> read_wanted() {
 Wishes read_accepted() {
     const auto settings = fieldrelaybox::read_whole_settings(accepted_file());
     return settings ? wishes_of(*settings) : Wishes{};
-}
-
-void write_state(const std::string& path, const std::string& text) {
-    std::error_code error;
-    fs::create_directories(fs::path(path).parent_path(), error);
-    if (const auto failure = fieldrelaybox::replace_private_file(path, text); !failure.empty())
-        log_error("%s", failure.c_str());
 }
 
 void tell_of(const char* what, const Wifi* wifi) {
@@ -297,11 +256,17 @@ int judge_silent(const Options& options, const Wishes& accepted, const Wanted& w
     return 0;
 }
 
+// How new networks came about.
+struct Novelty {
+    bool in_danger; // they may have taken the only way in
+    bool is_fresh;  // they were made just now
+};
+
 // Accepts networks that answer.
-int prove(const Options& options, const Wishes& accepted, const Wanted& wanted, bool is_made_anew) {
-    const bool in_danger = is_there(trial_file());
+int prove(const Options& options, const Wishes& accepted, const Wanted& wanted, Novelty novelty) {
     const auto is_way_in = [&] {
-        return !in_danger || has_other_way(accepted, wanted.wishes, interfaces_that_answer());
+        return !novelty.in_danger ||
+               has_other_way(accepted, wanted.wishes, interfaces_that_answer());
     };
     const auto has_answered = [&] {
         return somebody_came_by(wanted.wishes) ||
@@ -313,7 +278,7 @@ int prove(const Options& options, const Wishes& accepted, const Wanted& wanted, 
         log_line("the new networks take the only way in: undone in %d s unless somebody comes by "
                  "them",
                  options.trial_seconds);
-    else if (!is_made_anew)
+    else if (!novelty.is_fresh)
         return judge_silent(options, accepted, wanted, true);
     switch (await_answer(wanted.text, options.trial_seconds, has_answered)) {
     case Verdict::interrupted:
@@ -346,7 +311,7 @@ int make_new(const Options& options, const Wishes& accepted, const Wanted& wante
         write_state(trial_file(), "1\n");
     if (const std::string failure = put_in_force(wanted.wishes); !failure.empty())
         return fail(accepted, wanted, failure);
-    return prove(options, accepted, wanted, !is_in_force);
+    return prove(options, accepted, wanted, {.in_danger = in_danger, .is_fresh = !is_in_force});
 }
 
 // text: of the settings that it read, for the caller.
