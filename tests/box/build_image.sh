@@ -17,7 +17,7 @@ output=build/box/$architecture${2:+-streams}
 packages=(systemd systemd-sysv dbus udev kmod dosfstools e2fsprogs
     iproute2 iputils-ping psmisc wireless-tools procps python3
     libcjson1 libevdev2 libgpiod2 libinih1 libnl-genl-3-200 libsystemd0 libwebsockets17
-    network-manager wpasupplicant hostapd dnsmasq-base iw wireless-regdb nftables)
+    network-manager wpasupplicant hostapd dnsmasq-base iw wireless-regdb udhcpc nftables)
 if [ "${2:-}" = --with-streams ]; then
     mapfile -t -O "${#packages[@]}" packages < <(
         scripts/install_dependencies.sh --list streams | tr -s ' \n' '\n'

@@ -27,7 +27,7 @@ work=$(mktemp -d /var/tmp/fieldrelaybox-box.XXXXXX)
 trap 'rm -rf "$work"' EXIT
 cd "$here"
 if [ $# -eq 0 ]; then
-    set -- test_power_cuts.PowerCuts.test_at_any_moment test_upgrade test_settings \
+    set -- test_radios test_power_cuts.PowerCuts.test_at_any_moment test_upgrade test_settings \
         test_power_cuts.PowerCuts.test_after_every_write test_install
     [ -n "${SHORT:-}" ] || set -- test_mishaps test_streams test_faulty_card test_clock test_pilot "$@"
 fi

@@ -1,6 +1,7 @@
 """Cards that fail, are full or write-protected: the daemon says so in a line and runs on, what the card holds stays
 whole, and the first save that the card takes carries everything."""
 
+import json
 import os
 import random
 import time
@@ -33,16 +34,16 @@ systemctl restart {SERVICE}
 """
 WORKS, TAKES_NO_WRITE, IS_DEAD, COMES_AND_GOES = ("bash card-that " + way for way in (
     "1 0", "0 1 1 error_writes", "0 1", "1 1 1 error_writes"))
-FILL, MAKE_ROOM = f"cat /dev/zero >{FIRMWARE}/filler; rm -f {FIRMWARE}/*.bak; cat /dev/zero >{FIRMWARE}/more", f"rm {FIRMWARE}/filler {FIRMWARE}/more"
+FILL = f"cat /dev/zero >{FIRMWARE}/filler; rm -f {FIRMWARE}/*.bak; cat /dev/zero >{FIRMWARE}/more"
+MAKE_ROOM = f"rm {FIRMWARE}/filler {FIRMWARE}/more"
 PROTECT, UNPROTECT = (f"umount {FIRMWARE}; echo {on} >/sys/block/mmcblk0/force_ro; mount {FIRMWARE}" for on in (1, 0))
 
 
 class FaultyCard(unittest.TestCase):
     def saves(self, box: InstalledBox) -> tuple[int, int]:
         """Those that worked, and all."""
-        done, failed = (int(box.run(f"fieldrelaybox-client status --json | grep -oP '\"saves_{how}\": \\K\\d+'"))
-                        for how in ("done", "failed"))
-        return done, done + failed
+        counts = json.loads(box.run("fieldrelaybox-client status --json"))
+        return counts["saves_done"], counts["saves_done"] + counts["saves_failed"]
 
     def save(self, box: InstalledBox, port: int) -> bool:
         """Whether it worked."""
@@ -54,7 +55,7 @@ class FaultyCard(unittest.TestCase):
         return now[0] > done
 
     def assert_fails(self, box: InstalledBox, fault: str, mend: str, line: str) -> None:
-        box.run(f"journalctl --rotate; journalctl -q --vacuum-time=1s")
+        box.run("journalctl --rotate; journalctl -q --vacuum-time=1s")
         process = box.run(f"systemctl show -P MainPID {SERVICE}")
         self.assertTrue(self.save(box, 8600))
         box.finish(box.begin(fault))

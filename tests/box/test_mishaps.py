@@ -103,14 +103,16 @@ class Mishaps(unittest.TestCase):
         """Root, the journal and /run: what is saved goes to the card all the same, and a hung journal holds nobody up."""
         box = self.box
         process = box.processes()[SERVICE]
-        box.run("fallocate -l $(df --output=avail -B1 / | tail -n 1) /filler; fallocate -l 1G /run/filler; cat /dev/zero >/run/filler; true")
+        box.run("fallocate -l $(($(stat -f -c '%f * %S' /) - (64 << 20))) /filler; "
+                "for full in /more /run/filler; do cat /dev/zero >$full; done; true")
+        self.assertFalse(box.succeeds("echo >/one || echo >/run/one; [ -s /one ] || [ -s /run/one ]"))
         box.run("systemctl kill --signal=STOP --kill-whom=main systemd-journald")
         before = box.frame_count()
         box.set("tcp_port", "8400")
         box.wait_until("grep -q ^tcp_port=8400 /boot/fieldrelaybox.conf")
         box.run("for i in {1..3000}; do echo -n '[77' >/dev/udp/127.0.0.1/4242; done; sleep 5")
         self.assertTrue(box.succeeds(ALL_THERE))
-        box.run("systemctl kill --signal=CONT --kill-whom=main systemd-journald; rm /filler /run/filler")
+        box.run("systemctl kill --signal=CONT --kill-whom=main systemd-journald; rm -f /filler /more /one /run/filler /run/one")
         self.assertNotEqual(box.setting("tcp_port"), "8400")
         box.set("tcp_port", "8401")
         box.await_saves()

@@ -8,8 +8,9 @@ from machine import NATIVE
 CLIP = ("gst-launch-1.0 -q videotestsrc num-buffers=100 ! video/x-raw,width=160,height=120,framerate=10/1 ! "
         "x264enc key-int-max=10 bframes=0 speed-preset=ultrafast ! h264parse ! mp4mux ! filesink location=/srv/clip.mp4")
 PICTURE = "[ $(timeout 20 head -c 20000 </dev/tcp/127.0.0.1/8500 | wc -c) = 20000 ]"
-PAGE = "exec 3<>/dev/tcp/127.0.0.1/80 && printf 'GET / HTTP/1.0\\r\\nHost: 127.0.0.1\\r\\n\\r\\n' >&3 && head -n 1 <&3 | grep ' 200 '"
-RTSP = "exec 3<>/dev/tcp/127.0.0.1/8554 && printf 'OPTIONS * RTSP/1.0\\r\\nCSeq: 1\\r\\n\\r\\n' >&3 && head -n 1 <&3 | grep ' 200 '"
+ASK = "exec 3<>/dev/tcp/127.0.0.1/%d && printf '%s\\r\\n\\r\\n' >&3 && head -n 1 <&3 | grep ' 200 '"
+PAGE = ASK % (80, "GET / HTTP/1.0\\r\\nHost: 127.0.0.1")
+RTSP = ASK % (8554, "OPTIONS * RTSP/1.0\\r\\nCSeq: 1")
 SERVES = {"fieldrelaybox-stream@source": PICTURE, "fieldrelaybox-stream@tcp": PICTURE, "fieldrelaybox-stream@rtsp": RTSP,
           "fieldrelaybox-panel": PAGE, SERVICE: PICTURE}
 
