@@ -13,7 +13,7 @@ AROUND = {"camera": "fieldrelaybox-camera-simulator --json",
           "app": "fieldrelaybox-client watch --host 127.0.0.1 --pace 60"}
 SETTINGS = {b"rc_input_enabled": b"1", b"rc_input_mode": b"pad", b"rc2_input_mode": b"off", b"rc_input_map": b"pan,tilt"}
 END = 32767
-LEFT, STOP = "gimbal speed -500,0", "gimbal speed 0,0"
+LEFT, RIGHT, STOP = (f"gimbal speed {speed},0" for speed in (-500, 500, 0))
 LINKS = "$(od -An -tu1 -j132 -N4 /dev/shm/hud_mem | tr -d ' ')"
 """Apps, camera (twice) and picture."""
 ALL_THERE = f"[ {LINKS} = 2111 ]"  # the panel is an app, too

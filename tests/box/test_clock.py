@@ -5,7 +5,7 @@ import itertools
 import time
 import unittest
 
-from flown import ALL_THERE, END, LEFT, STOP, FlownBox
+from flown import ALL_THERE, END, LEFT, RIGHT, FlownBox
 from installed import SERVICE
 
 NOW = f"date -s @{time.time():.0f}"
@@ -38,10 +38,9 @@ class Clock(unittest.TestCase):
     def assert_nothing_happens(self, *commands: str) -> None:
         """The stick is held meanwhile: nobody counts as gone, and the gimbal goes on without a pause."""
         box, processes = self.box, self.box.processes()
-        box.move(0, 0)
-        box.await_frame(STOP)
-        box.move(-END, 0)
-        box.await_frame(LEFT)
+        for end, name in ((END, RIGHT), (-END, LEFT)):
+            box.move(end, 0)
+            box.await_frame(name)
         box.run("journalctl --rotate; journalctl -q --vacuum-time=1s")
         before = box.frame_count()
         for command in commands:

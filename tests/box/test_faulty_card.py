@@ -49,7 +49,7 @@ class FaultyCard(unittest.TestCase):
         """Whether it worked."""
         done, before = self.saves(box)
         box.set("tcp_port", str(port))
-        end = time.monotonic() + 60
+        end = time.monotonic() + 120
         while (now := self.saves(box))[1] == before:
             self.assertLess(time.monotonic(), end, "no save")
         return now[0] > done
