@@ -52,7 +52,7 @@ int run_shell_command(const char* /*command*/) {
     return 0;
 }
 
-int run_shell_command(const char* /*command*/, int /*time_limit_ms*/) {
+int run_shell_command(const char* /*command*/, int /*time_limit_ms*/, Complaints /*complaints*/) {
     return 0;
 }
 

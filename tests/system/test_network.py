@@ -289,7 +289,7 @@ class Network(unittest.TestCase):
                                   start_new_session=True)
         self.addCleanup(search.wait)
         self.addCleanup(os.killpg, search.pid, signal.SIGKILL)
-        rescan, join = "nmcli device wifi rescan ifname wlan7", f"nmcli --wait 30 connection up uuid {CAMERA}"
+        rescan, join = "nmcli device wifi rescan ifname wlan7", f"nmcli --wait 40 connection up uuid {CAMERA}"
         record = self.home / "runs"
 
         def recorded(run: str) -> bool:
