@@ -20,7 +20,8 @@ PHRASES = {"camera": "phrase of camera", "home": "phrase of home", "ap": "phrase
 SETTINGS = "/run/fieldrelaybox.conf"
 # 0 while it runs.
 END_OF_NETWORK = "systemctl show -P ExecMainExitTimestampMonotonic fieldrelaybox-network.service"
-JOURNAL = "journalctl -q -b --no-pager -o cat -t fieldrelaybox-network"
+JOURNAL = ("journalctl -q -b --no-pager -o cat _SYSTEMD_UNIT=fieldrelaybox-network.service "
+           "_SYSTEMD_UNIT=fieldrelaybox-camera-search.service")
 HAS_JOINED = "nmcli -g GENERAL.STATE connection show fieldrelaybox-{} | grep -qx activated"
 
 SET_UP = r"""
@@ -49,10 +50,19 @@ import socket, time
 camera = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
 while True:
     try:
-        camera.sendto(bytes(1000), ("192.168.2.20", 5000))
+        camera.sendto(bytes(1000), ("192.168.2.20", 9000))
     except OSError:
         pass  # no way there
     time.sleep(0.05)
+"""
+
+# What the daemon is not: it gets the camera's video from a program on the box.
+VIDEO_RECEIVER = rb"""
+import socket
+receiver = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+receiver.bind(("", 9000))
+while True:
+    receiver.sendto(receiver.recv(2000), ("127.0.0.1", 5000))
 """
 
 # Does what its argument says, then tells after how many seconds a picture comes out of the box.
@@ -119,8 +129,9 @@ class RadioBox(InstalledBox):
         self.run(f"ip netns exec phone udhcpc -n -q -t 30 -T 1 -i {interface}")
 
     def begin_filming(self) -> None:
-        self.put("/run/video.py", CAMERA_VIDEO)
-        self.run_unit("camera-video", "camera", "python3 /run/video.py")
+        for unit, place, script in (("camera-video", "camera", CAMERA_VIDEO), ("video-receiver", "", VIDEO_RECEIVER)):
+            self.put(f"/run/{unit}.py", script)
+            self.run_unit(unit, place, f"python3 /run/{unit}.py")
         self.run_unit("camera-body", "camera",
                       f"fieldrelaybox-camera-simulator --quiet --box {SUBNETS['camera']}.{LEASE}")
 
@@ -154,6 +165,13 @@ class RadioBox(InstalledBox):
         assert status == 0, output
         self.wait_until(f"[ $({END_OF_NETWORK}) -gt {ended.strip()} ]", 150)
         return self.journal(before)
+
+    def seconds(self) -> float:
+        """Since the start, as the box counts them."""
+        return float(self.run("cut -d ' ' -f 1 /proc/uptime"))
+
+    def wait(self, seconds: float) -> None:
+        self.run(f"sleep {seconds}", timeout=seconds + 60)
 
     def watch(self, seconds: float) -> list[dict[str, Any]]:
         """What an app is told meanwhile."""

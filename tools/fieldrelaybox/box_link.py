@@ -5,6 +5,7 @@ from __future__ import annotations
 import errno
 import select
 import socket
+import struct
 import time
 
 from . import app_protocol, relay
@@ -17,6 +18,8 @@ REGISTER_EVERY = 2.0
 RECEIVE_BUFFER = 4_000_000
 LARGEST_DATAGRAM = 65535
 RELAY_FORGETS_AFTER = 6.0
+EVERYBODY = "255.255.255.255"
+IP_PKTINFO = 8  # of Linux; Python has no name for it
 
 
 class NoAnswer(Exception):
@@ -86,7 +89,7 @@ class BoxLink:
 
     def find(self, timeout: float = 3.0) -> Address:
         """Register with the host, or without one by broadcast and then on this machine."""
-        targets = [self.host] if self.host else ["255.255.255.255", "127.0.0.1"]
+        targets = [self.host] if self.host else [EVERYBODY, "127.0.0.1"]
         for target in targets:
             if self._try(target, timeout / len(targets)):
                 assert self.box
@@ -147,11 +150,23 @@ class BoxLink:
         return False
 
     def _send(self, data: bytes, address: Address) -> bool:
+        if address[0] == EVERYBODY:
+            return any([self._send_out_of(index, data, address) for index, name in socket.if_nameindex()
+                        if name != "lo"])
         try:
             self._socket.sendto(data, address)
             return True
         except OSError as error:
             return error.errno in (errno.ECONNREFUSED, errno.ENOBUFS, errno.EAGAIN)
+
+    def _send_out_of(self, interface: int, data: bytes, address: Address) -> bool:
+        """Also where there is no way to anywhere else, as in the box's own access point."""
+        way = (socket.IPPROTO_IP, IP_PKTINFO, struct.pack("=i8x", interface))
+        try:
+            self._socket.sendmsg([data], [way], 0, address)
+            return True
+        except OSError:
+            return False
 
     def _receive_datagram(self, timeout: float) -> tuple[bytes, Address] | None:
         if not select.select([self._socket], [], [], max(timeout, 0))[0]:
