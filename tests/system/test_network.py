@@ -284,7 +284,7 @@ class Network(unittest.TestCase):
 
     def test_the_camera_is_looked_for_until_it_is_joined(self) -> None:
         state = self.home / "state"
-        state.write_text("30 (disconnected)\n\n")
+        state.write_text("")
         search = subprocess.Popen(["sh", str(SEARCH), "wlan7", "C3A9"], env=self.environment,
                                   start_new_session=True)
         self.addCleanup(search.wait)
@@ -294,10 +294,11 @@ class Network(unittest.TestCase):
 
         def recorded(run: str) -> bool:
             return record.exists() and run in record.read_text()
-        wait_until(lambda: recorded(rescan), "the camera is looked for")
-        self.assertFalse(recorded(join))
-        state.write_text("100 (connected)\nanother\n")
-        wait_until(lambda: recorded(join), "the camera takes its interface")
+        for before in ("30 (disconnected)\n\n", "100 (connected)\nanother\n"):
+            state.write_text(before)
+            record.unlink(missing_ok=True)
+            for what in (rescan, join):
+                wait_until(lambda what=what: recorded(what), what)
         state.write_text(f"100 (connected)\n{CAMERA}\n")
         record.unlink()
         wait_until(lambda: recorded("GENERAL.CON-UUID"), "the state is asked for")
