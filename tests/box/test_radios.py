@@ -67,9 +67,9 @@ class Radios(unittest.TestCase):
         self.assertGreater(signal["quality"], 0)
         self.box.seconds_to_video("true")
         told = self.box.watch(8)
-        wifi = [each for each in told if each.get("name") == "camera_wifi"][-1]
+        wifi = [each for each in told if each.get("record") == "camera_wifi"][-1]
         self.assertEqual((wifi["ssid"], wifi["quality"]), ("OSMO_x1", signal["quality"]))
-        states = {each["link"]: each["state"] for each in told if each.get("name") == "link"}
+        states = {each["link"]: each["state"] for each in told if each.get("record") == "link"}
         self.assertEqual(states, {"data": "connected", "video": "connected"})
         self.assertGreater([each for each in told if "counters" in each][-1]["counters"]["video"]["datagrams"], 50)
         self.assertEqual(self.box.run("ip route show default; grep nameserver /etc/resolv.conf || true"), "")
