@@ -18,8 +18,6 @@ LEASE = 20  # the last part of the address that the box gets
 PHRASES = {"camera": "phrase of camera", "home": "phrase of home", "ap": "phrase of the box"}
 
 SETTINGS = "/run/fieldrelaybox.conf"
-# 0 while it runs.
-END_OF_NETWORK = "systemctl show -P ExecMainExitTimestampMonotonic fieldrelaybox-network.service"
 JOURNAL = ("journalctl -q -b --no-pager -o cat _SYSTEMD_UNIT=fieldrelaybox-network.service "
            "_SYSTEMD_UNIT=fieldrelaybox-camera-search.service")
 HAS_JOINED = "nmcli -g GENERAL.STATE connection show fieldrelaybox-{} | grep -qx activated"
@@ -157,14 +155,13 @@ class RadioBox(InstalledBox):
             f"{before}fieldrelaybox-client {head} {host}--timeout 20 {shlex.join(words[1 + separate:])}"))
         return status, output.decode(errors="replace")
 
-    def ask_for(self, *words: str) -> list[str]:
-        """Networks, by the words of the client's `wifi set`; returns what fieldrelaybox-network logged when it has seen
-        to them."""
-        ended, before = self.run(END_OF_NETWORK), len(self.journal())
+    def ask_for(self, *words: str, told: str) -> list[str]:
+        """Networks, by the words of the client's `wifi set`; returns what was logged of networks until a line began so."""
+        before = len(self.journal())
         status, output = self.client("wifi", "set", *words)
         assert status == 0, output
-        self.wait_until(f"[ $({END_OF_NETWORK}) -gt {ended.strip()} ]", 150)
-        return self.journal(before)
+        self.wait_until(f"{JOURNAL} | tail -n +{before + 1} | grep -q {shlex.quote('^' + told)}", 150)
+        return self.journal()[before:]
 
     def seconds(self) -> float:
         """Since the start, as the box counts them."""
@@ -179,19 +176,15 @@ class RadioBox(InstalledBox):
         assert status == 0, output
         return [json.loads(line) for line in output.splitlines()]
 
-    def journal(self, before: int = 0) -> list[str]:
-        """What was logged of networks, without that many lines of before."""
-        return self.run(JOURNAL).splitlines()[before:]
+    def journal(self) -> list[str]:
+        """What was logged of networks."""
+        return self.run(JOURNAL).splitlines()
 
     def no_networks(self) -> None:
-        """None is wanted; without the trial that there would be."""
-        before = self.fetch(SETTINGS)
-        self.run("systemctl stop fieldrelaybox-network.path")
+        """None is wanted any more; without the trial that there would be."""
+        self.run("systemctl stop fieldrelaybox-network.path fieldrelaybox-network.service")
         status, output = self.client("wifi", "set", *(word for network in ("--camera", "--network", "--ap")
                                                       for word in (network, "none", "", "")))
         assert status == 0, output
         self.wait_until(f"[ $(grep -cx '[a-z]*_iface=' {SETTINGS}) = 3 ]")
-        if self.fetch(SETTINGS) != before:
-            self.wait_until("[ -e /run/wlan.update ]")
-        self.run("systemctl stop fieldrelaybox-network.service; fieldrelaybox-network --accept")
-        self.run("systemctl start fieldrelaybox-network.path")
+        self.run("fieldrelaybox-network --accept; systemctl start fieldrelaybox-network.path")
