@@ -16,16 +16,17 @@ packaging/install_cross.sh armhf arm64
 packaging/make_sysroot.sh run armhf
 scripts/install_dependencies.sh build test
 
+programs=(fieldrelaybox wlanstatus stream rtsp-server rcin fieldrelaybox-panel fieldrelaybox-network)
+
 build_for() {
     cmake --preset "$1" -DBUILD_TESTING=ON >/dev/null
-    cmake --build --preset "$1" --target fieldrelaybox wlanstatus stream rtsp-server gstfieldrelaybox rcin \
-        fieldrelaybox-panel unit_tests shell_tests
+    cmake --build --preset "$1" --target "${programs[@]}" gstfieldrelaybox unit_tests shell_tests
 }
 
 # A wrong compiler would make the whole run say nothing about the target.
 require_machine() {
     local program header machine=$2 flags=$3
-    for program in fieldrelaybox wlanstatus stream rtsp-server rcin fieldrelaybox-panel tests/{unit,shell}_tests; do
+    for program in "${programs[@]}" tests/{unit,shell}_tests; do
         header=$(LC_ALL=C readelf -h "build/$1/$program")
         if ! grep -q "Machine: *$machine\$" <<<"$header" || ! grep -q "Flags:.*$flags" <<<"$header"; then
             echo "test_armhf.sh: $program is not a program for $1" >&2
