@@ -6,7 +6,9 @@
 #include "core/text.h"
 
 #include <cJSON.h>
+#include <ifaddrs.h>
 #include <memory>
+#include <net/if.h>
 #include <thread>
 
 namespace fieldrelaybox {
@@ -54,6 +56,18 @@ std::optional<std::string_view> network_name(std::string_view line) {
     return name.substr(1, name.size() - 2);
 }
 
+// Why an interface cannot be scanned with.
+const char* hindrance_of(const std::string& interface_name) {
+    ifaddrs* entries = nullptr;
+    const bool has_entries = getifaddrs(&entries) == 0;
+    const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(entries, freeifaddrs);
+    for (const ifaddrs* entry = entries; has_entries && entry != nullptr; entry = entry->ifa_next) {
+        if (interface_name == entry->ifa_name)
+            return (entry->ifa_flags & IFF_UP) != 0 ? "its radio is busy" : "it is off";
+    }
+    return "there is no such interface";
+}
+
 } // namespace
 
 std::string scan_networks(const std::string& interface_name, std::size_t longest_list) {
@@ -73,7 +87,7 @@ std::string scan_networks(const std::string& interface_name, std::size_t longest
         if (status == 0 || !first)
             return list;
         if (status < 0 || Clock::now() + pause_of_busy_radio >= end) {
-            log_warning("no scan of %s: its radio is busy, off or missing", interface_name.c_str());
+            log_warning("no scan of %s: %s", interface_name.c_str(), hindrance_of(interface_name));
             return list;
         }
         std::this_thread::sleep_for(pause_of_busy_radio);
