@@ -66,7 +66,7 @@ inline constexpr std::array network_settings{
         .label = "Camera interface",
         .help = "interface that joins the camera; empty is off. Letters, digits, `.`, `_` and `-` "
                 "only, otherwise the link is never asked for",
-        .sample = "wlan0", .report = {"cam_iface", 470}, .parameters = {{{"wifi", 1}}},
+        .report = {"cam_iface", 470}, .parameters = {{{"wifi", 1}}},
         .conversion = Conversion::interface_code, .commands = network_commands},
     Setting{SETTING(networks, camera_ssid, quoted_text),
         .comment = "# DJI Osmo Wi-Fi SSID \r\n",

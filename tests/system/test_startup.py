@@ -235,8 +235,7 @@ class Guards(unittest.TestCase):
             self.assertEqual(box.log.lines[:len(told)], told)
             settings = box.directory / "fieldrelaybox.conf"
             subprocess.run([ROOT / "scripts/settings_pages.py", "sample", settings], check=True)
-            sample = settings.read_bytes()
-            for content, words in ((sample.replace(b"=wlan0", b"=lo"), ""),
+            for content, words in ((settings.read_bytes(), ""),
                                    (b"", "fieldrelaybox.conf is empty; starting with the defaults"),
                                    (bytes(999), "configuration file line 1: ignored from a NUL byte on")):
                 settings.write_bytes(content)

@@ -61,7 +61,7 @@ TEST(ConfigFile, sample_is_what_the_daemon_writes) {
     ConfigRecord record{};
     ASSERT_TRUE(load_config_file(SAMPLE_SETTINGS, record));
     EXPECT_EQ(format_config_file(record), read_file(SAMPLE_SETTINGS));
-    EXPECT_STREQ(record.camera_iface, "wlan0");
+    EXPECT_EQ(record.tcp_port, 8555);
 }
 
 TEST(SettingsList, is_what_the_client_reads) {
