@@ -4,9 +4,12 @@ import time
 import socket
 
 from box import (DOCS, FENCE, LOOPBACK, TIMEOUT, BoxTestCase, Camera, app_protocol,
-                 assert_documented, load_json, send, wait_until)
+                 assert_documented, attitude_frame, command, load_json, send, wait_until)
 
 RECORDS = load_json("app_records.json")
+PICTURE = bytes.fromhex(  # 16x16, grey: SPS, PPS, and an IDR picture
+    "000000016742c00ad91ec044000003000400000300c83c489920"
+    "0000000168cb83cb20 0000016588840af26280017c")
 
 
 class Registration(BoxTestCase):
@@ -103,6 +106,44 @@ class Registration(BoxTestCase):
         quiet.drain()
         faithful.message(lambda message: message.payload[:1] == b"\x0b")
         self.assertEqual(quiet.drain(), [])
+
+
+class Session(BoxTestCase):
+    """What the page of examples tells from an app's first datagram to a picture."""
+
+    settings = "camera_iface=\n"
+
+    def test_session(self) -> None:
+        send(command(cmd="time", value1="20240131235959"), app_protocol.PORT)  # the box sends none by itself now
+        self.box.fence()
+        camera, app = self.camera(), self.silent_app()
+        app.socket.setsockopt(socket.SOL_SOCKET, socket.SO_BROADCAST, 1)
+        app.box_address = "127.255.255.255"
+        app.register()
+        app.await_reply()
+        assert_documented("Session 1: an app looks for the box", sent=app_protocol.register(False), answer=b"B")
+        app.box_address = app.sender[0]
+
+        def told(start: str, kind: int = app_protocol.RECORD) -> bytes:
+            """A message whose payload begins so, the sequence number left out."""
+            found = app.message(lambda it: it.kind == kind and it.payload.hex().startswith(start))
+            return app_protocol.build_message(found.payload, kind)
+        for number, title, start in ((2, "the picture's link", "0501"), (3, "the camera's link", "0500"),
+                                     (4, "what the box does", "06"), (5, "the version", "0b")):
+            assert_documented(f"Session {number}: {title}", answer=told(start))
+        app.register()
+        turned = attitude_frame(100, -50, 25)
+        camera.push(turned)
+        assert_documented("Session 6: the gimbal has turned", camera=turned, answer=told("000c0110056402"))
+        iso = command(cmd="iso", param="400")
+        app.send(iso)
+        assert_documented("Session 7: a command", sent=iso, camera=camera.next_frame().raw)
+        for number, title, part in ((8, "a picture begins", PICTURE[:35]), (9, "and ends", PICTURE[35:])):
+            send(part, 5000)
+            assert_documented(f"Session {number}: {title}", video=part, answer=told(part.hex(), app_protocol.VIDEO))
+        app.send(app_protocol.unregister())
+        self.box.log.wait_for(f"client {LOOPBACK}:{app.port} removed")
+        assert_documented("Session 10: the app leaves", sent=app_protocol.unregister(), log="client ... removed")
 
 
 class TestDatagrams(BoxTestCase):
