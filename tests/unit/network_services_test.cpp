@@ -196,7 +196,7 @@ TEST_F(ServerLink, authenticates_stays_alive_and_relays) {
     EXPECT_EQ(next_text(), R"({"cmd":"alive","id":"17"})");
     for (const std::string& example : {auth, std::string(R"({"cmd":"authok","id":"17"})"),
                                        std::string(R"({"cmd":"alive","id":"17"})")})
-        expect_documented(to_hex(ByteVector(example.begin(), example.end())));
+        expect_documented(to_hex(ByteVector(example.begin(), example.end())), "relay-protocol.md");
 
     // A relayed registration for status data only.
     answer(std::string("B") + std::string(12, '\0') + '\1');
@@ -206,7 +206,8 @@ TEST_F(ServerLink, authenticates_stays_alive_and_relays) {
     post_status_bytes(RecordCode::version, {0, 20, 2});
     const std::string message = next_text();
     EXPECT_EQ(message.substr(8), std::string("\x11\0\0\0\x0B\0\x14\2\0\0\0", 11));
-    expect_documented(to_hex(ByteVector(message.begin(), message.end())).replace(8, 8, 8, '0'));
+    expect_documented(to_hex(ByteVector(message.begin(), message.end())).replace(8, 8, 8, '0'),
+                      "relay-protocol.md");
 
     // Whoever sets the connection ends the link. Without an id nothing may be relayed; the next
     // pass asks for one.

@@ -103,9 +103,9 @@ inline std::string to_hex(fieldrelaybox::Bytes bytes) {
     return hex;
 }
 
-// docs/app-protocol.md has these bytes as an example.
-inline void expect_documented(const std::string& hex) {
-    std::string page = read_file(SOURCE_DIR "/docs/app-protocol.md");
+// The page has these bytes as an example.
+inline void expect_documented(const std::string& hex, const std::string& name = "app-protocol.md") {
+    std::string page = read_file(SOURCE_DIR "/docs/" + name);
     std::erase_if(page, [](char c) { return c == ' ' || c == '\n'; });
     EXPECT_NE(page.find('`' + hex + '`'), std::string::npos) << hex;
 }
