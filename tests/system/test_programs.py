@@ -6,10 +6,11 @@ from __future__ import annotations
 import os
 import re
 import subprocess
+import tempfile
 import unittest
 from pathlib import Path
 
-from box import DAEMON, DOCS, ROOT, RUNNER, TIMEOUT
+from box import DAEMON, DOCS, ROOT, RUNNER, TIMEOUT, wait_until
 
 # What the build made for the box, also what is new: settings_list is for the build alone, and links are to others.
 PROGRAMS = [path for path in sorted(Path(DAEMON).parent.iterdir())
@@ -66,6 +67,22 @@ class Scripts(unittest.TestCase):
             status, printed, errors = run(demo, *wrong)
             self.assertEqual((status, printed), (2, ""), wrong)
             self.assertRegex(errors, r"\Arun_demo: .*, see --help\n\Z")
+
+    @unittest.skipIf(RUNNER, "the demo runs the daemon itself")
+    def test_the_demo_is_joined(self) -> None:
+        """By a client and by another command, as the README shows it."""
+        home = self.enterContext(tempfile.TemporaryDirectory())
+        with subprocess.Popen([ROOT / "tools/run_demo.sh", DAEMON, "--video", "numbers", "--rc", "keys", "--logs", home],
+                              env=os.environ | {"XDG_RUNTIME_DIR": home}, stdout=subprocess.DEVNULL) as demo:
+            def join(*words: str) -> int:
+                return run(ROOT / "tools/attach.sh", *words, XDG_RUNTIME_DIR=home)[0]
+            client = str(ROOT / "tools/box_client.py")
+            try:
+                wait_until(lambda: join(client, "camera", "iso", "400") == 0
+                           and join("--", "grep", "-q", "set iso 400", f"{home}/camera.log") == 0, "the camera obeys")
+                self.assertEqual(join(client, "--help"), 0)
+            finally:
+                demo.terminate()
 
     def test_packages_that_cannot_be_had_end_it(self) -> None:
         tools = Path("/run/tools")
