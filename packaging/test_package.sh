@@ -104,6 +104,7 @@ install -d "$root/medium" "$root/boot"
 echo "/medium /boot none bind,ro 0 0" >>"$root/etc/fstab"
 
 install -m 755 packaging/test_package_inside.sh "$root/packages/run"
+scripts/check_commands.py list package >"$root/packages/page-commands"
 cat >"$root/etc/systemd/system/package-test.service" <<UNIT
 [Unit]
 After=multi-user.target

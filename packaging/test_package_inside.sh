@@ -288,6 +288,21 @@ wait_until is_another_process_than "$before"
 rm -r $quick
 systemctl daemon-reload
 
+step "what the pages tell people to type"
+while read -r command; do
+    status=0
+    bash -c "$command" >command-output 2>&1 <<<"a password of the pages" || status=$?
+    case $status:$command in
+    0:* | 3:"systemctl status "*) ;; # 3: one that is switched off
+    *) fail "$command: status $status: $(cat command-output)" ;;
+    esac
+done <page-commands
+dpkg-divert --quiet --remove --rename /usr/lib/fieldrelaybox/scripts/hdmi-change.sh
+systemctl unmask fieldrelaybox-stream@player.service fieldrelaybox-stream@tcp.service
+systemctl restart fieldrelaybox-streams.target
+wait_until is_running
+wait_until panel_runs
+
 step "start with the settings on /boot/firmware, and with none at all"
 umount /boot
 install -d /boot/firmware

@@ -1,11 +1,14 @@
 #!/bin/sh
-# lint.sh: includes, formatting, clang-tidy, cppcheck, shellcheck and Python over the whole tree, types and
+# lint.sh: includes, commands of the pages, formatting, clang-tidy, cppcheck, shellcheck and Python over the whole tree, types and
 # eslint over the page, warnings as errors.
 set -eu
 cd "$(dirname "$0")/.."
 
 echo "includes"
 scripts/check_includes.py
+
+echo "commands of the pages"
+scripts/check_commands.py
 
 sources=$(git ls-files '*.cpp' '*.h')
 echo "clang-format"
