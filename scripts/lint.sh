@@ -1,6 +1,6 @@
 #!/bin/sh
-# lint.sh: includes, commands of the pages, formatting, clang-tidy, cppcheck, shellcheck and Python over the whole tree, types and
-# eslint over the page, warnings as errors.
+# lint.sh: includes, commands of the pages, formatting, clang-tidy, cppcheck, shellcheck and Python over the whole
+# tree, types and eslint over the page, warnings as errors.
 set -eu
 cd "$(dirname "$0")/.."
 
