@@ -9,6 +9,7 @@ import subprocess
 import tempfile
 import unittest
 from pathlib import Path
+from unittest import mock
 
 from box import DAEMON, DOCS, ROOT, RUNNER, TIMEOUT, wait_until
 
@@ -72,10 +73,11 @@ class Scripts(unittest.TestCase):
     def test_the_demo_is_joined(self) -> None:
         """By a client and by another command, as the README shows it."""
         home = self.enterContext(tempfile.TemporaryDirectory())
+        self.enterContext(mock.patch.dict(os.environ, XDG_RUNTIME_DIR=home))
         with subprocess.Popen([ROOT / "tools/run_demo.sh", DAEMON, "--video", "numbers", "--rc", "keys", "--logs", home],
-                              env=os.environ | {"XDG_RUNTIME_DIR": home}, stdout=subprocess.DEVNULL) as demo:
+                              stdout=subprocess.DEVNULL) as demo:
             def join(*words: str) -> int:
-                return run(ROOT / "tools/attach.sh", *words, XDG_RUNTIME_DIR=home)[0]
+                return run(ROOT / "tools/attach.sh", *words)[0]
             client = str(ROOT / "tools/box_client.py")
             try:
                 wait_until(lambda: join(client, "camera", "iso", "400") == 0
