@@ -4,8 +4,10 @@
 #include "control/app_commands.h"
 #include "control/update_parameters.h"
 #include "core/service_manager.h"
+#include "core/text.h"
 #include "unit/test_data.h"
 
+#include <regex>
 #include <string_view>
 
 namespace {
@@ -29,6 +31,24 @@ TEST(Documents, name_every_other_parameter) {
         const ParameterValue& parameter = setting.parameters[0];
         if (settings_of_parameter(parameter.name).size() > 1)
             expect_name("app-protocol.md", parameter.name);
+    }
+}
+
+// In a row of the program, by the setting or its parameter.
+TEST(Documents, name_what_a_change_ends) {
+    const std::string page = read_page("programs.md");
+    for (const Setting& setting : settings()) {
+        for (std::string_view command : setting.commands) {
+            if (!command.starts_with("killall -q "))
+                continue;
+            for (command.remove_prefix(11); !command.empty();) {
+                const std::string program(take_item(command, ' '));
+                const std::string names =
+                    std::string(setting.key) + '|' + std::string(setting.parameters[0].name);
+                const std::regex row("\n\\|[^\n]*`(" + names + ")`[^\n]*`" + program + '`');
+                EXPECT_TRUE(std::regex_search(page, row)) << names << ' ' << program;
+            }
+        }
     }
 }
 
