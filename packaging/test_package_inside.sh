@@ -155,7 +155,7 @@ done
 network_says() { journalctl -q -u fieldrelaybox-network.service -o cat | grep -qF "$1"; }
 fieldrelaybox-client wifi set --host 127.0.0.1 --camera wlan0 "of the networks" "" || fail "the networks are not set"
 wait_until network_says 'camera: "of the networks" on wlan0, which is not there yet'
-wait_until network_says 'cannot make the networks: "nmcli connection load'
+wait_until network_says 'cannot make the camera: "nmcli connection load'
 [ ! -e /run/wlan.update ] || fail "the marker waits"
 fieldrelaybox-client wifi set --host 127.0.0.1 --camera wlan0 "of the test" "" || fail "the networks are not set back"
 systemctl stop "${network_units[@]:0:2}"

@@ -63,10 +63,11 @@ bool is_changed_since(const std::string& text) {
 
 // What the settings want, as they are now.
 struct Wanted {
-    std::string text; // of settings
+    ConfigRecord settings;
+    std::string text; // of them
     Wishes wishes;
-    std::string fault; // why they cannot be; empty when they can
-    bool has_nameless_access_point = false;
+    std::string fault;         // why they cannot be; empty when they can
+    bool is_acceptable = true; // what answers is to be fallen back on
 };
 
 bool is_refused(const Wanted& wanted) {
@@ -78,8 +79,7 @@ std::optional<Wanted> read_wanted() {
     const auto settings = fieldrelaybox::read_whole_settings(settings_file);
     if (!settings)
         return std::nullopt;
-    Wanted wanted{text_of_wishes(*settings), wishes_of(*settings), "",
-                  settings->ap_iface[0] != '\0' && settings->ap_ssid[0] == '\0'};
+    Wanted wanted{*settings, text_of_wishes(*settings), wishes_of(*settings), ""};
     const std::string regulations = read_file(regulations_file);
     if (regulations.empty() && wanted.wishes.access_point)
         log_warning("cannot read %s: what the country allows is not checked", regulations_file);
@@ -92,18 +92,19 @@ Wishes read_accepted() {
     return settings ? wishes_of(*settings) : Wishes{};
 }
 
-void tell_of(const char* what, const Wifi* wifi) {
+void tell_of(std::string_view network, const Wifi* wifi) {
     if (wifi == nullptr)
-        log_line("%s: off", what);
+        log_line("%s: off", network.data());
     else
-        log_line("%s: \"%s\" on %s%s", what, wifi->name.c_str(), wifi->interface_name.c_str(),
+        log_line("%s: \"%s\" on %s%s", network.data(), wifi->name.c_str(),
+                 wifi->interface_name.c_str(),
                  radio_of(wifi->interface_name).empty() ? ", which is not there yet" : "");
 }
 
 void tell(const Wishes& wishes) {
-    tell_of("camera", wishes.camera ? &*wishes.camera : nullptr);
-    tell_of("network", wishes.home ? &*wishes.home : nullptr);
-    tell_of("access point", wishes.access_point ? &wishes.access_point->wifi : nullptr);
+    tell_of(camera_network, wishes.camera ? &*wishes.camera : nullptr);
+    tell_of(home_network, wishes.home ? &*wishes.home : nullptr);
+    tell_of(access_point_network, wishes.access_point ? &wishes.access_point->wifi : nullptr);
 }
 
 // Whether the program was asked to end meanwhile. It goes through with what it began, and ends
@@ -138,31 +139,37 @@ std::string read_enforced(const std::string& path) {
     return text.empty() || !is_there(unfinished_file()) ? text : text + '\n';
 }
 
-// Returns why not, empty when the box has these networks now.
-std::string put_in_force(const Wishes& wishes) {
+bool has(const std::vector<Failure>& failures, std::string_view network) {
+    return std::ranges::find(failures, network, &Failure::network) != failures.end();
+}
+
+// Returns what failed, which has been told; nothing when the box has these networks now.
+std::vector<Failure> put_in_force(const Wishes& wishes) {
     const std::vector<Step> steps = plan_of(wishes, read_enforced);
     if (steps.empty())
-        return "";
+        return {};
     tell(wishes);
     write_state(unfinished_file(), "1\n");
-    std::string failure = carry_out(steps);
-    unlink(unfinished_file().c_str());
+    std::vector<Failure> failures = carry_out(steps);
+    if (!has(failures, ""))
+        unlink(unfinished_file().c_str());
+    for (const Failure& failure : failures)
+        log_error("cannot make the %s: %s",
+                  failure.network.empty() ? "networks" : failure.network.data(),
+                  failure.words.c_str());
     const bool is_access_point_made = std::ranges::any_of(steps, [](const Step& step) {
         return step.network == access_point_network && step.kind == Step::Kind::run;
     });
-    if (failure.empty() && wishes.access_point && is_access_point_made)
+    if (wishes.access_point && is_access_point_made && !has(failures, access_point_network))
         look_after(*wishes.access_point);
-    return failure;
+    return failures;
 }
 
 // Returns status, or exit_unable when it fails: then it is to be tried again.
 int go_back_to(const Wishes& accepted, int status) {
-    const std::string failure = put_in_force(accepted);
+    const bool failed = !put_in_force(accepted).empty();
     unlink(trial_file().c_str());
-    if (failure.empty())
-        return status;
-    log_error("cannot go back to the networks of before: %s", failure.c_str());
-    return fieldrelaybox::exit_unable;
+    return failed ? fieldrelaybox::exit_unable : status;
 }
 
 enum class Verdict : std::uint8_t { answered, silent, interrupted };
@@ -200,17 +207,24 @@ int refuse(const Wishes& accepted, const std::string& fault) {
 }
 
 int accept(const Wanted& wanted) {
-    if (read_file(accepted_file()) != wanted.text)
-        write_state(accepted_file(), wanted.text);
+    const std::string text = text_of_wishes(wanted.settings);
+    if (wanted.is_acceptable && read_file(accepted_file()) != text)
+        write_state(accepted_file(), text);
     unlink(refused_file().c_str());
     unlink(trial_file().c_str());
     return 0;
 }
 
-int fail(const Wishes& accepted, const Wanted& wanted, const std::string& failure) {
-    log_error("cannot make the networks: %s", failure.c_str());
-    return accepted == wanted.wishes ? fieldrelaybox::exit_unable
-                                     : go_back_to(accepted, fieldrelaybox::exit_unable);
+// What is left without the networks that failed. One that had proved itself, and was to give way
+// to one of them, is still fallen back on.
+Wanted without(const std::vector<Failure>& failures, const Wishes& accepted, Wanted wanted) {
+    for (const Failure& failure : failures)
+        leave_out(failure.network, wanted.settings);
+    wanted.wishes = wishes_of(wanted.settings);
+    wanted.is_acceptable = !(accepted.camera && has(failures, camera_network)) &&
+                           !(accepted.home && has(failures, home_network)) &&
+                           !(accepted.access_point && has(failures, access_point_network));
+    return wanted;
 }
 
 // With keep_trying it is looked after a while whether those of before answer.
@@ -309,9 +323,15 @@ int make_new(const Options& options, const Wishes& accepted, const Wanted& wante
     }
     if (in_danger)
         write_state(trial_file(), "1\n");
-    if (const std::string failure = put_in_force(wanted.wishes); !failure.empty())
-        return fail(accepted, wanted, failure);
-    return prove(options, accepted, wanted, {.in_danger = in_danger, .is_fresh = !is_in_force});
+    const std::vector<Failure> failures = put_in_force(wanted.wishes);
+    const Wanted made = without(failures, accepted, wanted);
+    const bool may_lead_in = made.wishes.home || made.wishes.access_point;
+    if (in_danger && !failures.empty() && !may_lead_in &&
+        !has_other_way(accepted, wanted.wishes, interfaces_that_answer()))
+        return go_back_to(accepted, fieldrelaybox::exit_unable);
+    const int status =
+        prove(options, accepted, made, {.in_danger = in_danger, .is_fresh = !is_in_force});
+    return status == 0 && !failures.empty() ? fieldrelaybox::exit_unable : status;
 }
 
 // text: of the settings that it read, for the caller.
@@ -323,14 +343,17 @@ int make_once(const Options& options, std::string& text) {
         return go_back_to(accepted, 0);
     }
     text = wanted->text;
-    if (wanted->has_nameless_access_point && read_file(accepted_file()) != text)
+    const bool is_nameless =
+        wanted->settings.ap_iface[0] != '\0' && wanted->settings.ap_ssid[0] == '\0';
+    if (is_nameless && read_file(accepted_file()) != text)
         log_warning("ap_iface is set and ap_ssid is empty: the access point is off");
     if (!wanted->fault.empty())
         return refuse(accepted, wanted->fault);
     if (wanted->wishes != accepted && !options.without_trial)
         return make_new(options, accepted, *wanted);
-    const std::string failure = put_in_force(wanted->wishes);
-    return failure.empty() ? accept(*wanted) : fail(accepted, *wanted, failure);
+    const bool failed = !put_in_force(wanted->wishes).empty();
+    accept(*wanted); // what failed is wanted all the same
+    return failed ? fieldrelaybox::exit_unable : 0;
 }
 
 // Held until the process ends. -1 when it cannot be had.

@@ -1,6 +1,7 @@
 #include "network/plan.h"
 
 #include "network/files.h"
+#include "network/state.h"
 
 #include <algorithm>
 #include <utility>
@@ -86,7 +87,7 @@ Step take_over(const Wifi& wifi, const char* uuid) {
 Change camera_change(const Wishes& wishes, const There& there) {
     constexpr const char* search = "fieldrelaybox-camera-search.service";
     const std::vector<File> files = camera_files(wishes.camera);
-    return change_of("camera", files, there,
+    return change_of(camera_network, files, there,
                      {{stop(search), forget(camera_uuid)},
                       {load(files.front().path, camera_uuid), start(search)}});
 }
@@ -96,7 +97,7 @@ Change home_change(const Wishes& wishes, const There& there) {
     Change how{{forget(home_uuid)}, {load(files.front().path, home_uuid)}};
     if (wishes.home)
         how.comes.push_back(take_over(*wishes.home, home_uuid));
-    return change_of("home", files, there, std::move(how));
+    return change_of(home_network, files, there, std::move(how));
 }
 
 // Whoever has an address afterwards came by what is wanted now.
@@ -132,7 +133,8 @@ std::vector<Step> plan_of(const Wishes& wishes, const There& there) {
         append(steps, std::move(change.goes));
     for (Change& change : changes)
         append(steps, std::move(change.files));
-    if (touches_unmanaged(steps)) // before NetworkManager is to use what was not its own
+    // Before NetworkManager is to use what was not its own.
+    if (touches_unmanaged(steps) || !there(unfinished_file()).empty())
         steps.push_back(reload());
     for (Change& change : changes)
         append(steps, std::move(change.comes));

@@ -10,8 +10,6 @@
 
 namespace network {
 
-inline constexpr std::string_view access_point_network = "access point";
-
 struct Step {
     enum class Kind {
         write,  // a private file at text, with content

@@ -1,5 +1,5 @@
 // What is remembered from one run to the next: files, each a settings text or just there. Entered
-// by enforcement.
+// by enforcement and the plan.
 #pragma once
 
 #include <string>
@@ -15,7 +15,8 @@ std::string refused_file();
 // There while networks are on trial: whoever comes upon it goes on with the trial.
 std::string trial_file();
 
-// There while steps are carried out: what is found after a crash may not be in force.
+// There while steps are carried out, and after one that was for all networks failed: what is found
+// then may not be in force.
 std::string unfinished_file();
 
 // There while somebody waits with --accept: a trial ends well by it, and nobody waits for a next

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace network {
 
@@ -62,29 +63,31 @@ std::string carry_out(const Step& step) {
     return status == 0 ? "" : "\"" + step.text + "\" ended with status " + std::to_string(status);
 }
 
-// What is not in force is not to be found there as if it were: the files of each network for which
-// something was still to be done.
-void take_back(std::span<const Step> done, std::span<const Step> left) {
+// What is not in force is not to be found there as if it were.
+void take_back(std::span<const Step> done, std::string_view network) {
     std::error_code error;
     for (const Step& step : done) {
-        const bool is_unfinished =
-            std::ranges::find(left, step.network, &Step::network) != left.end();
-        if (step.kind == Step::Kind::write && is_unfinished)
+        if (step.kind == Step::Kind::write && step.network == network)
             std::filesystem::remove(step.text, error);
     }
 }
 
 } // namespace
 
-std::string carry_out(const std::vector<Step>& steps) {
+std::vector<Failure> carry_out(const std::vector<Step>& steps) {
+    std::vector<Failure> failures;
     for (std::size_t i = 0; i < steps.size(); ++i) {
-        std::string failure = carry_out(steps[i]);
-        if (failure.empty())
+        const std::string_view network = steps[i].network;
+        const bool is_left =
+            !network.empty() &&
+            std::ranges::find(failures, network, &Failure::network) != failures.end();
+        std::string words = is_left ? "" : carry_out(steps[i]);
+        if (words.empty())
             continue;
-        take_back(std::span(steps).first(i), std::span(steps).subspan(i));
-        return failure;
+        take_back(std::span(steps).first(i), network);
+        failures.push_back({network, std::move(words)});
     }
-    return "";
+    return failures;
 }
 
 } // namespace network

@@ -4,12 +4,18 @@
 #include "network/plan.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace network {
 
-// Stops at the first step that fails, takes back the files of networks that are not finished, and
-// returns why, for the log; empty when all went well.
-std::string carry_out(const std::vector<Step>& steps);
+struct Failure {
+    std::string_view network; // empty: a step that is for all of them
+    std::string words;        // for the log
+};
+
+// A network whose step fails is left, and its files are taken back, so that it is found to be
+// wanting; the others go on.
+std::vector<Failure> carry_out(const std::vector<Step>& steps);
 
 } // namespace network

@@ -143,6 +143,15 @@ Wishes wishes_of(const ConfigRecord& settings) {
     return wishes;
 }
 
+void leave_out(std::string_view network, ConfigRecord& settings) {
+    if (network == camera_network)
+        settings.camera_iface[0] = '\0';
+    else if (network == home_network)
+        settings.wifi_iface[0] = '\0';
+    else if (network == access_point_network)
+        settings.ap_iface[0] = '\0';
+}
+
 std::string text_of_wishes(const ConfigRecord& settings) {
     std::string text;
     for (const char* key : own_keys)

@@ -42,7 +42,15 @@ struct Wishes {
     bool operator==(const Wishes&) const = default;
 };
 
+// The networks by name, in the log too.
+inline constexpr std::string_view camera_network = "camera";
+inline constexpr std::string_view home_network = "network";
+inline constexpr std::string_view access_point_network = "access point";
+
 Wishes wishes_of(const ConfigRecord& settings);
+
+// Switches off one of them.
+void leave_out(std::string_view network, ConfigRecord& settings);
 
 // The settings that wishes_of looks at, as a file of settings.
 std::string text_of_wishes(const ConfigRecord& settings);

@@ -130,7 +130,7 @@ class Network(unittest.TestCase):
         hiccup.touch()
         self.assertEqual(self.make("--trial", "1"), 1)  # to be tried again
         self.assertIn("nobody came by the new networks within 1 s", self.log)
-        self.assertIn("cannot go back", self.log)
+        self.assertIn("cannot make the network: ", self.log)
         hiccup.unlink()
         joined = self.home / "joined"
         joined.write_text("activated\n")
@@ -230,7 +230,7 @@ class Network(unittest.TestCase):
         self.assertEqual(self.files(), before)
         (self.home / "broken").touch()
         self.write(**ALL)
-        self.change_after("cannot make the networks", "--keep-trying")
+        self.change_after("cannot make the access point", "--keep-trying")
         self.assertEqual(self.files(), before)
 
     def test_accept_ends_a_trial(self) -> None:
@@ -245,20 +245,35 @@ class Network(unittest.TestCase):
         self.assertIn("elsewhere", (self.home / "state/accepted.conf").read_text())
         self.write(**ALL)
         (self.home / "broken").touch()
-        process, log = self.start("cannot make the networks", "--keep-trying")
+        process, log = self.start("cannot make the access point", "--keep-trying")
         (self.home / "broken").unlink()
         self.assertEqual(self.make("--accept"), 0, self.log)
         process.wait(TIMEOUT)
         log.join()
 
-    def test_a_step_that_fails_leaves_the_networks_of_before(self) -> None:
+    def test_a_step_that_fails_leaves_the_other_networks(self) -> None:
         before = self.accept(**HOME)
+        accepted = self.home / "state/accepted.conf"
         (self.home / "broken").touch()
-        self.write(**ALL)
-        self.assertEqual(self.make(), 1)
-        self.assertIn("cannot make the networks", self.log)
+        self.write(**{**ALL, "wifi_ssid": '"elsewhere"'})
+        self.assertEqual(self.make("--trial", "1"), 3)  # which leads in
         self.assertEqual(self.files(), before)
-        (self.home / "broken").unlink()
+        self.runs()
+        self.write(**ALL)
+        for _ in range(2):
+            self.assertEqual(self.make(), 1)
+            self.assertIn("cannot make the access point: ", self.log)
+            self.assertEqual("connection load" in "".join(self.runs()), "camera" not in "".join(before))
+            before = self.files()
+            self.assertIn("caf", accepted.read_text())
+            self.assertNotIn("ap_iface=wlan2", accepted.read_text())
+        self.write(**{**ALL, "wifi_ssid": '"elsewhere"'})
+        for hiccup in (self.home / "hiccup", self.home / "state/refused.conf"):
+            hiccup.touch()
+        self.assertEqual(self.make(), 1)  # at once, as nobody could come
+        self.assertEqual(self.files(), {path: text for path, text in before.items() if "home" not in path})
+        for fault in ("hiccup", "broken"):
+            (self.home / fault).unlink()
         self.accept(**ALL)
         self.restart()
         (self.home / "broken").touch()
