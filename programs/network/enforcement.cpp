@@ -410,6 +410,8 @@ int make_networks(const Options& options) {
         unlink(marker);
         status = make_once(options, text);
     } while (goes_on(options, status, text));
+    if (options.without_trial && status == fieldrelaybox::exit_unable)
+        write_state(marker, ""); // the service, whose tries this ended, goes on with them
     return is_ended_within({}) ? 0 : status; // whoever ended it knows
 }
 
