@@ -42,8 +42,8 @@ inline constexpr std::array network_settings{
         .comment = "# Wi-Fi Access Point channel\r\n"
                    "# 1 - 13 for 2.4Ghz and 36 - 42 for 5Ghz\r\n",
         .label = "Access point channel",
-        .help = "channel of the access point: 1 to 13 (2.4 GHz), 36 to 42 (5 GHz)", .sample = "6",
-        .report = {"ap_channel", 420}, .parameters = {{{"wifi", 11}}},
+        .help = "channel of the access point: 1 to 13 (2.4 GHz); 36, 40, 44, 48 (5 GHz)",
+        .sample = "6", .report = {"ap_channel", 420}, .parameters = {{{"wifi", 11}}},
         .commands = network_commands},
     Setting{SETTING(networks, wifi_iface, text),
         .comment = "# Interface for Wi-Fi network connection\r\n"
