@@ -143,12 +143,38 @@ bool has(const std::vector<Failure>& failures, std::string_view network) {
     return std::ranges::find(failures, network, &Failure::network) != failures.end();
 }
 
+// Radios are blocked where the country of Wi-Fi was never set. Who wants a network wants its radio.
+bool is_to_be_unblocked(const Wishes& wishes) {
+    return std::ranges::any_of(all_of(wishes), [](const Named& named) {
+        return block_of(named.wifi->interface_name) == Block::soft;
+    });
+}
+
+std::vector<Step> steps_to(const Wishes& wishes) {
+    std::vector<Step> steps = plan_of(wishes, read_enforced);
+    if (!steps.empty() && is_to_be_unblocked(wishes))
+        steps.insert(steps.begin(), {Step::Kind::attempt, "nmcli radio wifi on", "", ""});
+    return steps;
+}
+
+void tell_of_blocks(const Wishes& wishes) {
+    for (const Named& named : all_of(wishes)) {
+        if (const Block block = block_of(named.wifi->interface_name); block != Block::none)
+            log_error("cannot use %s, as its radio is blocked: %s",
+                      named.wifi->interface_name.c_str(),
+                      block == Block::soft ? "sudo rfkill unblock wlan"
+                                           : "the device has a switch for it");
+    }
+}
+
 // Returns what failed, which has been told; nothing when the box has these networks now.
 std::vector<Failure> put_in_force(const Wishes& wishes) {
-    const std::vector<Step> steps = plan_of(wishes, read_enforced);
+    const std::vector<Step> steps = steps_to(wishes);
     if (steps.empty())
         return {};
     tell(wishes);
+    if (is_to_be_unblocked(wishes))
+        log_line("Wi-Fi is blocked (rfkill), as where its country was never set: unblocking it");
     write_state(unfinished_file(), "1\n");
     std::vector<Failure> failures = carry_out(steps);
     if (!has(failures, ""))
@@ -157,6 +183,7 @@ std::vector<Failure> put_in_force(const Wishes& wishes) {
         log_error("cannot make the %s: %s",
                   failure.network.empty() ? "networks" : failure.network.data(),
                   failure.words.c_str());
+    tell_of_blocks(wishes);
     const bool is_access_point_made = std::ranges::any_of(steps, [](const Step& step) {
         return step.network == access_point_network && step.kind == Step::Kind::run;
     });
@@ -429,7 +456,7 @@ int print_plan() {
         fault = "the networks of the settings failed their trial; tried again when nothing answers";
     if (!fault.empty())
         fieldrelaybox::print_line("refused: %s", fault.c_str());
-    for (const Step& step : plan_of(fault.empty() ? wanted->wishes : accepted, read_enforced))
+    for (const Step& step : steps_to(fault.empty() ? wanted->wishes : accepted))
         fieldrelaybox::print_line("%s", describe(step).c_str());
     if (!fault.empty())
         return exit_refused;

@@ -46,6 +46,18 @@ std::string radio_of(const std::string& interface_name) {
     return fs::read_symlink(place_of(interface_name) / "phy80211", error).filename();
 }
 
+Block block_of(const std::string& interface_name) {
+    Block block = Block::none;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(place_of(interface_name) / "phy80211", error)) {
+        if (fieldrelaybox::read_file(entry.path() / "hard").starts_with('1'))
+            return Block::hard;
+        if (fieldrelaybox::read_file(entry.path() / "soft").starts_with('1'))
+            block = Block::soft;
+    }
+    return block;
+}
+
 bool has_interface(const std::string& interface_name) {
     std::error_code error;
     return fs::exists(place_of(interface_name), error);

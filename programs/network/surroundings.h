@@ -3,6 +3,7 @@
 
 #include "network/wishes.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,12 @@ namespace network {
 
 // Of /sys; empty for what is no radio, or is not there.
 std::string radio_of(const std::string& interface_name);
+
+enum class Block : std::uint8_t { none, soft, hard };
+
+// Whether the radio of an interface is switched off (rfkill): soft, which a command takes away, or
+// by a switch of the device.
+Block block_of(const std::string& interface_name);
 
 bool has_interface(const std::string& interface_name);
 

@@ -26,12 +26,6 @@ constexpr std::array own_keys{
     "wifi_iface", "wifi_ssid", "wifi_psk", "camera_iface", "camera_ssid", "camera_psk",
 };
 
-// One whose name the settings tell by this word.
-struct Named {
-    const char* word;
-    const Wifi* wifi;
-};
-
 std::optional<Wifi> wifi_of(std::string_view interface_name, std::string_view name,
                             std::string_view phrase) {
     if (interface_name.empty() || name.empty())
@@ -104,17 +98,6 @@ std::string fault_of_pair(const Named& one, const Named& other, const Ground& gr
     return "";
 }
 
-std::vector<Named> all_of(const Wishes& wishes) {
-    std::vector<Named> all;
-    if (wishes.camera)
-        all.push_back({"camera", &*wishes.camera});
-    if (wishes.home)
-        all.push_back({"wifi", &*wishes.home});
-    if (wishes.access_point)
-        all.push_back({"ap", &wishes.access_point->wifi});
-    return all;
-}
-
 std::string fault_of_pairs(const std::vector<Named>& all, const Ground& ground) {
     for (std::size_t i = 0; i < all.size(); ++i) {
         for (std::size_t j = 0; j < i; ++j) {
@@ -126,6 +109,17 @@ std::string fault_of_pairs(const std::vector<Named>& all, const Ground& ground) 
 }
 
 } // namespace
+
+std::vector<Named> all_of(const Wishes& wishes) {
+    std::vector<Named> all;
+    if (wishes.camera)
+        all.push_back({"camera", &*wishes.camera});
+    if (wishes.home)
+        all.push_back({"wifi", &*wishes.home});
+    if (wishes.access_point)
+        all.push_back({"ap", &wishes.access_point->wifi});
+    return all;
+}
 
 Wishes wishes_of(const ConfigRecord& settings) {
     Wishes wishes;

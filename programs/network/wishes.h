@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace network {
 
@@ -46,6 +47,15 @@ struct Wishes {
 inline constexpr std::string_view camera_network = "camera";
 inline constexpr std::string_view home_network = "network";
 inline constexpr std::string_view access_point_network = "access point";
+
+// One by the word that begins its settings.
+struct Named {
+    const char* word;
+    const Wifi* wifi;
+};
+
+// Those that are not off. They point into wishes.
+std::vector<Named> all_of(const Wishes& wishes);
 
 Wishes wishes_of(const ConfigRecord& settings);
 

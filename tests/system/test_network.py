@@ -28,6 +28,7 @@ case "$*" in
 "-g GENERAL.STATE connection show"*) cat joined ;;
 "-g GENERAL.STATE,GENERAL.CON-UUID"*) cat state ;;
 *"wifi list"*) echo C3A9 ;;
+"radio wifi on") echo 0 >net/wlan1/phy80211/rfkill0/soft ;;
 esac 2>/dev/null
 exit 0
 """
@@ -282,6 +283,20 @@ class Network(unittest.TestCase):
         self.runs()
         self.assertEqual(self.make(), 0, self.log)  # and does not take it for done
         self.assertIn("systemctl restart fieldrelaybox-access-point.service", self.runs())
+
+    def test_a_blocked_radio_is_switched_on(self) -> None:
+        block = self.home / "net/wlan1/phy80211/rfkill0"
+        block.mkdir(parents=True)
+        subprocess.run(["/bin/mount", "--bind", self.home / "net", "/sys/class/net"], check=True)
+        self.addCleanup(subprocess.run, ["/bin/umount", "/sys/class/net"], check=True)
+        self.write(**HOME)
+        for hard, line in (0, "unblocking it"), (1, "cannot use wlan1, as its radio is blocked: the device has a switch"):
+            (block / "soft").write_text("1")
+            (block / "hard").write_text(str(hard))
+            self.assertEqual(self.make("--accept"), 0)
+            self.assertIn(line, self.log)
+            self.assertEqual(self.log.count("blocked"), 1)
+            self.restart()
 
     def test_options(self) -> None:
         self.write(**ALL)
