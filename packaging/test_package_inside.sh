@@ -141,12 +141,12 @@ sed -e "s#^ExecStart=.*#ExecStart=/bin/sh -c '[ \$\$(readlink /proc/self/ns/mnt)
 systemctl start mounts.service || fail "what it mounts is not for the whole box"
 
 step "networks: few rights; what changed reaches the program, which has no NetworkManager here and says so"
-network_units=(fieldrelaybox-network.path fieldrelaybox-network.service fieldrelaybox-camera-search.service
+network_units=(fieldrelaybox-network.path fieldrelaybox-network.service fieldrelaybox-search@camera.service
     fieldrelaybox-access-point.service fieldrelaybox-access-point-addresses.service)
 faults=$(systemd-analyze verify --man=no "${network_units[@]}" 2>&1 | grep -v 'is not executable: No such file') || true
 [ -z "$faults" ] || fail "a unit is faulty: $faults"
 has_few_rights fieldrelaybox-network.service 15
-has_few_rights fieldrelaybox-camera-search.service 15
+has_few_rights fieldrelaybox-search@camera.service 15
 has_few_rights fieldrelaybox-access-point.service 27
 has_few_rights fieldrelaybox-access-point-addresses.service 24
 for unit in "${network_units[@]:0:2}"; do

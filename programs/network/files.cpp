@@ -103,18 +103,21 @@ std::string dnsmasq_text(const AccessPoint& wanted) {
            leases_file + '\n';
 }
 
+// What its search is told.
+File search_file(const char* name, const std::optional<Wifi>& wifi) {
+    return {own_path(name),
+            wifi ? "INTERFACE=" + wifi->interface_name + "\nSSID=" + hexadecimal(wifi->name) + '\n'
+                 : ""};
+}
+
 } // namespace
 
 std::vector<File> camera_files(const std::optional<Wifi>& camera) {
-    return {connection_file(camera_connection, camera),
-            {own_path("camera.env"), camera
-                                         ? "CAMERA_INTERFACE=" + camera->interface_name +
-                                               "\nCAMERA_SSID=" + hexadecimal(camera->name) + '\n'
-                                         : ""}};
+    return {connection_file(camera_connection, camera), search_file("camera.env", camera)};
 }
 
 std::vector<File> home_files(const std::optional<Wifi>& home) {
-    return {connection_file(home_connection, home)};
+    return {connection_file(home_connection, home), search_file("network.env", home)};
 }
 
 std::vector<File> access_point_files(const std::optional<AccessPoint>& access_point) {

@@ -85,7 +85,7 @@ Step take_over(const Wifi& wifi, const char* uuid) {
 
 // A camera takes its interface from others when it is seen, which its search does.
 Change camera_change(const Wishes& wishes, const There& there) {
-    constexpr const char* search = "fieldrelaybox-camera-search.service";
+    constexpr const char* search = "fieldrelaybox-search@camera.service";
     const std::vector<File> files = camera_files(wishes.camera);
     return change_of(camera_network, files, there,
                      {{stop(search), forget(camera_uuid)},
@@ -93,10 +93,12 @@ Change camera_change(const Wishes& wishes, const There& there) {
 }
 
 Change home_change(const Wishes& wishes, const There& there) {
+    constexpr const char* search = "fieldrelaybox-search@network.service";
     const std::vector<File> files = home_files(wishes.home);
-    Change how{{forget(home_uuid)}, {load(files.front().path, home_uuid)}};
+    Change how{{stop(search), forget(home_uuid)}, {load(files.front().path, home_uuid)}};
     if (wishes.home)
         how.comes.push_back(take_over(*wishes.home, home_uuid));
+    how.comes.push_back(start(search));
     return change_of(home_network, files, there, std::move(how));
 }
 

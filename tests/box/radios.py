@@ -19,7 +19,7 @@ PHRASES = {"camera": "phrase of camera", "home": "phrase of home", "ap": "phrase
 
 SETTINGS = "/run/fieldrelaybox.conf"
 JOURNAL = ("journalctl -q -b --no-pager -o cat _SYSTEMD_UNIT=fieldrelaybox-network.service "
-           "_SYSTEMD_UNIT=fieldrelaybox-camera-search.service")
+           "_SYSTEMD_UNIT=fieldrelaybox-search@camera.service _SYSTEMD_UNIT=fieldrelaybox-search@network.service")
 HAS_JOINED = "nmcli -g GENERAL.STATE connection show fieldrelaybox-{} | grep -qx activated"
 
 SET_UP = r"""

@@ -94,11 +94,13 @@ class Radios(unittest.TestCase):
                          told="cannot join the camera: it does not take camera_psk")
         self.assertEqual(self.box.client("config")[0], 0)
         self.join("camera", *CAMERA)
-        self.box.put_up("camera", "OSMO_x1", "another phrase")
-        self.await_lost("camera")
-        self.box.wait(30)
-        self.box.put_up("camera", "OSMO_x1")
-        self.await_joined("camera", 30)
+        self.join("network", *HOME)
+        for connection, place, name, seconds in ("camera", "camera", "OSMO_x1", 30), ("home", "home", "Home", 90):
+            self.box.put_up(place, name, "another phrase")
+            self.await_lost(connection)
+            self.box.wait(60)
+            self.box.put_up(place, name)
+            self.await_joined(connection, seconds)
 
     @unittest.skipIf(SHORT, "the long form")
     def test_camera_away_and_back(self) -> None:
@@ -170,7 +172,7 @@ class Radios(unittest.TestCase):
     def state(self) -> str:
         """What runs and what is joined, and since when."""
         return self.box.run(
-            "systemctl show -P ExecMainPID fieldrelaybox-{camera-search,access-point,access-point-addresses}; "
+            "systemctl show -P ExecMainPID fieldrelaybox-{search@camera,access-point,access-point-addresses}; "
             f"nmcli -g NAME,ACTIVE-PATH connection show --active; cat {FILES}")
 
     @unittest.skipIf(SHORT, "the long form")

@@ -11,10 +11,10 @@ from pathlib import Path
 from box import ROOT, RUNNER, TIMEOUT, Lines, wait_until
 
 NETWORK = [*RUNNER, str(Path(os.environ.get("FIELDRELAYBOX_PROGRAMS", ".")) / "fieldrelaybox-network")]
-SEARCH = ROOT / "packaging/bin/search-camera"
+SEARCH = ROOT / "packaging/bin/search-network"
 SETTINGS, MARKER = Path("/run/fieldrelaybox.conf"), Path("/run/wlan.update")
 OWN, MANAGER = Path("/run/fieldrelaybox-network"), Path("/run/NetworkManager")
-CAMERA = "af5e5dc2-911b-4d07-98fd-602a1f460d7c"
+CAMERA, HOMES = "af5e5dc2-911b-4d07-98fd-602a1f460d7c", "130583d6-a07d-4777-bfe2-0cce54d88f16"
 STAND_IN = """#!/bin/sh
 cd "${0%/*}" && echo "${0##*/} $*" >>runs
 case "$*" in
@@ -272,7 +272,9 @@ class Network(unittest.TestCase):
         for hiccup in (self.home / "hiccup", self.home / "state/refused.conf"):
             hiccup.touch()
         self.assertEqual(self.make(), 1)  # at once, as nobody could come
-        self.assertEqual(self.files(), {path: text for path, text in before.items() if "home" not in path})
+        self.assertEqual(set(before) - set(self.files()),
+                         {str(OWN / "network.env"),
+                          f"{MANAGER}/system-connections/fieldrelaybox-home.nmconnection"})
         for fault in ("hiccup", "broken"):
             (self.home / fault).unlink()
         self.accept(**ALL)
@@ -312,24 +314,22 @@ class Network(unittest.TestCase):
             self.assertEqual(self.make(*wrong), 2)
             self.assertEqual(self.log.count("\n"), 1)
 
-    def test_the_camera_is_looked_for_until_it_is_joined(self) -> None:
-        state = self.home / "state"
-        state.write_text("")
-        search = subprocess.Popen(["sh", str(SEARCH), "wlan7", "C3A9"], env=self.environment,
-                                  start_new_session=True)
-        self.addCleanup(search.wait)
-        self.addCleanup(os.killpg, search.pid, signal.SIGKILL)
-        rescan, join = "nmcli device wifi rescan ifname wlan7", f"nmcli --wait 40 connection up uuid {CAMERA}"
-        record = self.home / "runs"
-
-        def recorded(run: str) -> bool:
-            return record.exists() and run in record.read_text()
-        for before in ("30 (disconnected)\n\n", "100 (connected)\nanother\n"):
-            state.write_text(before)
-            record.unlink(missing_ok=True)
-            for what in (rescan, join):
-                wait_until(lambda what=what: recorded(what), what)
-        state.write_text(f"100 (connected)\n{CAMERA}\n")
-        record.unlink()
-        wait_until(lambda: recorded("GENERAL.CON-UUID"), "the state is asked for")
-        self.assertFalse(recorded(join))
+    def test_a_network_is_looked_for_until_it_is_joined(self) -> None:
+        (self.home / "sleep").write_text('#!/bin/sh\necho sleep >>"${0%/*}/runs"; exec /bin/sleep 0.1\n')
+        (self.home / "sleep").chmod(0o755)
+        state, record = self.home / "state", self.home / "runs"
+        free, others = "30 (disconnected)\n\n", "100 (connected)\nanother\n"
+        for network, uuid, before, joins in (("camera", CAMERA, free, True), ("camera", CAMERA, others, True),
+                                             ("network", HOMES, free, True), ("network", HOMES, others, False),
+                                             ("camera", CAMERA, f"100 (connected)\n{CAMERA}\n", False)):
+            with self.subTest(network, before=before):
+                state.write_text(before)
+                search = subprocess.Popen(["sh", str(SEARCH), network, "wlan7", "C3A9"], env=self.environment,
+                                          start_new_session=True)
+                wait_until(lambda: record.exists() and record.read_text().count("sleep") > 1, "it has looked twice")
+                os.killpg(search.pid, signal.SIGKILL)
+                search.wait()
+                runs = record.read_text()
+                self.assertEqual(f"nmcli --wait 40 connection up uuid {uuid}" in runs, joins, runs)
+                self.assertLess(len(runs.split("sleep")[1].splitlines()), 6)
+                record.unlink()
