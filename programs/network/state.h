@@ -1,5 +1,4 @@
-// What is remembered from one run to the next: files, each a settings text or just there. Entered
-// by enforcement and the plan.
+// What is remembered from one run to the next: files, each a settings text or just there.
 #pragma once
 
 #include <string>

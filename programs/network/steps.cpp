@@ -74,13 +74,15 @@ void take_back(std::span<const Step> done, std::string_view network) {
 
 } // namespace
 
+bool has_failed(const std::vector<Failure>& failures, std::string_view network) {
+    return std::ranges::find(failures, network, &Failure::network) != failures.end();
+}
+
 std::vector<Failure> carry_out(const std::vector<Step>& steps) {
     std::vector<Failure> failures;
     for (std::size_t i = 0; i < steps.size(); ++i) {
         const std::string_view network = steps[i].network;
-        const bool is_left =
-            !network.empty() &&
-            std::ranges::find(failures, network, &Failure::network) != failures.end();
+        const bool is_left = !network.empty() && has_failed(failures, network);
         std::string words = is_left ? "" : carry_out(steps[i]);
         if (words.empty())
             continue;

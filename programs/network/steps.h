@@ -18,4 +18,6 @@ struct Failure {
 // wanting; the others go on.
 std::vector<Failure> carry_out(const std::vector<Step>& steps);
 
+bool has_failed(const std::vector<Failure>& failures, std::string_view network);
+
 } // namespace network
