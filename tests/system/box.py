@@ -15,7 +15,6 @@ import re
 import shlex
 import signal
 import socket
-import stat
 import struct
 import subprocess
 import sys
@@ -121,6 +120,19 @@ def assert_documented(title: str, **rows: str | bytes) -> None:
         page = re.sub(f"\n### {re.escape(title)}\n(\n```[^`]*```\n)?", lambda _: example, page)
         path.write_text(page)
     assert example in page, f"{path.name} lacks:{example}"
+
+
+def run(*command: str | Path, **how: Any) -> tuple[int, str, str]:
+    """Status, output and errors of one that ends by itself."""
+    ended = subprocess.run(command, text=True, capture_output=True, timeout=TIMEOUT, check=False, **how)
+    return ended.returncode, ended.stdout, ended.stderr
+
+
+def replace_file(path: Path, text: str) -> None:
+    """As the daemon does: whoever reads finds the old text or the whole new one."""
+    fresh = path.with_name(f"{path.name}.fresh")
+    fresh.write_text(text)
+    fresh.rename(path)
 
 
 def send(data: bytes, port: int, address: str = LOOPBACK) -> None:
@@ -246,6 +258,16 @@ class Program:
             raise AssertionError("\n".join(self.log.lines[-200:]))
         return self.process.returncode
 
+    def threads(self) -> int:
+        return len(os.listdir(f"/proc/{self.process.pid}/task"))
+
+    def descriptors(self) -> int:
+        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
+
+    def resident_kilobytes(self) -> int:
+        pages = Path(f"/proc/{self.process.pid}/statm").read_text().split()[RESIDENT_PAGES]
+        return int(pages) * os.sysconf("SC_PAGE_SIZE") // 1024
+
 
 class Box(Program):
     """One daemon in a fresh directory that is laid out like the install directory."""
@@ -279,9 +301,7 @@ class Box(Program):
 
     def run(self, *arguments: str) -> tuple[int, str, str]:
         """Status, output and log of another daemon in the same directory, which has to end."""
-        ended = subprocess.run([*RUNNER, DAEMON, *arguments], cwd=self.directory, text=True,
-                               capture_output=True, timeout=TIMEOUT, check=False)
-        return ended.returncode, ended.stdout, ended.stderr
+        return run(*RUNNER, DAEMON, *arguments, cwd=self.directory)
 
     def start(self, **variables: str) -> "Box":
         self.launch(**variables)
@@ -325,16 +345,6 @@ class Box(Program):
                     return found
                 found.close()
         raise AssertionError(f"no socket at port {port}")
-
-    def threads(self) -> int:
-        return len(os.listdir(f"/proc/{self.process.pid}/task"))
-
-    def descriptors(self) -> int:
-        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
-
-    def resident_kilobytes(self) -> int:
-        pages = Path(f"/proc/{self.process.pid}/statm").read_text().split()[RESIDENT_PAGES]
-        return int(pages) * os.sysconf("SC_PAGE_SIZE") // 1024
 
 
 def waiting_bytes() -> dict[int, int]:

@@ -11,10 +11,11 @@ import socket
 import ssl
 import struct
 import subprocess
+import unittest
 from pathlib import Path
 from typing import Any, Callable
 
-from box import LOOPBACK, ROOT, RUNNER, TIMEOUT, Lines, Program
+from box import LOOPBACK, ROOT, RUNNER, TIMEOUT, Program
 
 PROGRAM = Path(os.environ.get("FIELDRELAYBOX_PROGRAMS", ROOT / "build" / "release")) / "fieldrelaybox-panel"
 PASSWORD = "correct horse"
@@ -24,12 +25,14 @@ PAGE = {"index.html": b"<!doctype html><title>panel</title>", "panel.js": b"let 
 class Panel(Program):
     """Runs as a context. `place` is what it printed."""
 
-    def __init__(self, *options: str, password: bool = False, listen: str = f"{LOOPBACK}:0") -> None:
+    def __init__(self, *options: str, password: bool = False, listen: str = f"{LOOPBACK}:0",
+                 page: dict[str, bytes] = PAGE) -> None:
+        """Without files of a page it has its own."""
         super().__init__()
         self.password_file = self.directory / "password"
-        for name, content in PAGE.items():
+        for name, content in page.items():
             (self.directory / name).write_bytes(content)
-        self.options = ["--listen", listen, "--page", str(self.directory), *options]
+        self.options = ["--listen", listen, *(["--page", str(self.directory)] if page else []), *options]
         if password:
             self.options += ["--password-file", str(self.password_file)]
             assert self.set_password(PASSWORD) == 0
@@ -154,3 +157,8 @@ def is_closed(connection: socket.socket) -> bool:
         return connection.recv(1) == b""
     except ConnectionError:
         return True
+
+
+@unittest.skipUnless(PROGRAM.exists(), "the panel was not built")
+class PanelTestCase(unittest.TestCase):
+    pass

@@ -90,6 +90,8 @@ class Sender:
         self.film = self.tune = NOTHING
         self.loss = 0.0
         """The share of datagrams that are not sent."""
+        self.numbers: dict[str, int] = {}
+        """Of the part of "film" and "tune" that was sent last, from the beginning of each on."""
         self._done = threading.Event()
         self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self._threads = [threading.Thread(target=self._send, args=it, daemon=True)
@@ -120,6 +122,7 @@ class Sender:
             while playing is getattr(self, name):
                 if self._done.wait(max(0, start + number / rate - time.monotonic())):
                     return
+                self.numbers[name] = number
                 self.datagrams(parts[number % len(parts)] if parts else b"", port)
                 number += 1
 

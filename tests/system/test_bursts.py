@@ -13,7 +13,7 @@ from pathlib import Path
 from unittest.mock import patch
 
 from box import App, BoxTestCase, app_protocol, send, wait_until
-from fieldrelaybox.shared_memory import STATISTICS, Region, decode_all
+from fieldrelaybox.box_status import read_counts
 
 VIDEO_IN, TRANSCODED_IN, AUDIO_IN = 5000, 3001, 4001
 ENCODERS = 3002, 3003, 3004  # and nobody at 3005
@@ -85,8 +85,7 @@ class Burst(BoxTestCase):
     @staticmethod
     def counts() -> Counter[int]:
         """Of datagrams sent, by port."""
-        with Region(STATISTICS, read_only=True) as region:
-            counts = decode_all(STATISTICS, region.raw)
+        counts = read_counts()
         names = zip((*ENCODERS, 3005), ("rtmp", "mpegts", "tcp", "rtsp"))
         return Counter({port: counts[f"{name}_video_out"]["datagrams"] for port, name in names})
 

@@ -186,23 +186,6 @@ class TestDatagrams(BoxTestCase):
         assert_documented("05: gimbal to an angle", sent=sent[3], camera=camera.next_frame().raw)
         assert_documented("[: a frame of your own", sent=sent[5], camera=camera.next_frame().raw)
 
-    def test_nothing_is_sent_without_a_camera(self) -> None:
-        with Camera(self.box) as camera:
-            camera.connect()
-            camera.stop_clock()
-            start = len(self.box.log.lines)
-            send(b"[1,2,3,4,5,6,7,8,9", 4242)
-            first = camera.wait_for(lambda got: got.raw[0] == 1).raw[6]
-        self.box.log.wait_for("data disconnected", start)
-        wait_until(lambda: self.box.status["telemetry_status"], "the link is down")
-        start = len(self.box.printed.lines)
-        send(b"[00,00", 4242)
-        send(FENCE, 4242)  # bytes are printed before they would be sent
-        self.box.printed.wait_for("77 ", start)
-        camera = self.camera()
-        send(b"[1,2,3,4,5,6,7,8,9", 4242)
-        self.assertEqual(camera.next_frame().raw[6], (first + 1) & 0xFF)
-
 
 def frame_cases() -> list[dict]:
     """Frames of every length with a wrong sequence number and check, and how the camera gets them."""

@@ -2,17 +2,15 @@
 
 import contextlib
 import os
-import socket
 import subprocess
 import tempfile
-import threading
 import time
 import unittest
 from array import array
 from pathlib import Path
 from typing import Any
 
-from box import LOOPBACK, Lines, bound_ports, wait_until, waiting_bytes
+from box import LOOPBACK, Lines, Receiver, bound_ports, replace_file, wait_until, waiting_bytes
 from players import DELIMITER, PROGRAMS, RATE, Sender, film, made_by_ffmpeg, needs_streams
 
 PICTURES = ("-i", "testsrc2=size=640x360:rate=30:duration=2")
@@ -22,25 +20,13 @@ GRAY = ("-f", "rawvideo", "-pix_fmt", "gray")
 TONE = ("-f", "lavfi", "-i", "sine=sample_rate=44100:duration=2")
 
 
-class Arrivals:
+class Arrivals(Receiver):
     """All datagrams that come to a port of the box."""
 
-    def __init__(self, port: int) -> None:
-        self.datagrams: list[bytes] = []
-        self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4_000_000)
-        self._socket.bind((LOOPBACK, port))
-        self._thread = threading.Thread(target=self._receive)
-        self._thread.start()
-
-    def _receive(self) -> None:
-        while datagram := self._socket.recv(65536):
-            self.datagrams.append(datagram)
-
-    def close(self) -> None:
-        self._socket.sendto(b"", self._socket.getsockname())
-        self._thread.join()
-        self._socket.close()
+    @property
+    def datagrams(self) -> list[bytes]:
+        self.drain()
+        return self.taken
 
     def pictures(self) -> int:
         return sum(len(DELIMITER.findall(it)) for it in self.datagrams)
@@ -85,9 +71,7 @@ class Inputs(unittest.TestCase):
         return arrivals
 
     def settings(self, text: str) -> None:
-        fresh = self.home / "new"
-        fresh.write_text(text)
-        fresh.rename(self.home / "fieldrelaybox.conf")
+        replace_file(self.home / "fieldrelaybox.conf", text)
 
     def begin(self, *command: str | Path, **options: Any) -> subprocess.Popen[bytes]:
         process = subprocess.Popen(command, cwd=self.home, env=WITHOUT_SCREEN, **options)

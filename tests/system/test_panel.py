@@ -11,13 +11,11 @@ import socket
 import ssl
 import stat
 import subprocess
-import unittest
-from pathlib import Path
 from typing import Any
 
-from box import LOOPBACK, MEMORY_IS_ITS_OWN, RUNNER, TIMEOUT, wait_until
+from box import LOOPBACK, MEMORY_IS_ITS_OWN, RUNNER, TIMEOUT, Receiver, run, wait_until
 from fieldrelaybox.app_protocol import VIDEO, build_message, register
-from panel import PAGE, PASSWORD, PROGRAM, Live, Panel, is_closed
+from panel import PAGE, PASSWORD, PROGRAM, Live, Panel, PanelTestCase, is_closed
 
 OTHER = "127.0.0.2"
 SPS_PPS = b"\0\0\0\1\x67\x42\xc0\x1e\0\0\0\1\x68\xce\x3c\x80"
@@ -26,17 +24,11 @@ BASIC = "Basic " + base64.b64encode(f"any:{PASSWORD}".encode()).decode()
 
 def refused(*options: str, prefix: tuple[str, ...] = (), **how: Any) -> tuple[int, str]:
     """Status and log of a panel that has to end by itself."""
-    ended = subprocess.run([*prefix, *RUNNER, PROGRAM, *options], timeout=TIMEOUT, capture_output=True,
-                           text=True, check=False, **how)
-    return ended.returncode, ended.stderr
+    return run(*prefix, *RUNNER, PROGRAM, *options, **how)[::2]
 
 
-@unittest.skipUnless(PROGRAM.exists(), "the panel was not built")
-class Start(unittest.TestCase):
-    def test_wrong_usage_and_open_doors_are_refused(self) -> None:
-        for options in (["--listen"], ["--certificate", "x"], ["--set-password"], ["--name", ""]):
-            status, log = refused(*options)
-            self.assertEqual((status, "--help" in log), (2, True), options)
+class Start(PanelTestCase):
+    def test_open_doors_are_refused(self) -> None:
         hash_less = self.enterContext(contextlib.closing(open("/run/no-hash", "w+", encoding="utf-8")))
         for options, word in ((["--listen", "0.0.0.0:0"], "--password-file"), (["--listen", "[::]:0"], "--password"),
                               (["--listen", "somewhere"], "ADDRESS:PORT"),
@@ -68,8 +60,7 @@ class Start(unittest.TestCase):
         self.assertNotEqual(panel.password_file.read_text(), first)  # salted
 
 
-@unittest.skipUnless(PROGRAM.exists(), "the panel was not built")
-class Pages(unittest.TestCase):
+class Pages(PanelTestCase):
     def setUp(self) -> None:
         self.panel = self.enterContext(Panel("--name", "box.example.org"))
 
@@ -87,7 +78,8 @@ class Pages(unittest.TestCase):
 
     def test_every_answer_has_the_safe_headers(self) -> None:
         for path, method, expected in (("/", "GET", 200), ("/session", "GET", 204), ("/../password", "GET", 404),
-                                       ("/nothing", "GET", 404), ("/", "POST", 405), ("/", "DELETE", 405),
+                                       ("/nothing", "GET", 404), ("/metrics", "GET", 200),
+                                       ("/", "POST", 405), ("/", "DELETE", 405),
                                        ("/login", "GET", 405), ("/live", "GET", 426), ("/", "NONSENSE", 403)):
             status, headers, _ = self.panel.ask(path, method)
             self.assertEqual(status, expected, (path, method))
@@ -125,12 +117,11 @@ class Pages(unittest.TestCase):
             self.assertEqual(self.panel.ask("/", source=OTHER)[0], 200)
             self.assertEqual(self.panel.ask("/")[0], 200)
             self.assertTrue(is_closed(here[0]) and is_closed(idle[0]))
-            descriptors = Path(f"/proc/{self.panel.process.pid}/fd")
-            self.assertLess(len(list(descriptors.iterdir())), 300)
+            self.assertLess(self.panel.descriptors(), 300)
             live.send({"watch": True, "sound": False})  # the one that is used stays
             live.panel_state(lambda state: state["viewers"] == 1)
             self.assertTrue(is_closed(here[-1]))  # its request never became whole
-            wait_until(lambda: len(list(descriptors.iterdir())) < 30, "requests have their time")
+            wait_until(lambda: self.panel.descriptors() < 30, "requests have their time")
 
     def test_requests_are_bounded(self) -> None:
         address = (LOOPBACK, self.panel.port)
@@ -172,17 +163,8 @@ class Pages(unittest.TestCase):
             other.send({"watch": True, "sound": False})
             other.panel_state(lambda state: state["viewers"] == 1)
 
-    def test_metrics_without_a_password(self) -> None:
-        status, headers, body = self.panel.ask("/metrics")
-        self.assertEqual((status, headers["Content-Type"]), (200, "text/plain; version=0.0.4; charset=utf-8"))
-        rows = [row for row in body.decode().splitlines() if row and not row.startswith("#")]
-        self.assertTrue(rows)
-        for row in rows:
-            self.assertRegex(row, r"^[a-z_0-9]+(\{[^}]*\})? [-+0-9.eE]+$")
 
-
-@unittest.skipUnless(PROGRAM.exists(), "the panel was not built")
-class Login(unittest.TestCase):
+class Login(PanelTestCase):
     def setUp(self) -> None:
         self.panel = self.enterContext(Panel(password=True, listen="0.0.0.0:0"))
 
@@ -226,7 +208,9 @@ class Login(unittest.TestCase):
     def test_metrics_by_basic_authorization(self) -> None:
         self.assertIn("Basic", self.panel.ask("/metrics")[1]["WWW-Authenticate"])
         for _ in range(20):  # as often as one likes
-            self.assertEqual(self.panel.ask("/metrics", Authorization=BASIC)[0], 200)
+            status, headers, body = self.panel.ask("/metrics", Authorization=BASIC)
+            self.assertEqual((status, headers["Content-Type"]), (200, "text/plain; version=0.0.4; charset=utf-8"))
+        self.assertIn(b"\nfieldrelaybox_panel_connections ", body)
         wrong = "Basic " + base64.b64encode(b"any:wrong").decode()
         answers = [self.panel.ask("/metrics", Authorization=wrong)[0] for _ in range(6)]
         self.assertEqual(answers, [401] * 5 + [429])
@@ -244,28 +228,16 @@ class Login(unittest.TestCase):
         self.assertEqual(self.panel.log_in("another horse", Origin=place)[0], 204)
 
 
-class SentPictures:
+class SentPictures(Receiver):
     """A box that sends pictures of some 33 kB, numbered, every tenth a key picture."""
 
-    def __init__(self) -> None:
-        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self.socket.bind((LOOPBACK, 0))
-        self.socket.settimeout(TIMEOUT)
-        self.number = self.sequence = 0
-        self.panel = ("", 0)
-
-    def __enter__(self) -> "SentPictures":
-        return self
-
-    def __exit__(self, *_: object) -> None:
-        self.socket.close()
+    number = sequence = 0
 
     def await_registration(self) -> None:
         wanted = register(data_only=False)
-        while (got := self.socket.recvfrom(2048))[0] != wanted:
+        while self.receive() != wanted:
             pass
-        self.panel = got[1]
-        self.socket.sendto(b"B", self.panel)
+        self.socket.sendto(b"B", self.sender)
 
     def send(self) -> None:
         """The next one whole, and what says that it has ended: the beginning of one more."""
@@ -273,12 +245,11 @@ class SentPictures:
         head = SPS_PPS + b"\0\0\0\1\x65\x88" if self.number % 10 == 1 else b"\0\0\0\1\x41\x9a"
         unit = b"\0\0\0\1\x09\xf0" + head + b"%08d" % self.number + b"\x55" * 33_000
         for place in range(0, len(unit), 1300):
-            self.socket.sendto(build_message(unit[place:place + 1300], VIDEO, self.sequence), self.panel)
+            self.socket.sendto(build_message(unit[place:place + 1300], VIDEO, self.sequence), self.sender)
             self.sequence += 1
 
 
-@unittest.skipUnless(PROGRAM.exists(), "the panel was not built")
-class Pictures(unittest.TestCase):
+class Pictures(PanelTestCase):
     @staticmethod
     def next_picture(live: Live) -> tuple[int, int]:
         """Its number and flags."""
@@ -288,8 +259,9 @@ class Pictures(unittest.TestCase):
         return int(found[1]), content[1]
 
     def test_a_stopped_reader_changes_nothing_for_the_others(self) -> None:
-        box = self.enterContext(SentPictures())
-        panel = self.enterContext(Panel("--box", f"{LOOPBACK}:{box.socket.getsockname()[1]}"))
+        box = SentPictures()
+        self.addCleanup(box.close)
+        panel = self.enterContext(Panel("--box", f"{LOOPBACK}:{box.port}"))
         reader, stopped = self.enterContext(Live(panel)), self.enterContext(Live(panel, receive_buffer=8192))
         for live in (reader, stopped):
             live.send({"watch": True, "sound": False})
@@ -301,9 +273,9 @@ class Pictures(unittest.TestCase):
             box.send()
             self.assertEqual(self.next_picture(reader)[0], number)
             if number == 200:
-                memory = self.kilobytes_of(panel)
+                memory = panel.resident_kilobytes()
         if MEMORY_IS_ITS_OWN:
-            self.assertLess(self.kilobytes_of(panel) - memory, 1000)
+            self.assertLess(panel.resident_kilobytes() - memory, 1000)
         newcomer = self.enterContext(Live(panel))  # gets the last group of pictures
         newcomer.send({"watch": True, "sound": False})
         self.assertEqual([self.next_picture(newcomer) for _ in range(2)], [(391, 1), (392, 0)])
@@ -316,14 +288,8 @@ class Pictures(unittest.TestCase):
         for number, flags in gaps:
             self.assertEqual((number % 10, flags & 1), (1, 1))
 
-    @staticmethod
-    def kilobytes_of(panel: Panel) -> int:
-        rows = Path(f"/proc/{panel.process.pid}/status").read_text().splitlines()
-        return next(int(row.split()[1]) for row in rows if row.startswith("VmRSS"))
 
-
-@unittest.skipUnless(PROGRAM.exists(), "the panel was not built")
-class Tls(unittest.TestCase):
+class Tls(PanelTestCase):
     def make_certificate(self, name: str) -> None:
         subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
                         "-keyout", "/run/key.pem", "-out", "/run/certificate.pem", "-subj", f"/CN={name}",

@@ -5,49 +5,36 @@ from __future__ import annotations
 import contextlib
 import http.client
 import json
-import select
 import socket
 import subprocess
 import time
-import unittest
 
-from box import LOOPBACK, TIMEOUT, wait_until
-from panel import PASSWORD, PROGRAM, Live, Panel, is_closed
+from box import LOOPBACK, TIMEOUT, Receiver, wait_until
+from panel import PASSWORD, Live, Panel, PanelTestCase, is_closed
 
 OTHER = "127.0.0.2"
 STOP = {"cmd": "position", "param": "moverel", "value1": "0", "value2": "0"}
 
 
-class HeardBox:
+class HeardBox(Receiver):
     """A box that answers and keeps the commands that it hears, with their times."""
-
-    def __init__(self) -> None:
-        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self.socket.bind((LOOPBACK, 0))
-
-    def __enter__(self) -> "HeardBox":
-        return self
-
-    def __exit__(self, *_: object) -> None:
-        self.socket.close()
 
     def heard(self, seconds: float) -> list[tuple[float, dict[str, str]]]:
         found, end = [], time.monotonic() + seconds
         while (left := end - time.monotonic()) > 0:
-            if select.select([self.socket], [], [], left)[0]:
-                data, panel = self.socket.recvfrom(2048)
+            if data := self.poll(left):
                 if data[12:13] == b"{":
                     found.append((time.monotonic(), json.loads(data[12:])))
                 else:
-                    self.socket.sendto(b"B", panel)
+                    self.socket.sendto(b"B", self.sender)
         return found
 
 
-@unittest.skipUnless(PROGRAM.exists(), "the panel was not built")
-class UnderLoad(unittest.TestCase):
+class UnderLoad(PanelTestCase):
     def test_a_stop_does_not_wait_for_passwords(self) -> None:
-        box = self.enterContext(HeardBox())
-        panel = self.enterContext(Panel("--box", f"{LOOPBACK}:{box.socket.getsockname()[1]}", password=True))
+        box = HeardBox()
+        self.addCleanup(box.close)
+        panel = self.enterContext(Panel("--box", f"{LOOPBACK}:{box.port}", password=True))
         place, body = f"http://{panel.host}", b'{"password":"wrong one"}'
         live = self.enterContext(Live(panel, Cookie=panel.log_in()[1]))
         strangers = [self.enterContext(socket.create_connection((LOOPBACK, panel.port), TIMEOUT, (f"127.0.20.{i}", 0)))
@@ -86,8 +73,7 @@ class UnderLoad(unittest.TestCase):
         self.assertIn(429, answers[60:])  # addresses without end are of no use
 
 
-@unittest.skipUnless(PROGRAM.exists(), "the panel was not built")
-class TooMuch(unittest.TestCase):
+class TooMuch(PanelTestCase):
     def setUp(self) -> None:
         self.panel = self.enterContext(Panel())
 

@@ -18,10 +18,6 @@ from box import (DATA, MEMORY_IS_ITS_OWN, PORTS, ROOT, SHARED_MEMORY_DIRECTORY, 
 HUD_MEM = SHARED_MEMORY_DIRECTORY / "hud_mem"
 CONFIG_MEM = SHARED_MEMORY_DIRECTORY / "config_mem"
 GOVERNOR = Path("/sys/devices/system/cpu/cpu0/cpufreq/scaling_governor")
-START_LINES = ["Init video bridge", "Init transcode", "Init audio source", "Init video source",
-               "Init data source", "Init device discovery", "Init P2P client"]
-
-
 SERVICES = {"transcode", "audio", "video", "telemetry", "polling", "rc-loop", "commands", "control",
             "server", "signals"}
 CANNOT_DO_WITHOUT = "the daemon ends: it cannot do without the thread "
@@ -82,10 +78,9 @@ class Start(unittest.TestCase):
         wait_until(lambda: box.mirror["clock"], "the first mirror copy")
         self.assertEqual(mask_record(box.mirror.raw[:]), mask_record(load_record(name, part)))
 
-    def test_identity_and_start_order(self) -> None:
+    def test_identity(self) -> None:
         box = self.start()
         box.printed.wait_for("\033[1;37mFieldrelaybox v.0.20.2\033[0m")
-        self.assertEqual([line for line in box.log.lines if line.startswith("Init")], START_LINES)
         self.assertEqual(box.status.raw[:15], b"\x01Fieldrelaybox\0")
         self.assertEqual(box.status["version_text"], "v.0.20.2")
         self.assertEqual((HUD_MEM.stat().st_size, CONFIG_MEM.stat().st_size), (1936, 3256))
@@ -227,9 +222,6 @@ class Guards(unittest.TestCase):
                 for number, words in enumerate(MISTAKES.values(), 1) if words]
         self.assertEqual(box.run("--check-config"), (1, "\n".join(told) + "\n", ""))
         self.assertEqual(box.run("--version")[0], 0)
-        for wrong in (["-v"], ["--version", "1"], ["--check-config", "a", "b"]):
-            status, printed, log = box.run(*wrong)
-            self.assertEqual((status, printed, log.count("\n")), (2, "", 1), wrong)
         self.assertFalse(HUD_MEM.exists())
         with box:
             self.assertEqual(box.log.lines[:len(told)], told)
