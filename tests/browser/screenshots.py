@@ -4,11 +4,9 @@ from __future__ import annotations
 
 import contextlib
 import sys
-import tempfile
 import time
-from pathlib import Path
 
-from surroundings import RATE, ROOT, Box, Camera, Film, Panel, encode
+from surroundings import LOOPBACK, RATE, ROOT, SOUND_PORT, VIDEO_PORT, Box, Camera, Panel, Sender, encode, tune
 from webdriver import Browser, chromium, emulate
 
 IMAGES = ROOT / "docs" / "images"
@@ -82,24 +80,23 @@ def take_view(browser: Browser, address: str, view: str) -> None:
 
 def main() -> int:
     IMAGES.mkdir(parents=True, exist_ok=True)
-    with contextlib.ExitStack() as ends, tempfile.TemporaryDirectory() as logs:
+    with contextlib.ExitStack() as ends:
         box = ends.enter_context(Box(SETTINGS))
         box.stand_ins.answer("wlanstatus", 0, '{"ssid":"Camera","freq":5180,"quality":58,"quality_max":70,'
                                               '"signal":200}')
         camera = ends.enter_context(Camera())
-        film = Film(landscape())
-        ends.callback(film.stop)
-        panel = Panel(log=Path(logs) / "panel.log")
-        ends.callback(panel.stop)
+        film = ends.enter_context(Sender(VIDEO_PORT, SOUND_PORT))
+        film.film, film.tune = (landscape(), RATE), tune()
+        panel = ends.enter_context(Panel("--box", LOOPBACK, page={}))
         assert camera.model
         camera.model.set("recording", "1")
         browser = ends.enter_context(chromium())
         for name in ("desktop", "phone"):
             for scheme in ("light", "dark"):
-                open_page(browser, panel.address, SIZES[name], name, scheme)
+                open_page(browser, panel.place, SIZES[name], name, scheme)
                 keep(browser, f"{name}-{scheme}", LARGEST)
         for view in VIEWS:
-            take_view(browser, panel.address, view)
+            take_view(browser, panel.place, view)
     return 0
 
 

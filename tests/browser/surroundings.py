@@ -5,32 +5,32 @@ Run inside tools/sandbox.sh; run.sh says how.
 
 from __future__ import annotations
 
-import itertools
 import os
 import re
 import statistics
 import subprocess
 import sys
-import threading
 import time
 import unittest
 from pathlib import Path
 from typing import Any
 
-from webdriver import Browser, await_line, chromium
+from webdriver import Browser, chromium
 
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tests" / "system"))
 
-from box import MASTER, App, Box, Lines, send, wait_until  # noqa: E402, F401
+from box import LOOPBACK, MASTER, Box, wait_until  # noqa: E402, F401
 from fieldrelaybox.camera_model import CameraModel  # noqa: E402
 from fieldrelaybox.simulated_camera import Received, SimulatedCamera  # noqa: E402
+from panel import Panel  # noqa: E402
+from players import RATE, Sender, tune  # noqa: E402
 
 PROGRAMS = Path(os.environ.get("FIELDRELAYBOX_PROGRAMS", ROOT / "build" / "release"))
 EVIDENCE = Path(os.environ.get("FIELDRELAYBOX_EVIDENCE", PROGRAMS / "browser"))
 """Where a failing case leaves a picture of the page, its console and the logs."""
 VIDEO_PORT, SOUND_PORT = 5000, 4001
-RATE, PICTURES, BITS = 30, 256, 8
+PICTURES, BITS = 256, 8
 READ_COUNTER = """
     const picture = document.getElementById('picture');
     if (!picture || (picture.tagName === 'VIDEO' && picture.readyState < 2)) return null;
@@ -64,46 +64,6 @@ def counting_film() -> list[bytes]:
                   pictures=b"".join(4 * row for row in columns))
 
 
-def make_sound() -> list[bytes]:
-    """A tone in ADTS frames."""
-    stream = subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "sine=r=48000:d=5", "-c:a", "aac",
-                             "-f", "adts", "-"], stdout=subprocess.PIPE, check=True).stdout
-    frames = []
-    while stream:
-        size = int.from_bytes(stream[3:6], "big") >> 5 & 0x1FFF
-        frames.append(stream[:size])
-        stream = stream[size:]
-    return frames
-
-
-class Film:
-    """Sends picture and sound to the box, over and over, at their pace."""
-
-    def __init__(self, film: list[bytes]) -> None:
-        self.number = 0
-        """Of the picture sent last."""
-        self._film, self._sound, self._ended = film, make_sound(), threading.Event()
-        self._thread = threading.Thread(target=self._send, daemon=True)
-        self._thread.start()
-
-    def _send(self) -> None:
-        start, frame = time.monotonic(), 0
-        for count in itertools.count():
-            if self._ended.wait(max(start + count / RATE - time.monotonic(), 0)):
-                return
-            self.number = sent = count % len(self._film)
-            unit = self._film[sent]
-            for at in range(0, len(unit), 1300):
-                send(unit[at:at + 1300], VIDEO_PORT)
-            while frame < count * 48000 / 1024 / RATE:
-                send(self._sound[frame % len(self._sound)], SOUND_PORT)
-                frame += 1
-
-    def stop(self) -> None:
-        self._ended.set()
-        self._thread.join()
-
-
 class Camera(SimulatedCamera):
     """One that obeys, and keeps in words what the box told it."""
 
@@ -125,37 +85,18 @@ class Camera(SimulatedCamera):
         return [(at, int(it[1]), int(it[2])) for at, it in found if it and at >= since]
 
 
-class Panel:
-    def __init__(self, *options: str, log: Path) -> None:
-        with log.open("wb") as output:
-            self.process = subprocess.Popen(
-                [PROGRAMS / "fieldrelaybox-panel", "--listen", "127.0.0.1:0", "--box", "127.0.0.1", *options],
-                stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT)
-        self.log = log
-        self.address = await_line(log, r"(http://127\.0\.0\.1:\d+/)", self.process)[1]
-
-    def stop(self) -> None:
-        """It must still run, and end when it is told to."""
-        alive = self.process.poll() is None
-        self.process.terminate()
-        try:
-            status = self.process.wait(10)
-        finally:
-            self.process.kill()
-        if not alive or status != 0:
-            raise AssertionError(f"the panel ended with {status}:\n{self.log.read_text()[-2000:]}")
-
-
 class PageTestCase(unittest.TestCase):
     """One box, camera, panel and browser for all cases of a class; the page is loaded anew for each."""
 
     settings = "tcp_port=8555\ncamera_iface=wifi0\ncamera_ssid=camera\n"
     box: Box
     camera: Camera
-    film: Film
+    film: Sender
     panel: Panel
     browser: Browser
     open_browser = staticmethod(chromium)
+    password = False
+    """Whether the panel asks for one."""
 
     @classmethod
     def setUpClass(cls) -> None:
@@ -164,14 +105,13 @@ class PageTestCase(unittest.TestCase):
         cls.box.start()
         cls.addClassCleanup(cls.box.stop)
         cls.camera = cls.enterClassContext(Camera())
-        cls.film = Film(counting_film())
-        cls.addClassCleanup(cls.film.stop)
-        cls.panel = Panel(log=EVIDENCE / f"{cls.__name__}.panel.log")
-        cls.addClassCleanup(cls.panel.stop)
+        cls.film = cls.enterClassContext(Sender(VIDEO_PORT, SOUND_PORT))
+        cls.film.film, cls.film.tune = (counting_film(), RATE), tune()
+        cls.panel = cls.enterClassContext(Panel("--box", LOOPBACK, password=cls.password, page={}))
         cls.browser = cls.enterClassContext(cls.open_browser())
 
     def setUp(self) -> None:
-        self.browser.open(self.panel.address)
+        self.browser.open(self.panel.place)
 
     def run(self, result: unittest.TestResult | None = None) -> unittest.TestResult | None:
         def faults() -> int:
@@ -186,14 +126,17 @@ class PageTestCase(unittest.TestCase):
         place = f"{EVIDENCE}/{type(self).__name__}.{self._testMethodName}"
         try:
             self.browser.screenshot(Path(f"{place}.png"))
-            lines = [*self.browser.console(), "", *self.box.log.lines[-50:]]
+            lines = [*self.browser.console(), "", *self.box.log.lines[-50:], "", *self.panel.log.lines]
             Path(f"{place}.log").write_text("\n".join(lines))
         except Exception as error:  # the browser may be what failed
             print(f"nothing could be kept: {error}", file=sys.stderr)
-        print(f"\nsee {place}.png, {place}.log and {self.panel.log}", file=sys.stderr)
+        print(f"\nsee {place}.png and {place}.log", file=sys.stderr)
 
     def counter(self) -> int | None:
         return self.browser.script(READ_COUNTER)
+
+    def pictures_behind(self, number: int) -> int:
+        return (self.film.numbers["film"] - number) % PICTURES
 
     def assert_moves(self, browser: Browser, pictures: int = 10) -> None:
         """What is shown is what is sent, hardly later, and goes on."""
@@ -201,20 +144,20 @@ class PageTestCase(unittest.TestCase):
 
         def look() -> bool:
             number = browser.script(READ_COUNTER)
-            if number is not None and (self.film.number - number) % PICTURES < RATE:
+            if number is not None and self.pictures_behind(number) < RATE:
                 seen.add(number)
             return len(seen) >= pictures
         try:
             wait_until(look, "the picture moves", 30)
         except AssertionError as error:
-            raise AssertionError(f"{error}; shown {sorted(seen)}, sent {self.film.number}") from None
+            raise AssertionError(f"{error}; shown {sorted(seen)}, sent {self.film.numbers}") from None
 
     def assert_quick(self, limit: float) -> None:
         """What is shown was sent hardly earlier: the median, in seconds, in the best of some windows."""
 
         def lag() -> float:
             number = self.counter()
-            return 9 if number is None else (self.film.number - number) % PICTURES / RATE
+            return 9 if number is None else self.pictures_behind(number) / RATE
         medians: list[float] = []
         while len(medians) < 12 and min(medians, default=9.0) > limit:
             medians.append(statistics.median(lag() for _ in range(60)))

@@ -48,9 +48,7 @@ Call = Callable[[str, dict[str, Any]], Any]
 HTTP_COMMANDS = {
     "Navigate": ("POST", "url"), "ExecuteScript": ("POST", "execute/sync"),
     "PerformActions": ("POST", "actions"), "ReleaseActions": ("DELETE", "actions"),
-    "TakeScreenshot": ("GET", "screenshot"), "CloseWindow": ("DELETE", "window"),
-    "Refresh": ("POST", "refresh"), "FindElement": ("POST", "element"),
-    "Log": ("POST", "se/log"), "Cdp": ("POST", "goog/cdp/execute")}
+    "TakeScreenshot": ("GET", "screenshot"), "Log": ("POST", "se/log"), "Cdp": ("POST", "goog/cdp/execute")}
 
 
 class WebDriverError(AssertionError):
