@@ -50,6 +50,14 @@ Samples parse(const std::string& text) {
     return samples;
 }
 
+// Values by name and labels, without what all begin with.
+void expect_samples(const Samples& told, const Samples& expected) {
+    for (const auto& [name, value] : expected) {
+        ASSERT_TRUE(told.contains("fieldrelaybox_" + name)) << name;
+        EXPECT_EQ(told.at("fieldrelaybox_" + name), value) << name;
+    }
+}
+
 struct PanelMetrics : testing::Test {
     Hub hub;
     std::int64_t now = 50 * second_us;
@@ -79,37 +87,33 @@ TEST_F(PanelMetrics, records_become_numbers_and_old_ones_vanish) {
     hub.browsers[1].watches = true;
     hub.browsers[2].outbox.pictures_left_out = 4;
     hub.pictures_left_out = 3;
-    const Samples told = samples();
-    for (const auto& [name, value] : Samples{{"camera_battery_percent", "87"},
-                                             {"camera_battery_volts", "3.921"},
-                                             {"camera_battery_amperes", "-1.234"},
-                                             {"camera_recording", "1"},
-                                             {"camera_recording_seconds", "298"},
-                                             {"camera_card_present", "1"},
-                                             {"camera_card_size_bytes", "64021856256"},
-                                             {"camera_card_free_bytes", "33553383424"},
-                                             {"camera_recording_left_seconds", "7654"},
-                                             {"camera_hot", "0"},
-                                             {"link_connected{link=\"data\"}", "1"},
-                                             {"link_connected{link=\"video\"}", "0"},
-                                             {"apps", "2"},
-                                             {"output_enabled{output=\"udp\"}", "0"},
-                                             {"output_enabled{output=\"rtmp\"}", "1"},
-                                             {"output_enabled{output=\"rtsp\"}", "1"},
-                                             {"access_point_running", "1"},
-                                             {"internet_reachable", "1"},
-                                             {"rc_receiver_state", "6"},
-                                             {"box_info{version=\"0.20.2\"}", "1"},
-                                             {"panel_datagrams_total", "9000000000000"},
-                                             {"panel_video_datagrams_total", "5"},
-                                             {"panel_box_heard", "1"},
-                                             {"panel_browsers", "2"},
-                                             {"panel_viewers", "1"},
-                                             {"panel_connections", "7"},
-                                             {"panel_pictures_left_out_total", "7"}}) {
-        ASSERT_TRUE(told.contains("fieldrelaybox_" + name)) << name;
-        EXPECT_EQ(told.at("fieldrelaybox_" + name), value) << name;
-    }
+    expect_samples(samples(), {{"camera_battery_percent", "87"},
+                               {"camera_battery_volts", "3.921"},
+                               {"camera_battery_amperes", "-1.234"},
+                               {"camera_recording", "1"},
+                               {"camera_recording_seconds", "298"},
+                               {"camera_card_present", "1"},
+                               {"camera_card_size_bytes", "64021856256"},
+                               {"camera_card_free_bytes", "33553383424"},
+                               {"camera_recording_left_seconds", "7654"},
+                               {"camera_hot", "0"},
+                               {"link_connected{link=\"data\"}", "1"},
+                               {"link_connected{link=\"video\"}", "0"},
+                               {"apps", "2"},
+                               {"output_enabled{output=\"udp\"}", "0"},
+                               {"output_enabled{output=\"rtmp\"}", "1"},
+                               {"output_enabled{output=\"rtsp\"}", "1"},
+                               {"access_point_running", "1"},
+                               {"internet_reachable", "1"},
+                               {"rc_receiver_state", "6"},
+                               {"box_info{version=\"0.20.2\"}", "1"},
+                               {"panel_datagrams_total", "9000000000000"},
+                               {"panel_video_datagrams_total", "5"},
+                               {"panel_box_heard", "1"},
+                               {"panel_browsers", "2"},
+                               {"panel_viewers", "1"},
+                               {"panel_connections", "7"},
+                               {"panel_pictures_left_out_total", "7"}});
     ++now;
     EXPECT_FALSE(samples().contains("fieldrelaybox_camera_recording"));
     EXPECT_TRUE(samples().contains("fieldrelaybox_apps"));
@@ -166,21 +170,18 @@ TEST(PanelDaemonMetrics, the_counters_of_the_daemon_are_told) {
     for (const std::size_t place : {3, 4})
         region.record.udp_clients[place] = {0x050200C0, 5000, 1, {}, {70, 80, 90, 0}};
     const Samples told = region.samples();
-    for (const auto& [name, value] :
-         Samples{{"received_datagrams_total{input=\"video\"}", "1000"},
-                 {"received_bytes_total{input=\"video\"}", "5000000000"},
-                 {"sent_datagrams_total{output=\"player\"}", "11"},
-                 {"sent_bytes_total{output=\"player\"}", "22"},
-                 {"sent_blocked_total{output=\"player\"}", "33"},
-                 {"sent_failed_total{output=\"player\"}", "44"},
-                 {"camera_frames_total{result=\"ignored\"}", "6"},
-                 {"settings_saves_total{result=\"failed\"}", "2"},
-                 {"settings_unsaved", "1"},
-                 {"udp_client_sent_bytes_total{address=\"192.0.2.5:5000\",place=\"3\"}", "80"},
-                 {"udp_client_blocked_total{address=\"192.0.2.5:5000\",place=\"4\"}", "90"}}) {
-        ASSERT_TRUE(told.contains("fieldrelaybox_" + name)) << name;
-        EXPECT_EQ(told.at("fieldrelaybox_" + name), value) << name;
-    }
+    expect_samples(told,
+                   {{"received_datagrams_total{input=\"video\"}", "1000"},
+                    {"received_bytes_total{input=\"video\"}", "5000000000"},
+                    {"sent_datagrams_total{output=\"player\"}", "11"},
+                    {"sent_bytes_total{output=\"player\"}", "22"},
+                    {"sent_blocked_total{output=\"player\"}", "33"},
+                    {"sent_failed_total{output=\"player\"}", "44"},
+                    {"camera_frames_total{result=\"ignored\"}", "6"},
+                    {"settings_saves_total{result=\"failed\"}", "2"},
+                    {"settings_unsaved", "1"},
+                    {"udp_client_sent_bytes_total{address=\"192.0.2.5:5000\",place=\"3\"}", "80"},
+                    {"udp_client_blocked_total{address=\"192.0.2.5:5000\",place=\"4\"}", "90"}});
     EXPECT_FALSE(told.contains("app_sent_bytes_total"));
 }
 

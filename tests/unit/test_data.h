@@ -110,12 +110,12 @@ inline void expect_documented(const std::string& hex, const std::string& name = 
     EXPECT_NE(page.find('`' + hex + '`'), std::string::npos) << hex;
 }
 
-// A UDP socket on a loopback port of the system's choice.
+// A UDP socket on a loopback port, 0: of the system's choice.
 class Receiver {
 public:
-    Receiver() {
-        using namespace fieldrelaybox;
-        EXPECT_TRUE(bind_socket(socket_, loopback_address, 0));
+    Receiver() : Receiver(fieldrelaybox::loopback_address, 0) {}
+    Receiver(std::uint32_t address, std::uint16_t port) {
+        EXPECT_TRUE(fieldrelaybox::bind_socket(socket_, address, port));
         socklen_t size = sizeof address_;
         getsockname(socket_, reinterpret_cast<sockaddr*>(&address_), &size);
     }
