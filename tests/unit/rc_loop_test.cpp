@@ -131,23 +131,6 @@ TEST_F(RcLoopTest, axes_scale_with_dead_band_percent_and_exponent) {
     }
 }
 
-TEST_F(RcLoopTest, sticks_take_the_gimbal_from_the_app_and_stop_it_once) {
-    map(0, Function::pan, 1500);
-    map(31, Function::tilt, 1500);
-    inputs.app_moves = inputs.app_registered = true;
-    inputs.last_gimbal_pair = {40, -40};
-    EXPECT_EQ(steps(2), times(2, "carry ; "));
-    EXPECT_EQ(step(0, 2000), "end ; " + move(1000));
-    EXPECT_EQ(step(31, 1000), move(1000, -1000));
-    EXPECT_EQ(step(0, 1500), move(0, -1000));
-    EXPECT_EQ(step(31, 1500), stop);
-    EXPECT_EQ(steps(10), "");
-    // A hold that began with the same speed as the stick's is ended all the same.
-    EXPECT_EQ(step(0, 2000), move(1000));
-    inputs.gimbal_hold = true;
-    EXPECT_EQ(steps(1), stop + move(1000));
-}
-
 TEST_F(RcLoopTest, lost_rc_stops_what_the_rc_moves_and_nothing_else) {
     map(0, Function::pan, 1500);
     map(1, Function::zoom, 1500);
@@ -172,29 +155,21 @@ TEST_F(RcLoopTest, lost_rc_stops_what_the_rc_moves_and_nothing_else) {
     }
 }
 
-TEST_F(RcLoopTest, a_stop_waits_for_a_camera_that_went_away) {
+TEST_F(RcLoopTest, what_ends_while_the_camera_is_away_is_stopped_when_it_is_back) {
     map(0, Function::pan, 2000);
     map(1, Function::zoom, 1500);
     steps(1);
     step(1, 1000);
-    inputs.camera_connected = false;
+    inputs.gimbal_hold = true; // the same speed ends it
+    EXPECT_EQ(steps(1), stop + move(1000));
+    inputs.gimbal_hold = inputs.camera_connected = false;
     EXPECT_EQ(steps(5), "");
     inputs.channels[0] = 1500;
     inputs.camera_connected = true;
     EXPECT_EQ(steps(5), stop + "drive ; ");
-}
-
-TEST_F(RcLoopTest, app_move_is_carried_on_until_it_ends) {
     inputs.rc_receiver_state = 0;
-    inputs.app_moves = inputs.app_registered = true;
-    EXPECT_EQ(steps(3), times(3, "carry ; "));
-    inputs.app_registered = false;
-    EXPECT_EQ(steps(3), "abandon ; ");
-    // While the camera is away too: it must not go on under the next app.
-    inputs.app_moves = inputs.app_registered = true;
+    inputs.app_moves = true; // it must not go on under the next app
     inputs.camera_connected = false;
-    EXPECT_EQ(steps(2), "");
-    inputs.app_registered = false;
     EXPECT_EQ(steps(2), "end ; ");
     inputs.camera_connected = true;
     EXPECT_EQ(steps(2), stop);
@@ -285,30 +260,19 @@ TEST_F(RcLoopTest, switches_act_on_entering_and_leaving) {
     EXPECT_EQ(steps(1), "");
 }
 
-TEST_F(RcLoopTest, menu_keeps_the_sticks_from_the_gimbal) {
-    map(0, Function::pan, 2000);
-    map(1, Function::roll, 2000);
-    map(2, Function::menu, 1000);
-    steps(1);
-    EXPECT_EQ(walk(2, {2000}, 20), "menu 1; " + stop);
-    inputs.rc_receiver_state = 0;
-    EXPECT_EQ(steps(1), "menu ; ");
-    inputs.rc_receiver_state = 6;
-    EXPECT_EQ(steps(1), "menu 1; "); // by position
-}
-
-TEST_F(RcLoopTest, menu_has_the_other_sticks_too) {
+TEST_F(RcLoopTest, menu_has_the_sticks) {
     map(0, Function::zoom, 1500);
     map(1, Function::digital_zoom2, 1500);
     map(2, Function::focus_pan, 1500);
     map(3, Function::center, 1000);
     map(4, Function::orient_lock, 1000);
+    map(5, Function::pan, 2000);
     map(9, Function::menu, 1000); // behind those it holds back
     steps(1);
     inputs.channels[0] = 2000;
-    EXPECT_EQ(step(1, 2000), "drive 1; zoomstep 5; change 5; ");
-    EXPECT_EQ(step(9, 2000), "menu 1; drive ; zoomstep ; ");
-    inputs.channels = {1000, 1000, 1000, 2000, 2000, 0, 0, 0, 0, 2000};
+    EXPECT_EQ(step(1, 2000), move(1000) + "drive 1; zoomstep 5; change 5; ");
+    EXPECT_EQ(step(9, 2000), "menu 1; " + stop + "drive ; zoomstep ; ");
+    inputs.channels = {1000, 1000, 1000, 2000, 2000, 1000, 0, 0, 0, 2000};
     EXPECT_EQ(steps(10), "");
     inputs.channels = {1500, 1500, 1500, 1000, 1000, 0, 0, 0, 0, 2000};
     EXPECT_EQ(steps(10), "");
@@ -317,6 +281,11 @@ TEST_F(RcLoopTest, menu_has_the_other_sticks_too) {
     EXPECT_EQ(steps(10), "");
     EXPECT_EQ(step(9, 1000), "lock 1; menu ; "); // the switch shows the truth again
     EXPECT_EQ(walk(3, {2000, 2000}), "recentre ; ");
+    step(9, 2000);
+    inputs.rc_receiver_state = 0;
+    EXPECT_EQ(steps(1), "menu ; ");
+    inputs.rc_receiver_state = 6;
+    EXPECT_EQ(steps(1), "menu 1; "); // by position
 }
 
 TEST_F(RcLoopTest, video_mode_has_four_ranges) {
@@ -374,7 +343,6 @@ TEST_F(RcLoopTest, digital_zoom_level_and_steps) {
 
     // The app's step moves the level with and without RC, not without a camera.
     inputs.zoom_step = -7;
-    EXPECT_EQ(steps(10), times(2, "change -7; "));
     inputs.rc_enabled = false;
     EXPECT_EQ(steps(10), times(2, "change -7; "));
     inputs.camera_connected = false;

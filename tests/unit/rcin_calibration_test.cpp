@@ -63,22 +63,6 @@ TEST(RcinCalibration, learns_sticks_and_switches_and_leaves_the_rest) {
     EXPECT_EQ(*learnt, expected);
 }
 
-TEST(RcinCalibration, waits_for_one_that_has_moved_and_is_away) {
-    Pilot pilot;
-    pilot.channels = {1500, 1500, 1500};
-    for (const std::size_t channel : {0, 1, 2})
-        pilot.move(channel, {1000, 2000, 1500});
-    for (const int away : {0, 499, 2501}) {
-        pilot.channels[2] = static_cast<std::uint16_t>(away);
-        EXPECT_FALSE(pilot.hold(10'000'000)) << away;
-    }
-    pilot.move(2, {1510});
-    EXPECT_FALSE(pilot.hold(2'000'000 - tick));
-    const auto learnt = pilot.hold(tick);
-    ASSERT_TRUE(learnt);
-    EXPECT_EQ((*learnt)[2], (Travel{1000, 1510, 2000}));
-}
-
 TEST(RcinCalibration, maps_each_side_linearly) {
     Calibration calibration;
     calibration[0] = {1100, 1500, 1800};

@@ -32,24 +32,14 @@ Receiver receiver_in(State state, std::uint16_t value = 1500, std::uint16_t digi
     return receiver;
 }
 
-TEST(RcinReceiver, state_follows_device_frames_and_time) {
+TEST(RcinReceiver, is_lost_in_time_and_nothing_is_due_any_more) {
     Receiver receiver = receiver_in(State::waiting);
-    EXPECT_EQ(state_of(receiver, 0), State::waiting);
     EXPECT_EQ(loss_us(receiver, 0), never_us);
     note_frame(receiver, frame_of(1500), 5);
     EXPECT_EQ(state_of(receiver, 5 + patience_us - 1), State::good);
     EXPECT_EQ(loss_us(receiver, 6), 5 + patience_us);
     EXPECT_EQ(state_of(receiver, 5 + patience_us), State::lost);
     EXPECT_EQ(loss_us(receiver, 5 + patience_us), never_us); // else the loop would never sleep
-    note_frame(receiver, frame_of(1500, true), second_us);
-    EXPECT_EQ(state_of(receiver, second_us), State::failsafe);
-    EXPECT_EQ(state_of(receiver, 2 * second_us), State::lost);
-    note_frame(receiver, frame_of(1500), 2 * second_us);
-    EXPECT_EQ(state_of(receiver, 2 * second_us), State::good);
-    note_device(receiver, false);
-    EXPECT_EQ(state_of(receiver, 2 * second_us), State::no_device);
-    note_device(receiver, true); // what came before does not count
-    EXPECT_EQ(state_of(receiver, 2 * second_us), State::waiting);
 }
 
 TEST(RcinReceiver, two_come_to_the_better_one_and_only_good_ones_have_channels) {
@@ -98,13 +88,11 @@ TEST(RcinModes, the_first_receiver_of_a_kind_gets_the_first_device) {
         .path = {}, .uart = "u1", .uart2 = "u2", .ppm = "p1", .ppm2 = "p2", .pwm = "w", .pad = "a"};
     for (const WiringCase& each : std::initializer_list<WiringCase>{
              {{"sbus", "sbus"}, "u1", "u2", {}},
-             {{"crsf", "ibus"}, "u1", "u2", {}},
              {{"pad", "crsf"}, "a", "u1", {}},
              {{"off", "ibus"}, "", "u1", {}},
              {{"ppm", "ppm"}, "p1", "p2", {}},
              {{"pwm", "ppm"}, "w", "p1", {}},
              {{"pwm", "pwm"}, "w", "", {false, true}},
-             {{"pad", "pad"}, "a", "", {false, true}},
              {{"off", "off"}, "", "", {}},
          }) {
         const auto [rc1, rc2] = wire_receivers(each.modes, all);
@@ -166,53 +154,6 @@ Opened open_bench(const std::string& /*device*/) {
                                }},
             .fault = {},
             .hint = bench.hint};
-}
-
-TEST(RcinAttachment, what_is_there_from_the_start_is_read_at_once) {
-    bench = {.descriptors = {}, .reading = {.wake_us = 30}, .hint = {}};
-    Attachment attachment;
-    attach(attachment, "RC1", {.open = open_bench, .device = "bench", .fault = {}}, 0);
-    serve(attachment, {}, 0);
-    EXPECT_EQ(due_us(attachment, 0), 0);
-    serve(attachment, {}, 0);
-    EXPECT_EQ(state_of(attachment.receiver, 0), State::good);
-    EXPECT_EQ(due_us(attachment, 0), 30);
-}
-
-TEST(RcinAttachment, a_device_that_goes_is_left_at_once_and_tried_every_second) {
-    for (const bool hangs_up : {false, true}) {
-        bench = {};
-        Attachment attachment;
-        attach(attachment, "RC1", {.open = open_bench, .device = "bench", .fault = {}}, 0);
-        serve(attachment, {}, 0);
-        std::vector<pollfd> polled;
-        list_descriptors(attachment, polled);
-        ASSERT_EQ(polled.size(), 1U);
-        bench.sends = false;
-        serve(attachment, polled, 0);
-        serve(attachment, polled, 1); // nothing has come
-        EXPECT_EQ(state_of(attachment.receiver, 1), State::waiting);
-        EXPECT_EQ(due_us(attachment, 1), never_us);
-        bench.sends = true;
-        polled[0].revents = POLLIN;
-        bench.reading.wake_us = 50;
-        serve(attachment, polled, 2);
-        EXPECT_EQ(state_of(attachment.receiver, 2), State::good);
-        EXPECT_EQ(due_us(attachment, 2), 50);
-        polled[0].revents = hangs_up ? POLLHUP : 0;         // else by the time alone
-        bench.reading = {.gone = !hangs_up, .wake_us = 60}; // within a frame
-        bench.plugged = false;
-        serve(attachment, polled, 50);
-        EXPECT_EQ(state_of(attachment.receiver, 50), State::no_device);
-        EXPECT_FALSE(attachment.input); // all it had open is closed
-        EXPECT_EQ(due_us(attachment, 50), 50 + second_us);
-        for (std::int64_t now_us = 50; now_us < 3 * second_us; now_us += 10'000)
-            serve(attachment, {}, now_us);
-        EXPECT_EQ(bench.opened, 1 + 2);
-        bench.plugged = true;
-        serve(attachment, {}, 3 * second_us + 50);
-        EXPECT_EQ(state_of(attachment.receiver, 3 * second_us + 50), State::waiting);
-    }
 }
 
 TEST(RcinAttachment, what_becomes_of_a_device_is_told_once) {

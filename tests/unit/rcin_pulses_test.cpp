@@ -112,20 +112,6 @@ TEST(RcinPpm, another_number_of_channels_counts_after_three_frames) {
     }
 }
 
-TEST(RcinPpm, what_was_before_a_silence_is_forgotten) {
-    Edges edges;
-    std::int64_t now = 5 * ms;
-    for (int i = 0; i < 5; ++i)
-        now = add_ppm(edges, now, Widths(8, 2000));
-    const std::size_t before = decode(edges).size();
-    now += 101 * ms;
-    for (int i = 0; i < 5; ++i)
-        now = add_ppm(edges, now, Widths(8, 1000));
-    const std::vector<Frame> frames = decode(edges);
-    ASSERT_EQ(frames.size(), before + 2); // the last one before was not whole in time
-    EXPECT_EQ(channels_of(frames[before], 8), Widths(8, 1000));
-}
-
 // Three lines that pulse one after the other.
 struct PwmRound {
     Widths widths{1100, 1500, 1900}; // 0: no pulse
@@ -190,22 +176,6 @@ TEST(RcinPwm, two_missing_pulses_of_a_line_are_tolerated_and_a_third_is_not) {
         }
         EXPECT_EQ(frames, row.frames) << row.period;
     }
-}
-
-TEST(RcinPwm, times_that_go_back_do_no_harm) {
-    PwmRound rounds;
-    for (int i = 0; i < 10; ++i)
-        rounds.play();
-    rounds.now = 0;
-    rounds.widths[1] = 0; // a line that stops just then
-    std::optional<Frame> frame;
-    for (int i = 0; i < 5; ++i)
-        frame = rounds.play();
-    EXPECT_FALSE(frame);
-    rounds.widths[1] = 1500;
-    for (int i = 0; i < 3; ++i)
-        frame = rounds.play();
-    EXPECT_TRUE(frame);
 }
 
 struct RcinPulseInputs : testing::Test {

@@ -213,25 +213,6 @@ TEST(RcinSerialTest, OutOfStepOneFrameWithoutChecksumIsNotBelieved) {
     EXPECT_EQ(line.pause().hear(second).pause().told(), "988 988 ");
 }
 
-TEST(RcinSerialTest, NoFrameReachesAcrossAPause) {
-    Text first = speeches[0].first;
-    first[5] = first[0]; // with five zeros behind, another frame would begin here
-    Line line(sbus_protocol);
-    line.hear(first).pause().hear(Text(5, 0) + speeches[0].second).pause();
-    EXPECT_EQ(line.told(), "");
-}
-
-TEST(RcinSerialTest, WhatIsInALongerFrameIsNoFrameWhileInStep) {
-    const Text first = speeches[1].first, second = speeches[1].second;
-    const Text longer = bytes_of("C8 1C 7F") + second + bytes_of("99");
-    Line line(crsf_protocol);
-    EXPECT_EQ(line.hear(first + longer + first).told(), "1500 1500 ");
-    EXPECT_EQ(line.hear(bytes_of("C8 3E") + first).told(), "");
-    EXPECT_EQ(line.hear(second).told(), "1500 988 ") << "two in a row are more than a beginning";
-    for (const char* no_length : {"C8 3F", "C8 01"})
-        EXPECT_EQ(line.hear(bytes_of(no_length) + second).told(), "988 ");
-}
-
 TEST(RcinSerialTest, AnIncompleteFrameIsDroppedAfterASilenceOnly) {
     for (const Speech& speech : speeches) {
         Line line(speech.protocol);

@@ -55,11 +55,4 @@ TEST_F(StreamInputs, an_address_stays_one_value_whatever_it_holds) {
               std::string::npos);
 }
 
-TEST_F(StreamInputs, a_line_that_cannot_be_used_is_named) {
-    write("# a comment\n\nurl rtsp\n");
-    EXPECT_EQ(text_of(plan_source(settings, box)), file + " line 3 is no url= and no sound=");
-    write("");
-    EXPECT_EQ(text_of(plan_source(settings, box)), "");
-}
-
 } // namespace
