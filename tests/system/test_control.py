@@ -3,7 +3,7 @@
 import time
 import socket
 
-from box import (DOCS, FENCE, LOOPBACK, TIMEOUT, BoxTestCase, Camera, app_protocol,
+from box import (DOCS, LOOPBACK, TIMEOUT, BoxTestCase, Camera, app_protocol,
                  assert_documented, attitude_frame, command, load_json, send, wait_until)
 
 RECORDS = load_json("app_records.json")
