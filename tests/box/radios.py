@@ -83,7 +83,7 @@ class RadioBox(InstalledBox):
     """
 
     def _command_line(self) -> list[str]:
-        words = super()._command_line() + ["-icount", "shift=0,align=off,sleep=on"]
+        words = super()._command_line() + ["-icount", "shift=2,align=off,sleep=on"]
         words[words.index("-smp") + 1] = "1"  # more do not start so
         return [word.replace("thread=multi", "thread=single") for word in words]
 
