@@ -42,6 +42,7 @@ check_versions() {
 debian/changelog|$(sed -n '1s/^fieldrelaybox (\(.*\)) .*/\1/p' debian/changelog)
 CHANGELOG.md|$(newest_entry)
 src/config/config_record.h|$(sed -n 's/.* daemon_version{\([0-9]*\), \([0-9]*\), \([0-9]*\)};/\1.\2.\3/p' src/config/config_record.h)
+tools/fieldrelaybox/__init__.py|$(sed -n 's/^__version__ = "\(.*\)"/\1/p' tools/fieldrelaybox/__init__.py)
 VERSIONS
     stray=$(grep -H '^\.TH ' docs/man/* | grep -vF " \"fieldrelaybox $version\" " || true)
     [ -z "$stray" ] || refuse "manual pages of another version: $stray"

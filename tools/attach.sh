@@ -4,8 +4,18 @@
 #     tools/attach.sh [CLIENT-ARGUMENT...]      the client
 #     tools/attach.sh PROGRAM.py [ARGUMENT...]  a program, by its path or by its name in tools/
 #     tools/attach.sh -- COMMAND...             any command
+#
+# Such as:
+#
+#     tools/attach.sh camera iso 400
+#     tools/attach.sh rc_simulator.py
+#     tools/attach.sh -- ffplay rtsp://127.0.0.1:8554/video
+#
+# tools/attach.sh box_client.py --help tells what the client can do.
 set -u
 tools=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+. "$tools/about.sh"
+about attach "${1:-}"
 pid_file=${XDG_RUNTIME_DIR:-/tmp}/fieldrelaybox-demo.pid
 
 if ! [ -s "$pid_file" ] || ! target=$(cat "$pid_file") || ! kill -0 "$target" 2>/dev/null; then

@@ -1,21 +1,26 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S --block-signal=INT python3
 """A simulated camera for the box: pushes its state, obeys, and prints every frame it receives.
 
-While it runs, lines on standard input make it do things; 'help' lists them.
+While it runs, lines on standard input make it do things; 'help' lists them. A camera that is often
+lost, and is low on power, for the daemon on this computer:
+
+    camera_simulator.py --quiet --silent-every 20 --do 'set percent 8'
 """
 
 from __future__ import annotations
 
+from fieldrelaybox import at_start  # first of all  # noqa: F401
+
 import argparse
 import json
 import os
-import signal
+import struct
 import sys
 import threading
 import time
 from typing import Callable
 
-from fieldrelaybox import frames, simulated_camera as cameras
+from fieldrelaybox import frames, program, simulated_camera as cameras
 from fieldrelaybox.camera_model import CameraModel
 from fieldrelaybox.simulated_camera import Misbehaviour, Received, SimulatedCamera
 
@@ -140,13 +145,15 @@ def run_line(camera: SimulatedCamera, line: str) -> str:
         return "\n".join(text for _, text in LINE_COMMANDS.values())
     try:
         return LINE_COMMANDS[words[0]][0](camera, words[1:])
-    except (ValueError, OverflowError) as error:
+    except (ValueError, OverflowError, struct.error) as error:
         return f"{words[0]}: {error}"
 
 
 def read_lines(camera: SimulatedCamera, output: Output) -> None:
     """Serve lines until the input ends; read below Python's own buffer, which blocks the exit."""
     pending = b""
+    if sys.stdin is None:
+        return
     while chunk := os.read(sys.stdin.fileno(), 4096):
         *lines, pending = (pending + chunk).split(b"\n")
         for line in lines:
@@ -157,25 +164,28 @@ def read_lines(camera: SimulatedCamera, output: Output) -> None:
 
 def parse_arguments(arguments: list[str] | None = None) -> argparse.Namespace:
     lines = "\n".join("  " + text for _, text in LINE_COMMANDS.values())
-    parser = argparse.ArgumentParser(
-        description=__doc__, epilog=f"lines on standard input:\n{lines}",
-        formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser = program.make_parser(__doc__, f"lines on standard input:\n{lines}")
     add = parser.add_argument
     add("--box", default="127.0.0.1", help="address of the box (default %(default)s)")
-    add("--box-port", type=int, default=frames.BOX_PORT, help="default %(default)s")
+    add("--box-port", type=program.port, default=frames.BOX_PORT, help="default %(default)s")
     add("--json", action="store_true", help="print JSON lines")
     add("--quiet", action="store_true", help="print only faulty frames and notes")
-    add("--for", dest="seconds", type=float, metavar="SECS", help="end after this time")
+    add("--for", dest="seconds", type=program.seconds, metavar="SECS", help="end after this time")
     add("--seed", type=int, help="make losses and garbage repeatable")
     add("--do", action="append", default=[], metavar="LINE",
         help="do this as if it came on standard input (repeatable)")
     add("--attitude-only", action="store_true", help="push nothing else, obey no command")
     add("--short-frames", action="store_true", help="push state frames of the shorter lengths")
-    add("--lose", type=float, default=0, metavar="PERCENT", help="lose this share of the frames")
-    add("--silent-every", type=float, default=0, metavar="SECS", help="go silent this often")
-    add("--silent-for", type=float, default=4, metavar="SECS", help="... for so long (default 4)")
-    add("--port-every", type=float, default=0, metavar="SECS", help="change the port this often")
-    add("--garbage", type=float, default=0, metavar="RATE", help="send RATE garbage datagrams/s")
+    add("--lose", type=program.percent, default=0, metavar="PERCENT",
+        help="lose this share of the frames")
+    add("--silent-every", type=program.seconds, default=0, metavar="SECS",
+        help="go silent this often")
+    add("--silent-for", type=program.seconds, default=4, metavar="SECS",
+        help="... for so long (default 4)")
+    add("--port-every", type=program.seconds, default=0, metavar="SECS",
+        help="change the port this often")
+    add("--garbage", type=program.number(0, 100_000), default=0, metavar="RATE",
+        help="send RATE garbage datagrams/s")
     return parser.parse_args(arguments)
 
 
@@ -186,31 +196,24 @@ def make_camera(options: argparse.Namespace, output: Output) -> SimulatedCamera:
     wrong = Misbehaviour(options.lose, options.silent_every, options.silent_for,
                          options.port_every, options.garbage)
     model = None if options.attitude_only else CameraModel(options.short_frames, options.seed)
-    return SimulatedCamera((options.box, options.box_port), misbehaviour=wrong, on_received=show,
+    box = program.resolve(options.box), options.box_port
+    return SimulatedCamera(box, misbehaviour=wrong, on_received=show,
                            keep=0, model=model, seed=options.seed)
 
 
-def main() -> int:
+def main() -> None:
     options = parse_arguments()
     output = Output(options.json)
-    ended = threading.Event()
-    for number in (signal.SIGINT, signal.SIGTERM):
-        signal.signal(number, lambda *_: ended.set())
-    with make_camera(options, output) as camera:
+    with make_camera(options, output) as camera, program.Ending() as ending:
         output.note(f"camera on port {camera.port}, sending to {options.box}:{options.box_port}")
         for line in options.do:
             output.note(run_line(camera, line))
         threading.Thread(target=read_lines, args=(camera, output), daemon=True).start()
-        deadline = time.monotonic() + options.seconds if options.seconds else None
-        while not ended.wait(0.2):
-            if deadline and time.monotonic() > deadline:
-                break
+        ending.wait(options.seconds or None)
     output.note(f"{camera.sent} datagrams sent, {camera.lost} held back, "
                 f"{camera.missing} sequence numbers missing, "
                 f"{camera.faulty} faulty frames received")
-    sys.stdout.flush()
-    return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    program.run(main)

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S --block-signal=INT python3
 """An RC transmitter for the box: writes channel values into shared memory like the RC input does, or
 speaks as a receiver does on a wire, for the RC input to read:
 
@@ -23,11 +23,12 @@ keys (a stick returns to the middle when its key is let go):
 
 from __future__ import annotations
 
+from fieldrelaybox import at_start  # first of all  # noqa: F401
+
 import argparse
 import os
 import re
 import select
-import signal
 import sys
 import termios
 import time
@@ -35,7 +36,7 @@ import tty
 from pathlib import Path
 from typing import Callable
 
-from fieldrelaybox import rc_signals, rc_sticks
+from fieldrelaybox import program, rc_signals, rc_sticks
 from fieldrelaybox.rc_sticks import CENTRE, HIGH, LOW, STEPS, RcSticks, Sticks
 from fieldrelaybox.rc_wire import EdgeSticks, SerialSticks
 from fieldrelaybox.shared_memory import STATUS_BLOCK, Region
@@ -46,10 +47,6 @@ TAP_SECONDS = 0.1
 HEARTBEAT_SECONDS = 0.3
 """Whoever writes the channels gives a sign of life more often."""
 ONE_KEY = re.compile("\033[\\[O][0-9;]*[A-Za-z~]|.", re.DOTALL)
-
-
-class Stop(Exception):
-    """Time to end."""
 
 
 class Keys:
@@ -138,18 +135,17 @@ OTHER_KEYS: dict[str, Callable[[Keys], str]] = {
 }
 
 
-def fly_by_keys(sticks: Sticks) -> None:
+def fly_by_keys(sticks: Sticks, ending: program.Ending) -> None:
     keys = Keys(sticks)
     terminal = sys.stdin.fileno()
     before = termios.tcgetattr(terminal)
     tty.setcbreak(terminal)
     try:
-        while True:
-            if select.select([terminal], [], [], 0.02)[0]:
-                for key in ONE_KEY.findall(read_keys(terminal)):
-                    if key in ("\x04", "\033"):
-                        return
-                    tell(keys, key)
+        while not ending.wait(0.02, terminal):
+            for key in ONE_KEY.findall(read_keys(terminal)):
+                if key in ("\x04", "\033"):
+                    return
+                tell(keys, key)
             keys.let_go()
     finally:
         termios.tcsetattr(terminal, termios.TCSADRAIN, before)
@@ -157,6 +153,8 @@ def fly_by_keys(sticks: Sticks) -> None:
 
 def read_keys(terminal: int) -> str:
     """What was typed; Ctrl-D when the terminal is gone."""
+    if not select.select([terminal], [], [], 0)[0]:
+        return ""
     return os.read(terminal, 4096).decode("utf-8", "replace") or "\x04"
 
 
@@ -171,8 +169,7 @@ def tell(keys: Keys, key: str) -> None:
 
 def parse_arguments() -> argparse.Namespace:
     script = "script lines:\n" + (rc_sticks.run_script.__doc__ or "").split("\n\n", 1)[1]
-    parser = argparse.ArgumentParser(description=__doc__, epilog=script,
-                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser = program.make_parser(__doc__, script)
     parser.add_argument("--script", metavar="FILE", help="carry out this script, then end")
     parser.add_argument("--no-heartbeat", action="store_true",
                         help="give no sign of life, as older RC input processes")
@@ -187,6 +184,8 @@ def parse_arguments() -> argparse.Namespace:
     options = parser.parse_args()
     if options.edges and not options.script:
         parser.error("--edges needs --script")
+    if not options.script and not (sys.stdin and sys.stdin.isatty()):
+        parser.error("keys come from a terminal; without one there has to be a --script")
     return options
 
 
@@ -196,8 +195,8 @@ def refuse_beside_another() -> None:
         before, end = block["rc_heartbeat"], time.monotonic() + HEARTBEAT_SECONDS
         while time.monotonic() < end:
             if block["rc_heartbeat"] != before:
-                raise ValueError("another program has the channels, as rcin has with a game pad;"
-                                 " to fly the demo with the keys, start it with: make run RC=keys")
+                raise program.Failed("another program has the channels, as rcin has with a game pad;"
+                                     " to fly the demo with the keys, start it with: make run RC=keys")
             time.sleep(0.01)
 
 
@@ -207,44 +206,42 @@ def chosen_sticks(options: argparse.Namespace) -> Sticks:
     for name in rc_signals.PROTOCOLS:
         if link := getattr(options, name):
             return SerialSticks(name, link, options.rc2)
-    refuse_beside_another()
+    try:
+        refuse_beside_another()
+    except FileNotFoundError:
+        raise program.Failed("no daemon runs here; the demo's: tools/attach.sh rc_simulator.py") from None
     return RcSticks(heartbeat=not options.no_heartbeat)
 
 
-def run(options: argparse.Namespace) -> None:
-    sticks = chosen_sticks(options)
-    try:
-        sticks.await_map()
-        sticks.rest()
-        if options.script:
-            with (sys.stdin if options.script == "-" else open(options.script)) as script:
-                rc_sticks.run_script(sticks, script.readlines())
-        else:
-            mapped = ", ".join(f"{name} on {number}"
-                               for name, number in sticks.functions().items())
-            print(f"channels: {mapped or 'none is mapped (rc_input_map)'}; --help lists the keys")
-            fly_by_keys(sticks)
-    finally:
-        sticks.close()
+def read_script(name: str) -> list[str]:
+    with open(0 if name == "-" else name, closefd=name != "-") as script:
+        return script.readlines()
 
 
-def _stop(*_: object) -> None:
-    raise Stop
+def fly(sticks: Sticks, script: list[str] | None, ending: program.Ending) -> None:
+    sticks.is_over = lambda: ending.asked
+    sticks.await_map()
+    sticks.rest()
+    if script is not None:
+        rc_sticks.run_script(sticks, script)
+        return
+    mapped = ", ".join(f"{name} on {number}" for name, number in sticks.functions().items())
+    print(f"channels: {mapped or 'none is mapped (rc_input_map)'}; --help lists the keys", flush=True)
+    fly_by_keys(sticks, ending)
 
 
-def main() -> int:
+def main() -> None:
     options = parse_arguments()
-    signal.signal(signal.SIGTERM, _stop)
-    signal.signal(signal.SIGINT, _stop)
-    try:
-        run(options)
-    except Stop:
-        pass
-    except (OSError, ValueError, termios.error) as error:
-        print(f"rc_simulator: {error}", file=sys.stderr)
-        return 1
-    return 0
+    script = read_script(options.script) if options.script else None
+    sticks = chosen_sticks(options)
+    with program.Ending() as ending:
+        try:
+            fly(sticks, script, ending)
+        except rc_sticks.Over:
+            pass
+        finally:
+            sticks.close()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    program.run(main)

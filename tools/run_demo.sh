@@ -17,9 +17,13 @@
 # Environment: DEMO_CAMERA_OPTIONS, DEMO_VIDEO, DEMO_RC and DEMO_LOGS do the same as the options.
 # Ctrl-C ends it. While it runs, tools/attach.sh starts another client beside it, and
 # tools/attach.sh rc_simulator.py an RC transmitter to fly with the keys. A game pad that is
-# plugged in before the start flies in its place.
+# plugged in before the start flies in its place. What make run does, with a camera that is often lost:
+#
+#     tools/run_demo.sh build/release/fieldrelaybox --camera-options "--silent-every 20"
 set -u
 tools=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+. "$tools/about.sh"
+about run_demo "${1:-}"
 panel_port=8080
 pid_file=${XDG_RUNTIME_DIR:-/tmp}/fieldrelaybox-demo.pid
 
@@ -31,7 +35,6 @@ refuse() {
 # The demo in a private place reads its options from DEMO_... variables.
 parse_options() {
     case ${1:-} in
-        --help) sed -n '2,/^set/{/^#/s/^# \{0,1\}//p}' "${BASH_SOURCE[0]}"; exit ;;
         "" | -*) refuse "the daemon's program comes first, not \"${1:-}\"" ;;
     esac
     if ! daemon=$(realpath -e -- "$1" 2>/dev/null) || ! [ -f "$daemon" ] || ! [ -x "$daemon" ]; then

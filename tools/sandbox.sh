@@ -10,9 +10,13 @@
 #
 # The exit status is the command's. It is 125 when the namespaces cannot be made. SIGTERM and
 # SIGINT are passed on to the command, which is killed when it has not ended 1.5 s later.
-# --pid-file: where the process id for nsenter -t stands meanwhile.
+# --pid-file: where the process id for nsenter -t stands meanwhile. To look around in there:
+#
+#     tools/sandbox.sh bash
 set -u
 tools=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+. "$tools/about.sh"
+about sandbox "${1:-}"
 unavailable=125
 
 fail() {
@@ -121,12 +125,12 @@ pass_on() {
 
 outside() {
     local pid_file="" launched
-    if [ "${1:-}" = --pid-file ]; then
+    if [ "${1:-}" = --pid-file ] && [ $# -gt 1 ]; then
         pid_file=$2
         shift 2
     fi
     if [ $# -eq 0 ] || [ "${1#-}" != "$1" ]; then
-        sed -n '2,/^set/{/^#/s/^# \{0,1\}//p}' "${BASH_SOURCE[0]}"
+        echo "sandbox: there is no command, see --help" >&2
         exit 2
     fi
     require_stand_ins

@@ -33,8 +33,15 @@ def resting_place(name: str) -> int:
     return CENTRE if name in AXES else LOW
 
 
+class Over(Exception):
+    """Time to end."""
+
+
 class Sticks:
     """A transmitter's sticks and switches. Subclasses say where their values go."""
+
+    is_over: Callable[[], bool] = staticmethod(lambda: False)
+    """Asked in every pause, which then ends with Over."""
 
     def __init__(self) -> None:
         self._values: dict[int, int] = {}
@@ -54,6 +61,11 @@ class Sticks:
         return time.monotonic()
 
     def sleep(self, seconds: float) -> None:
+        if self.is_over():
+            raise Over
+        self._pass(seconds)
+
+    def _pass(self, seconds: float) -> None:
         time.sleep(seconds)
 
     def await_map(self, timeout: float = 5) -> None:
@@ -61,6 +73,8 @@ class Sticks:
         end = time.monotonic() + timeout
         with Region(CONFIG_RECORD, read_only=True) as record:
             while not record["clock"] and time.monotonic() < end:
+                if self.is_over():
+                    raise Over
                 time.sleep(0.05)
 
     def functions(self) -> dict[str, int]:

@@ -154,7 +154,7 @@ class EdgeSticks(WireSticks):
     def now(self) -> float:
         return self._now / 1e9
 
-    def sleep(self, seconds: float) -> None:
+    def _pass(self, seconds: float) -> None:
         self._now += max(1, round(seconds * 1e9))
         while self._next_frame < self._now:
             for time_ns, level in self._edges():

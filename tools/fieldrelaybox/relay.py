@@ -21,10 +21,11 @@ import random
 import select
 import socket
 import time
-from dataclasses import dataclass, field
+from dataclasses import dataclass, field, replace
 from typing import Callable
 
-from . import app_protocol
+from . import app_protocol, secret_input
+from .program import Failed
 
 Address = tuple[str, int]
 BOX_TYPE, APP_TYPE = "0", "1"
@@ -59,8 +60,16 @@ def parse_account(text: str) -> Account:
     """An account from its form on a command line."""
     parts = text.split(":")
     if len(parts) != 3 or not all(parts) or not text.isprintable():
-        raise argparse.ArgumentTypeError(f"{text} is not USER:PASSWORD:DEVICE")
+        raise argparse.ArgumentTypeError("it is not USER:PASSWORD:DEVICE")
     return Account(*parts)
+
+
+def whole_account(account: Account) -> Account:
+    """With the password that is asked for."""
+    password = secret_input.take(account.password, f"password of {account.user}")
+    if not password:
+        raise Failed(f"{account.user} needs a password")
+    return replace(account, password=password)
 
 
 @dataclass
