@@ -1,41 +1,45 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S --block-signal=INT python3
 """A client of the box: finds it, shows what it tells, receives its video, drives it.
 
 Without --host the box is looked for by broadcast on the local network and then on this machine.
-Without a subcommand the client watches. See the picture with:
+Without a subcommand the client watches. See the picture, photograph, change a setting:
 
     box_client.py --video - | ffplay -
+    box_client.py camera shot
+    box_client.py set rtsp_enabled on
+
+Pass phrases and the keys of streams are shown as *** unless --secrets is given. A '-' in place of a
+pass phrase is asked for, or read from standard input, a line each, so that no list of processes
+shows it:
+
+    box_client.py wifi set --camera wlan0 OSMO_x1 -
 
 exit status:
     0  all went well
-    1  something went wrong on this side (a file cannot be written, ...)
+    1  it cannot be done: no box answers, the box did not take it, a file cannot be written, ...
     2  wrong usage
-    3  no box answers
-    4  the box answers, but did not do what it was told
 """
 
 from __future__ import annotations
 
+from fieldrelaybox import at_start  # first of all  # noqa: F401
+
 import argparse
 import os
-import signal
 import sys
 import time
 from typing import BinaryIO, Callable
 
 from fieldrelaybox import (
-    app_protocol, box_status, camera_words, client_commands, settings_words, watch)
+    app_protocol, box_status, camera_words, client_commands, program, report, settings_words, watch)
 from fieldrelaybox.app_protocol import Message
-from fieldrelaybox.box_link import BoxLink, NoAnswer
-from fieldrelaybox.client_commands import NotDone
-from fieldrelaybox.relay import parse_account
+from fieldrelaybox.box_link import BoxLink
+from fieldrelaybox.relay import parse_account, whole_account
+from fieldrelaybox.watch_state import BOX_SILENT_AFTER
 
-STATUS_OK, STATUS_FAILED, STATUS_USAGE, STATUS_NO_ANSWER, STATUS_NOT_DONE = range(5)
-SILENCE_NOTED_AFTER = 7.0
-
-
-class Stop(Exception):
-    """SIGTERM or SIGINT arrived."""
+CHANNELS = (*range(1, 14), 36, 40, 44, 48)
+"""Of the box's access point."""
+TAKE_A_VALUE = ("--host", "--port", "--relay", "--timeout")
 
 
 class WholePictures:
@@ -68,19 +72,20 @@ class Watcher:
         self._counters = watch.Counters(link.data_only)
         self._silent = False
 
-    def run(self, seconds: float | None) -> None:
+    def run(self, seconds: float | None, ending: program.Ending) -> None:
         end = None if seconds is None else time.monotonic() + seconds
         told = time.monotonic()
         try:
-            while end is None or time.monotonic() < end:
+            while not ending.asked and (end is None or time.monotonic() < end):
                 message = self._link.receive(0.2)
                 if message:
                     self._take(message)
                 if time.monotonic() - told >= 1.0:
                     told = time.monotonic()
                     self._every_second()
-        finally:
+                self._view.refresh()
             self._view.counters(self._counters.as_dict())
+        finally:
             self._view.finish()
 
     def _take(self, message: Message) -> None:
@@ -89,18 +94,24 @@ class Watcher:
             self._video.write(message.payload)
         elif message.kind == app_protocol.RECORD:
             if app_protocol.is_json(message.payload):
-                self._view.note(message.payload.rstrip(b"\0\n").decode("utf-8", "replace"))
+                self._take_text(message.payload.rstrip(b"\0\n").decode("utf-8", "replace"))
             else:
                 self._view.record(message, app_protocol.decode_record(message.payload))
+
+    def _take_text(self, text: str) -> None:
+        if report.is_report(text):
+            self._view.report(text)
+        else:
+            self._view.note(text)
 
     def _every_second(self) -> None:
         self._view.counters(self._counters.as_dict())
         quiet = time.monotonic() - self._link.last_heard
-        if quiet > SILENCE_NOTED_AFTER and not self._silent:
+        if quiet > BOX_SILENT_AFTER and not self._silent:
             self._view.note(f"nothing from the box for {quiet:.0f} s, still trying")
-        elif self._silent and quiet < SILENCE_NOTED_AFTER:
+        elif self._silent and quiet < BOX_SILENT_AFTER:
             self._view.note("the box is back")
-        self._silent = quiet > SILENCE_NOTED_AFTER
+        self._silent = quiet > BOX_SILENT_AFTER
 
 
 def open_video(name: str | None, whole_pictures: bool) -> BinaryIO | WholePictures | None:
@@ -112,43 +123,59 @@ def open_video(name: str | None, whole_pictures: bool) -> BinaryIO | WholePictur
 
 def run_watch(options: argparse.Namespace) -> None:
     commands = [app_protocol.command(text) for text in options.send]
+    for text in options.send:
+        client_commands.be_sure(options, text)
     video = open_video(options.video, options.whole_pictures)
     out = sys.stderr if options.video == "-" else sys.stdout
-    view = watch.choose_view(out, options.json, options.pace, options.headline)
+    view = watch.choose_view(out, as_json=options.json, secrets=options.secrets, pace=options.pace,
+                             data_only=options.data_only, headlines=options.headline)
     with BoxLink(options.host, options.port, options.data_only, options.relay) as link:
         box = link.find(options.timeout)
-        view.note(f"registered with the box at {box[0]}:{box[1]}"
-                  + (" for data only" if options.data_only else ""))
-        for datagram in commands:
-            link.send(datagram)
-        Watcher(link, view, video).run(options.seconds)
+        with program.Ending() as ending:
+            view.note(f"registered with the box at {box[0]}:{box[1]}"
+                      + (" for data only" if options.data_only else ""))
+            for datagram in commands:
+                link.send(datagram)
+            Watcher(link, view, video).run(options.seconds, ending)
 
 
 def add_common(parser: argparse.ArgumentParser) -> None:
     add = parser.add_argument
     add("--host", help="address or name of the box")
-    add("--port", type=int, default=app_protocol.PORT, help="default %(default)s")
+    add("--port", type=program.port, default=app_protocol.PORT, help="default %(default)s")
     add("--relay", type=parse_account, metavar="USER:PASSWORD:DEVICE",
         help="the host is a relay server with this account")
-    add("--timeout", type=float, default=3.0, metavar="SECS",
+    add("--timeout", type=program.seconds, default=3.0, metavar="SECS",
         help="how long to wait for an answer of the box (default %(default)s)")
     add("--json", action="store_true", help="print JSON lines")
+
+
+def add_secrets(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("--secrets", action="store_true",
+                        help="show pass phrases and the keys of streams")
+
+
+def add_yes(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("--yes", action="store_true", help="do not ask before what is dangerous")
 
 
 def add_watch(parser: argparse.ArgumentParser) -> None:
     add = parser.add_argument
     add("--data-only", action="store_true", help="register for records only, no video and audio")
-    add("--for", dest="seconds", type=float, metavar="SECS", help="end after this time")
-    add("--pace", type=float, default=0.0, metavar="SECS",
+    add("--for", dest="seconds", type=program.seconds, metavar="SECS", help="end after this time")
+    add("--pace", type=program.seconds, default=1.0, metavar="SECS",
         help="when the output is no terminal: at most one line per topic in this time"
-             " (default %(default)s: every change)")
-    add("--headline", default="", metavar="TEXT", help="on a terminal: a line above all that is shown")
+             " (default %(default)s; 0: every change)")
+    add("--headline", action="append", default=[], metavar="TEXT",
+        help="on a terminal: a line above all that is shown; more of them stand below it (repeatable)")
     add("--send", action="append", default=[], metavar="JSON",
         help="""send this command, such as '{"cmd":"configrequest"}', after registering (repeatable)""")
     add("--video", metavar="FILE",
         help="write the video payloads to FILE; '-' is standard output, text goes to stderr then")
     add("--whole-pictures", action="store_true",
         help="with --video: write only H.264 pictures that are whole and can be decoded")
+    add_secrets(parser)
+    add_yes(parser)
     parser.set_defaults(run=run_watch)
 
 
@@ -156,19 +183,23 @@ def add_camera(parser: argparse.ArgumentParser) -> None:
     parser.add_argument("word", metavar="WORD", help="what to do, see below")
     parser.add_argument("words", metavar="PARAM [VALUE1 [VALUE2]]", nargs="*",
                         help="its parameter and values")
+    add_yes(parser)
     parser.epilog = ("The box answers nothing; that the camera obeys shows in its pictures and "
                      f"records.\n\nwords:\n{camera_words.help_text()}")
     parser.set_defaults(run=client_commands.run_camera)
 
 
 def add_config(parser: argparse.ArgumentParser) -> None:
+    add_secrets(parser)
     parser.set_defaults(run=client_commands.run_config)
 
 
 def add_set(parser: argparse.ArgumentParser) -> None:
     parser.add_argument("name", metavar="NAME", help="the setting, see below")
     parser.add_argument("values", metavar="VALUE", nargs="*", help="its values")
-    parser.epilog = ("The change is read back from a fresh report of the box.\n\n"
+    add_secrets(parser)
+    parser.epilog = ("What is in force then is read back from the box. A '-' in place of a password is asked"
+                     " for.\n\nexample:\n  box_client.py set udp_clients 192.168.1.10:5000\n\n"
                      f"settings:\n{settings_words.help_text()}")
     parser.set_defaults(run=client_commands.run_set)
 
@@ -182,13 +213,16 @@ def add_wifi(parser: argparse.ArgumentParser) -> None:
     scan.set_defaults(run=client_commands.run_wifi_scan)
     change = actions.add_parser(
         "set", help="change the Wi-Fi links", description=f"""Changes the Wi-Fi links; what is not
-        given stays as it is. IFACE is one of {', '.join(interfaces)}.""")
+        given stays as it is. IFACE is one of {', '.join(interfaces)}. A '-' in place of a PASSWORD is
+        asked for, or the next line of standard input, in the order below.""")
     add_common(change)
+    add_secrets(change)
     for option, title in (("--camera", "the camera's network"), ("--network", "the local network"),
                           ("--ap", "the box's own access point")):
         change.add_argument(option, nargs=3, metavar=("IFACE", "SSID", "PASSWORD"), help=title)
     change.add_argument("--band", choices=("2.4", "5"), help="band of the access point")
-    change.add_argument("--channel", type=int, help="its channel")
+    change.add_argument("--channel", type=int, choices=CHANNELS, metavar="CHANNEL",
+                        help="its channel: 1 to 13, or 36, 40, 44 or 48")
     change.add_argument("--country", help="its country code")
     change.set_defaults(run=client_commands.run_wifi_set)
 
@@ -199,6 +233,11 @@ def add_status(parser: argparse.ArgumentParser) -> None:
                      " are those in the\ndatagrams. blocked: not sent, the queue was full; failed:"
                      " not sent for another reason.")
     parser.set_defaults(run=box_status.run_status)
+
+
+def add_power(parser: argparse.ArgumentParser) -> None:
+    add_yes(parser)
+    parser.set_defaults(run=client_commands.run_power)
 
 
 def add_restart(parser: argparse.ArgumentParser) -> None:
@@ -214,15 +253,17 @@ SUBCOMMANDS: dict[str, tuple[str, Callable[[argparse.ArgumentParser], None]]] = 
     "wifi": ("look for networks, change the Wi-Fi links", add_wifi),
     "status": ("on the box: what the daemon has received, sent, taken and refused", add_status),
     "restart": ("end the daemon; its start script starts it again", add_restart),
+    "reboot": ("start the whole box anew", add_power),
+    "shutdown": ("shut the whole box down", add_power),
 }
 
 
 def build_parser() -> argparse.ArgumentParser:
-    raw = argparse.RawDescriptionHelpFormatter
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=raw)
+    parser = program.make_parser(__doc__)
     commands = parser.add_subparsers(dest="subcommand", required=True, metavar="SUBCOMMAND")
     for name, (summary, add_arguments) in SUBCOMMANDS.items():
-        command = commands.add_parser(name, help=summary, description=summary, formatter_class=raw)
+        command = commands.add_parser(name, help=summary, description=summary,
+                                      formatter_class=parser.formatter_class)
         if name not in ("wifi", "status"):
             add_common(command)
         add_arguments(command)
@@ -232,42 +273,32 @@ def build_parser() -> argparse.ArgumentParser:
     return parser
 
 
+def options_behind(arguments: list[str]) -> list[str]:
+    """What stands before the subcommand belongs to it, and so behind it."""
+    place = 0
+    while place < len(arguments) and arguments[place].startswith("-"):
+        place += 2 if arguments[place] in TAKE_A_VALUE else 1
+    words = 2 if arguments[place:place + 1] == ["wifi"] else 1
+    if place >= len(arguments) or arguments[place] not in SUBCOMMANDS:
+        return arguments
+    end = place + words
+    return arguments[place:end] + arguments[:place] + arguments[end:]
+
+
 def parse_arguments(arguments: list[str]) -> argparse.Namespace:
-    known = (*SUBCOMMANDS, "-h", "--help")
+    arguments = options_behind(arguments)
+    known = (*SUBCOMMANDS, "-h", "--help", "--version")
     if not arguments or arguments[0] not in known:
         arguments = ["watch", *arguments]
     return build_parser().parse_args(arguments)
 
 
-def _stop(*_: object) -> None:
-    raise Stop
-
-
-def main() -> int:
+def main() -> None:
     options = parse_arguments(sys.argv[1:])
-    signal.signal(signal.SIGTERM, _stop)
-    signal.signal(signal.SIGINT, _stop)
-    try:
-        options.run(options)
-        return STATUS_OK
-    except Stop:
-        return STATUS_OK
-    except NoAnswer as error:
-        print(f"box_client: {error}", file=sys.stderr)
-        return STATUS_NO_ANSWER
-    except NotDone as error:
-        print(f"box_client: {error}", file=sys.stderr)
-        return STATUS_NOT_DONE
-    except BrokenPipeError:
-        os.dup2(os.open(os.devnull, os.O_WRONLY), 1)  # the reader went away: nothing left to do
-        return STATUS_OK
-    except ValueError as error:
-        print(f"box_client: {error}", file=sys.stderr)
-        return STATUS_USAGE
-    except OSError as error:
-        print(f"box_client: {error}", file=sys.stderr)
-        return STATUS_FAILED
+    if getattr(options, "relay", None):
+        options.relay = whole_account(options.relay)
+    options.run(options)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    program.run(main)

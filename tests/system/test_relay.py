@@ -89,7 +89,7 @@ class Restarts(Linked):
                          ["alice", "secret", "box-1", 1])
         relay = ("--json", f"--port={PORT}", "--relay=alice:secret:box-1")
         status, output = run_client("config", *relay)
-        self.assertEqual((status, json.loads(output)), (0, report))
+        self.assertEqual((status, json.loads(output)), (0, report | {"s5": "***"}))
         status, output = run_client("set", "tcp_port", "9002", *relay)
         self.assertEqual((status, json.loads(output)["confirmed"]), (0, {"tcp_port": "9002"}))
         version = await_message(self.link, lambda message: message.payload[:1] == b"\x0b")
@@ -161,10 +161,9 @@ class Subcommands(BoxTestCase):
 
     def test_settings(self) -> None:
         self.assert_client(0, "9001", "config")
-        self.assert_client(0, "tcp_port: the box reports tcp_port=9002", "set", "tcp_port", "9002")
+        self.assert_client(0, "tcp_port is 9002", "set", "tcp_port", "9002")
         self.assert_client(2, "", "set", "tcp_port", "many")
-        self.assert_client(3, "no box answers", "config", "--port", "9", "--timeout", "0.2")
-        self.assert_client(4, "contains a quote", "set", "rtmp_url", 'a"b')
+        self.assert_client(1, "no box answers", "config", "--port", "9", "--timeout", "0.2")
 
     def test_scan_with_a_quote_in_a_name_and_a_reader_of_something_else(self) -> None:
         self.box.stand_ins.answer("iwlist", output='ESSID:"Caf"e"\nESSID:"Home"\n')

@@ -10,6 +10,7 @@ import time
 
 from . import app_protocol, relay
 from .app_protocol import Message
+from .program import Failed, resolve
 
 Address = tuple[str, int]
 REGISTER_EVERY = 2.0
@@ -22,7 +23,7 @@ EVERYBODY = "255.255.255.255"
 IP_PKTINFO = 8  # of Linux; Python has no name for it
 
 
-class NoAnswer(Exception):
+class NoAnswer(Failed):
     """No box answered a registration."""
 
 
@@ -100,7 +101,7 @@ class BoxLink:
 
     def _try(self, target: str, timeout: float) -> bool:
         end = time.monotonic() + timeout
-        address = self._resolve(target)
+        address = resolve(target), self.port
         while time.monotonic() < end:
             if not self._register(address):
                 return False
@@ -114,12 +115,6 @@ class BoxLink:
         if self._account and (quiet or not self.box):
             self._send(relay.authentication(self._account), address)
         return self._send(app_protocol.register(self.data_only), address)
-
-    def _resolve(self, target: str) -> Address:
-        try:
-            return socket.gethostbyname(target), self.port
-        except OSError as error:
-            raise NoAnswer(f"no address for {target}: {error}") from None
 
     def _await_answer(self, end: float) -> bool:
         """A lone 'B', or any message: the box knows us already."""

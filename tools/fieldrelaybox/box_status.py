@@ -10,6 +10,7 @@ import time
 from pathlib import Path
 from typing import Any
 
+from .program import Failed
 from .shared_memory import (
     STATISTICS, STATISTICS_MAGIC, STATISTICS_VERSION, Region, decode_all)
 
@@ -58,9 +59,9 @@ def read_counts() -> Counts:
         with Region(STATISTICS, read_only=True) as region:
             counts = decode_all(STATISTICS, region.raw)
     except FileNotFoundError:
-        raise OSError("no daemon has counted anything here; status works on the box only") from None
+        raise Failed("no daemon has counted anything here; status works on the box only") from None
     if (counts["magic"], counts["version"]) != (STATISTICS_MAGIC, STATISTICS_VERSION):
-        raise OSError("the counts on this box are not of the kind this program knows")
+        raise Failed("the counts on this box are not of the kind this program knows")
     for _, name in PEERS:
         for peer in counts[name]:
             peer["address"] = socket.inet_ntoa(struct.pack("<I", peer["address"]))

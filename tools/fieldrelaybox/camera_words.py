@@ -3,14 +3,16 @@
 from __future__ import annotations
 
 import json
+import time
 from dataclasses import dataclass
+from typing import Callable
 
 
 @dataclass(frozen=True)
 class Word:
     """A command word. `params` are its first arguments with the values that follow them.
 
-    '' stands for no first argument, '-' for none but values, '<...>' for any text.
+    '' stands for no first argument, '-' for none but values, '<...>' for one of the kinds below.
     """
 
     help: str
@@ -27,6 +29,54 @@ RESOLUTIONS = ("4096x2160@25 4096x2160@24 3840x2160@30 3840x2160@25 3840x2160@24
                " 1280x720@30 1280x720@25 1280x720@24")
 COLOURS = ("d-log", "d-cinelike", "none", "art", "black white", "vivid", "beach", "dream",
            "classic", "nostalgia", "portrait")
+
+SHUTTERS = ("30s 25s 20s 15s 10s 9s 8s 7s 6s 5s 4s 3.2s 3s 2.5s 2s 1.6s 1.3s 1s 1.25 1.67 2 2.5 3 4 5"
+            " 6.25 8 10 12.5 15 20 25 30 40 50 60 80 100 120 160 200 240 320 400 500 640 800 1000"
+            " 1250 1600 2000 2500 3200 4000 5000 6400 8000").split()
+EV_STEPS = [round(third / 3, 1) for third in range(-9, 10)]
+
+
+def _between(lowest: float, highest: float, kind: Callable[[str], float] = int) -> Callable[[str], str]:
+    """A check that says what is wrong with a text, or nothing."""
+    def fault(text: str) -> str:
+        try:
+            fits = lowest <= kind(text) <= highest
+        except ValueError:
+            fits = False
+        return "" if fits else f"a {'whole ' if kind is int else ''}number from {lowest} to {highest}"
+    return fault
+
+
+def _shutter_fault(text: str) -> str:
+    return "" if text in SHUTTERS else f"one of {' '.join(SHUTTERS)}"
+
+
+def _ev_fault(text: str) -> str:
+    try:
+        fits = float(text) in EV_STEPS
+    except ValueError:
+        fits = False
+    return "" if fits else f"one of {' '.join(map(str, EV_STEPS))}"
+
+
+def _clock_fault(text: str) -> str:
+    try:
+        time.strptime(text, "%Y%m%d%H%M%S")
+        return "" if len(text) == 14 else "14 digits"
+    except ValueError:
+        return "a date and time such as 20240131235959"
+
+
+SIGNED_WORD = _between(-32768, 32767)
+KINDS: dict[str, Callable[[str], str]] = {
+    "INDEX": _between(0, 255), "X": _between(0, 1, float), "Y": _between(0, 1, float),
+    "PERCENT": _between(0, 100, float), "NUMBER": _between(0, 255), "A": SIGNED_WORD,
+    "B": SIGNED_WORD, "PAN": SIGNED_WORD, "TILT": SIGNED_WORD, "STEP": _between(-100, 100), "DIRECTION": _between(-100, 100),
+    "LEVEL": _between(0, 100), "KELVIN": _between(2000, 10000), "TIME": _shutter_fault,
+    "F-NUMBER": _between(1, 100, float), "EV": _ev_fault, "INTERVAL": _between(-1, 6553),
+    "DURATION": _between(-1, 65535), "YYYYMMDDhhmmss": _clock_fault,
+}
+"""What a value has to be, by the name that the help gives it."""
 
 WORDS: dict[str, Word] = {
     "camera": Word("camera link and mode",
@@ -61,9 +111,9 @@ WORDS: dict[str, Word] = {
     "hystogram": Word("histogram pushes", _words("1 0")),
     "video_mode": Word("exposure mode", _words("auto shutter aperture manual")),
     "shutter": Word("shutter, such as 30s or 8000 (a fraction of a second)", {"<TIME>": ""}),
-    "aperture": Word("f-number", {"<NUMBER>": ""}),
+    "aperture": Word("aperture, such as 2.8", {"<F-NUMBER>": ""}),
     "iso": Word("sensitivity", _words("auto 100 200 400 800 1600 3200 6400")),
-    "ev": Word("exposure compensation, -3.0 to 3.0 in thirds", {"<NUMBER>": ""}),
+    "ev": Word("exposure compensation, -3.0 to 3.0 in thirds", {"<EV>": ""}),
     "video_resolution": Word("video format", _words(RESOLUTIONS)),
     "video_aspect": Word("picture aspect ratio", _words("4:3 16:9")),
     "video_std": Word("video standard", _words("PAL NTSC")),
@@ -83,8 +133,11 @@ def _param_of(word: Word, name: str, param: str) -> str:
     """What values follow this parameter; ValueError when the word does not know it."""
     if param in word.params:
         return word.params[param]
-    if param and any(key.startswith("<") for key in word.params):
-        return ""
+    for key in word.params:
+        if param and key.startswith("<"):
+            if fault := KINDS[key.strip("<>")](param):
+                raise ValueError(f"{name} {param}: it has to be {fault}")
+            return ""
     known = ", ".join(repr(key) if " " in key else key for key in word.params if key)
     text = f"{name} {param}".strip()
     raise ValueError(f"{text}: the parameter is one of {known}" if known
@@ -99,6 +152,31 @@ def _check_values(name: str, expected: str, values: list[str]) -> None:
     for wanted, value in zip(names, values):
         if "|" in wanted and value not in wanted.split("|"):
             raise ValueError(f"{name} {value}: use one of {wanted}")
+        if wanted in KINDS and (fault := KINDS[wanted](value)):
+            raise ValueError(f"{name} {value}: {wanted} has to be {fault}")
+
+
+DANGERS = {
+    ("formatmicrosd", ""): "everything on the card is lost",
+    ("playback", "delete"): "the chosen files are lost",
+    ("power", "restart"): "the camera is away for a while",
+    ("power", "shutdown"): "only its button wakes the camera again",
+    ("reboot", ""): "the box is away for a while",
+    ("shutdown", ""): "only its power supply starts the box again",
+}
+
+
+def danger(text: str) -> str:
+    """What comes of a command that should be sure, as a question; empty for others and what is none."""
+    try:
+        members = {name.lower(): value for name, value in json.loads(text).items()}
+    except (ValueError, AttributeError, RecursionError):
+        return ""
+    name, param = str(members.get("cmd", "")), str(members.get("param", ""))
+    for key in ((name, param), (name, "")):
+        if key in DANGERS:
+            return f"{' '.join(key).strip()}: {DANGERS[key]}. Really?"
+    return ""
 
 
 def command(name: str, param: str = "", values: list[str] | None = None) -> str:

@@ -7,9 +7,11 @@ import json
 import time
 from typing import Any, Callable
 
-from . import app_protocol, camera_words, settings_words
+from . import app_protocol, camera_words, report as reports, secret_input, settings_words
 from .box_link import BoxLink, NoAnswer
-from .settings_words import INTERFACES, UNCHANGED, WIFI_MEMBERS
+from .program import Failed
+from .report import Report
+from .settings_words import INTERFACES, UNCHANGED, WIFI, WIFI_MEMBERS
 
 SCAN_TIMEOUT = 24.0
 SCAN_AGAIN_AFTER = 12.0
@@ -18,12 +20,9 @@ SCAN_AGAIN_AFTER = 12.0
 RESTART_TIMEOUT = 20.0
 ASK_AGAIN_AFTER = 1.0
 REPORT_COMMAND = '{"cmd":"configrequest"}'
-REPORT_START = '{"udp_en":'
-
-Report = dict[str, Any]
 
 
-class NotDone(Exception):
+class NotDone(Failed):
     """The box answers, but did not do what it was told."""
 
 
@@ -53,15 +52,12 @@ def ask(link: BoxLink, command: str, read: Callable[[str], Any], timeout: float,
 
 
 def _read_report(text: str) -> Report | None:
-    if not text.startswith(REPORT_START):
+    if not reports.is_report(text):
         return None
     try:
-        # The box inserts texts as they are: a backslash in one stands for itself.
-        report: Report = json.loads(text.replace("\\", "\\\\"), strict=False)
-    except ValueError as error:
-        raise NotDone(f"the box's answer is no JSON, perhaps a text in it contains a quote"
-                      f" ({error}):\n{text}") from None
-    return report
+        return reports.parse(text)
+    except ValueError:
+        raise NotDone("the box's report of its settings cannot be read") from None
 
 
 def fetch_report(link: BoxLink, timeout: float) -> Report:
@@ -77,17 +73,18 @@ def _read_scan(code: str, text: str) -> str | None:
     return text[len(head):-len(tail)]
 
 
-def confirm(link: BoxLink, expected: dict[str, str], timeout: float) -> None:
+def confirm(link: BoxLink, expected: dict[str, str], timeout: float) -> Report:
     """Read reports until they show what is expected; NotDone tells what they show instead."""
     end = time.monotonic() + timeout
     while True:
         report = fetch_report(link, timeout)
-        wrong = [f"{member} is {report.get(member)!s}, not {value}"
-                 for member, value in expected.items() if str(report.get(member)) != value]
+        wrong = [member for member, value in expected.items() if str(report.get(member)) != value]
         if not wrong:
-            return
+            return report
         if time.monotonic() > end:
-            raise NotDone("the box did not take it: " + "; ".join(wrong))
+            told = (f"{member} is {reports.shown(member, report.get(member))!s}, not"
+                    f" {reports.shown(member, expected[member])}" for member in wrong)
+            raise NotDone("the box did not take it: " + "; ".join(told))
         time.sleep(0.1)
 
 
@@ -99,13 +96,29 @@ def _tell(options: argparse.Namespace, text: str, **facts: Any) -> None:
     print(json.dumps(facts) if options.json else text)
 
 
-def run_camera(options: argparse.Namespace) -> None:
-    words = options.words
-    text = camera_words.command(options.word, words[0] if words else "", words[1:])
+def be_sure(options: argparse.Namespace, text: str) -> None:
+    """Failed when the command is a dangerous one and nobody agrees."""
+    question = camera_words.danger(text)
+    if question and not options.yes and not secret_input.agrees(question):
+        raise Failed(f"not sent: {question.removesuffix(' Really?')} Say --yes to have it")
+
+
+def _send_surely(options: argparse.Namespace, text: str) -> None:
+    app_protocol.command(text)
+    be_sure(options, text)
     with _link(options) as link:
         link.find(options.timeout)
         link.send_command(text)
     _tell(options, f"sent {text}", sent=json.loads(text))
+
+
+def run_camera(options: argparse.Namespace) -> None:
+    words = options.words
+    _send_surely(options, camera_words.command(options.word, words[0] if words else "", words[1:]))
+
+
+def run_power(options: argparse.Namespace) -> None:
+    _send_surely(options, json.dumps({"cmd": options.subcommand}, separators=(",", ":")))
 
 
 def _report_lines(report: Report) -> list[str]:
@@ -121,22 +134,34 @@ def run_config(options: argparse.Namespace) -> None:
     with _link(options) as link:
         link.find(options.timeout)
         report = fetch_report(link, options.timeout)
+    if not options.secrets:
+        report = reports.without_secrets(report)
     _tell(options, "\n".join(_report_lines(report)), **report)
 
 
 def _change(options: argparse.Namespace, link: BoxLink, name: str, values: list[str],
             expected: dict[str, str]) -> None:
     link.send_command(settings_words.update_command(name, values))
-    if expected:
-        confirm(link, expected, options.timeout)
-    shown = " ".join(f"{member}={value}" for member, value in expected.items())
-    _tell(options, f"{name}: the box reports {shown}" if expected
-          else f"{name}: sent (the report does not show it)",
-          setting=name, confirmed=expected or None)
+    report = confirm(link, expected, options.timeout) if expected else {}
+    in_force = {member: str(report[member]) for member in expected}
+    if not options.secrets:
+        in_force = reports.without_secrets(in_force)
+    told = [reports.in_words(*each) for each in in_force.items()]
+    untold = [value.title for value in settings_words.SETTINGS.get(name, ()) if not value.member]
+    if untold and name != "video_resolution":
+        told.append(f"{name} {', '.join(untold)}: sent, the box does not report it")
+    _tell(options, "\n".join(told), setting=name, confirmed=in_force or None)
+
+
+def _with_secrets(values: tuple[settings_words.Value, ...], texts: list[str]) -> list[str]:
+    """The texts, where pass phrases were asked for."""
+    return [secret_input.take(text, value.key) if settings_words.is_secret(value.key) else text
+            for value, text in zip(values, texts)] + texts[len(values):]
 
 
 def run_set(options: argparse.Namespace) -> None:
-    values = settings_words.convert(options.name, options.values)
+    known = settings_words.SETTINGS.get(options.name, ())
+    values = settings_words.convert(options.name, _with_secrets(known, options.values))
     app_protocol.command(settings_words.update_command(options.name, values))
     with _link(options) as link:
         link.find(options.timeout)
@@ -171,10 +196,22 @@ def _wifi_values(options: argparse.Namespace, report: Report) -> list[str]:
     return values
 
 
-def run_wifi_set(options: argparse.Namespace) -> None:
-    for given in (options.camera, options.network, options.ap):
-        if given and given[0] not in INTERFACES:
+def _check_wifi(options: argparse.Namespace) -> None:
+    """What can be known without the box; asks for pass phrases."""
+    for first, given in ((0, options.camera), (3, options.network), (6, options.ap)):
+        if not given:
+            continue
+        if given[0] not in INTERFACES:
             raise ValueError(f"{given[0]} is none of {', '.join(INTERFACES)}")
+        given[:] = _with_secrets(WIFI[first:first + 3], given)
+        for value, text in zip(WIFI[first + 1:first + 3], given[1:]):
+            settings_words.convert_value(value, text, value.key)
+    if options.country is not None:
+        settings_words.convert_value(WIFI[11], options.country, WIFI[11].key)
+
+
+def run_wifi_set(options: argparse.Namespace) -> None:
+    _check_wifi(options)
     with _link(options) as link:
         link.find(options.timeout)
         values = _wifi_values(options, fetch_report(link, options.timeout))

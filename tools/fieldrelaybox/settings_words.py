@@ -6,9 +6,10 @@ They are read from settings.json, which is made from the rows of the box itself.
 from __future__ import annotations
 
 import json
+import re
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Any
+from typing import Any, Callable
 
 TRUE, FALSE = ("1", "true", "on", "yes"), ("0", "false", "off", "no")
 INTERFACES = {"none": "0", "wifi0": "1", "wlan0": "2"}
@@ -21,43 +22,95 @@ HDMI_MODES = (
     "1920x1080@60p DMT")
 
 
+LONGEST_LINE = 199
+"""Bytes that the box reads of a line of its settings file."""
+CHANNELS, UDP_RECEIVERS = 32, 10
+
+
+def _is_address(text: str) -> bool:
+    """Dotted IPv4."""
+    parts = text.split(".")
+    return len(parts) == 4 and all(part.isdecimal() and str(int(part)) == part and int(part) < 256
+                                   for part in parts)
+
+
+def _receivers_fault(text: str) -> str:
+    for receiver in text.split(",") if text else ():
+        address, _, port = receiver.partition(":")
+        if not (_is_address(address) and port.isdecimal() and 0 < int(port) < 65536):
+            return f'"{receiver}" is not address:port, such as 192.168.1.10:5000'
+    return ""
+
+
+def _map_fault(text: str) -> str:
+    return (f"at most {CHANNELS} functions" if text.count(",") >= CHANNELS
+            else "functions stand without blanks" if " " in text else "")
+
+
+CHECKS: dict[str, Callable[[str], str]] = {
+    "udp_clients": lambda text: f"at most {UDP_RECEIVERS} receivers"
+        if text.count(",") >= UDP_RECEIVERS else _receivers_fault(text),
+    "mpegts_clients": _receivers_fault,
+    "rc_input_map": _map_fault,
+    "ap_country": lambda text: "" if re.fullmatch("(00|[A-Z]{2})?", text)
+        else "no country code such as 00, CN or US",
+    "rtmp_url": lambda text: "" if re.fullmatch(r"(rtmps?://[^\s/]+\S*)?", text)
+        else "no address such as rtmp://host/live",
+    "server_host": lambda text: "" if not text or _is_address(text)
+        else "no IPv4 address such as 192.0.2.5; names are not resolved",
+}
+"""By the setting's key in the file: what is wrong with a text."""
+
+
 @dataclass(frozen=True)
 class Value:
     """One value of a setting: what it may be, and the report member that shows it ('' = none)."""
 
     title: str
     kind: str
-    """'on|off', 'number', 'byte', 'text N' (at most N characters), or the allowed words."""
+    """'on|off', 'number' (from `lowest` to `highest`), 'text N' (at most N bytes), or the words."""
 
     member: str = ""
     words: tuple[str, ...] = ()
+    key: str = ""
+    lowest: int = -2**31
+    highest: int = 2**31 - 1
+    zero_is_unset: bool = False
 
     def convert(self, text: str) -> str:
         """The text that the box understands; ValueError when it could not be meant."""
-        if self.words:
-            if text not in self.words:
-                raise ValueError(f"{self.title}: {text} is none of {', '.join(self.words)}")
-        elif self.kind == "on|off":
-            return self._truth(text)
-        elif self.kind in ("number", "byte"):
-            self._check_number(text)
-        elif len(text.encode()) > (limit := int(self.kind.split()[1])):
-            raise ValueError(f"{self.title}: at most {limit} characters")
+        if self.kind == "on|off" and not self.words:
+            if text.lower() not in TRUE + FALSE:
+                raise ValueError(f"{text} is neither on nor off")
+            return "1" if text.lower() in TRUE else "0"
+        if fault := self._fault(text):
+            raise ValueError(fault)
         return text
 
-    def _truth(self, text: str) -> str:
-        if text.lower() not in TRUE + FALSE:
-            raise ValueError(f"{self.title}: {text} is neither on nor off")
-        return "1" if text.lower() in TRUE else "0"
+    def _fault(self, text: str) -> str:
+        if self.words:
+            return "" if text in self.words else f"{text} is none of {', '.join(self.words)}"
+        return self._number_fault(text) if self.kind == "number" else self._text_fault(text)
 
-    def _check_number(self, text: str) -> None:
-        low, high = (0, 255) if self.kind == "byte" else (-2**31, 2**31 - 1)
-        try:
-            number = int(text)
-        except ValueError:
-            raise ValueError(f"{self.title}: {text} is no number") from None
-        if str(number) != text or not low <= number <= high:
-            raise ValueError(f"{self.title}: {text} is no plain number from {low} to {high}")
+    def _number_fault(self, text: str) -> str:
+        if not re.fullmatch(r"0|-?[1-9]\d{0,9}", text):
+            return f"{text} is no plain number"
+        unset = self.zero_is_unset and text == "0"
+        return ("" if unset or self.lowest <= int(text) <= self.highest
+                else f"{text} is not within {self.lowest} to {self.highest}")
+
+    def _text_fault(self, text: str) -> str:
+        """Without the text itself, which may be a secret."""
+        longest = int(self.kind.split()[1])
+        if len(text.encode()) > longest:
+            return f"at most {longest} bytes"
+        if '"' in text:
+            return "the settings file cannot hold a double quote"
+        if any(ord(letter) < 32 or ord(letter) == 127 for letter in text):
+            return "no control characters"
+        if re.search(r"\s;", text):
+            return "in the settings file a comment begins at a blank and ;"
+        return CHECKS.get(self.key, lambda _: "")(text)
 
     @property
     def described(self) -> str:
@@ -66,18 +119,31 @@ class Value:
         return "|".join(self.words) if 0 < len(self.words) < 6 else self.title.upper()
 
 
-def _limit_of(kind: str, row: dict[str, Any]) -> str:
-    return f"text {row['capacity'] - 1}" if kind.endswith("text") else kind
+def _kind_of(row: dict[str, Any]) -> str:
+    if row["kind"] == "switch":
+        return "on|off"
+    if not row["kind"].endswith("text"):
+        return "number"
+    quotes = 2 if row["kind"] == "quoted text" else 0
+    return f"text {min(row['capacity'] - 1, LONGEST_LINE - len(row['key']) - 1 - quotes)}"
 
 
 def _value(row: dict[str, Any], parameter: dict[str, Any]) -> Value:
     """How the client asks for this value: `row` is the setting that it goes to."""
-    kind = "on|off" if row["kind"] == "switch" else row["kind"]
-    words = parameter.get("words", ())
-    if kind.endswith("text"):
-        words = tuple(choice["value"] for choice in row.get("choices", ()))
-    return Value(parameter.get("word", kind), _limit_of(kind, row), row.get("report", ""),
-                 tuple(words))
+    words = parameter.get("words") or (
+        [] if row["kind"] == "switch" else [choice["value"] for choice in row.get("choices", ())])
+    byte = {"lowest": 0, "highest": 255} if row["kind"] == "byte" else {}
+    limits = {name: row[name] for name in ("lowest", "highest") if name in row}
+    # The box takes 0 for its own default, where there is one.
+    unset = row.get("default_for_empty", row["key"] == "audio_bitrate")
+    title = parameter.get("word", "number" if _kind_of(row) == "number" else row["key"])
+    return Value(title, _kind_of(row), row.get("report", ""), tuple(words), row["key"],
+                 zero_is_unset=unset, **(byte | limits))
+
+
+def is_secret(key: str) -> bool:
+    """What nobody should read over a shoulder."""
+    return key.endswith("_psk") or key == "server_pass"
 
 
 def load_rows() -> list[dict[str, Any]]:
@@ -98,8 +164,9 @@ def _read_parameters() -> dict[str, tuple[Value, ...]]:
 
 
 SETTINGS = _read_parameters()
-WIFI_MEMBERS = tuple(value.member for value in SETTINGS.pop("wifi"))
-"""The report members that show the twelve values of the setting "wifi", in order."""
+WIFI = SETTINGS.pop("wifi")
+"""The twelve values of the setting "wifi", in order."""
+WIFI_MEMBERS = tuple(value.member for value in WIFI)
 SETTINGS["hdmimode"] = (Value("mode", "", "", HDMI_MODES), Value("at every start", "on|off"))
 
 UNCHANGED = "-"
@@ -116,11 +183,21 @@ def update_command(name: str, values: list[str]) -> str:
 def convert(name: str, texts: list[str]) -> list[str]:
     """The values for the box; ValueError says what is wrong with the name or a value."""
     if name not in SETTINGS:
-        raise ValueError(f"{name} is no setting (see set --help)")
+        way = next((row["parameters"][0]["name"] for row in load_rows() if row["key"] == name), "")
+        raise ValueError(f"{name} is changed by {'wifi set' if way == 'wifi' else f'set {way}'}" if way
+                         else f"{name} is no setting (see set --help)")
     values = SETTINGS[name]
     if len(texts) != len(values):
         raise ValueError(f"usage: set {name} {' '.join(value.described for value in values)}")
-    return [value.convert(text) for value, text in zip(values, texts)]
+    labels = [f"{name} {value.title}" for value in values] if len(values) > 1 else [name]
+    return [convert_value(*each) for each in zip(values, texts, labels)]
+
+
+def convert_value(value: Value, text: str, label: str) -> str:
+    try:
+        return value.convert(text)
+    except ValueError as error:
+        raise ValueError(f"{label}: {error}") from None
 
 
 def expected_members(name: str, values: list[str]) -> dict[str, str]:

@@ -3,14 +3,16 @@
 from __future__ import annotations
 
 import json
-import shutil
+import os
 import time
 from typing import Any, TextIO
 
-from . import app_protocol
+from . import app_protocol, report
 from .app_protocol import Message
 from .box_link import SequenceTracker
-from .record_text import describe, topic
+from .record_text import printable
+from .watch_screen import ScreenView
+from .watch_state import State
 
 
 class MediaCount:
@@ -45,23 +47,19 @@ class Counters:
         return counts | {"late": self.sequence.late, "restarts": self.sequence.restarts}
 
 
-def describe_counters(counts: dict[str, Any]) -> str:
-    parts = [f"{name} {counts[name]['datagrams']} datagrams {counts[name]['bytes']} bytes"
-             for name in ("video", "audio")]
-    missing = "not counted" if counts["missing"] is None else counts["missing"]
-    return ", ".join(parts) + f", missing {missing}, late {counts['late']}"
-
-
 class JsonView:
     """Every record as one JSON line, the counters once a second when they changed."""
 
-    def __init__(self, out: TextIO) -> None:
-        self._out = out
+    def __init__(self, out: TextIO, secrets: bool) -> None:
+        self._out, self._secrets = out, secrets
         self._last_counts: dict[str, Any] = {}
 
     def record(self, message: Message, record: dict[str, Any]) -> None:
         self._write({"time": round(time.time(), 3), "sequence": message.sequence,
                      "client_id": message.client_id} | record)
+
+    def report(self, text: str) -> None:
+        self.note(text if self._secrets else report.hide_secrets(text))
 
     def note(self, text: str) -> None:
         self._write({"note": text})
@@ -71,6 +69,9 @@ class JsonView:
         if media != self._last_counts:
             self._last_counts = media
             self._write({"counters": counts})
+
+    def refresh(self) -> None:
+        pass
 
     def finish(self) -> None:
         pass
@@ -82,20 +83,26 @@ class JsonView:
 class LineView:
     """One line per change, of each topic at most one in `pace` seconds."""
 
-    def __init__(self, out: TextIO, pace: float) -> None:
-        self._out, self._pace = out, pace
+    def __init__(self, out: TextIO, state: State, pace: float) -> None:
+        self._out, self._state, self._pace = out, state, pace
         self._shown: dict[str, str] = {}
         self._waiting: dict[str, str] = {}
         self._at: dict[str, float] = {}
 
     def record(self, _: Message, record: dict[str, Any]) -> None:
-        self._change(topic(record), describe(record))
+        self._change(*self._state.record(record))
+
+    def report(self, text: str) -> None:
+        self._change(*self._state.report(text))
 
     def note(self, text: str) -> None:
-        print(text, file=self._out, flush=True)
+        print(printable(text), file=self._out, flush=True)
 
     def counters(self, counts: dict[str, Any]) -> None:
-        self._change("media", describe_counters(counts))
+        self._change(*self._state.counters(counts))
+        self._change("summary", self._state.summary())
+
+    def refresh(self) -> None:
         for name in [name for name in self._waiting if self._may_show(name)]:
             self._show(name, self._waiting[name])
 
@@ -120,53 +127,14 @@ class LineView:
         print(f"{name}: {text}", file=self._out, flush=True)
 
 
-class ScreenView:
-    """One line per topic, drawn over and over in place."""
-
-    REDRAW_EVERY = 0.1
-
-    def __init__(self, out: TextIO, headline: str) -> None:
-        self._out, self._headline = out, [headline] if headline else []
-        self._lines: dict[str, str] = {}
-        self._notes: list[str] = []
-        self._height = 0
-        self._drawn_at = 0.0
-
-    def record(self, _: Message, record: dict[str, Any]) -> None:
-        self._lines[topic(record)] = describe(record)
-        self._draw()
-
-    def note(self, text: str) -> None:
-        self._notes.append(text)
-        self._draw(force=True)
-
-    def counters(self, counts: dict[str, Any]) -> None:
-        self._lines["media"] = describe_counters(counts)
-        self._draw()
-
-    def finish(self) -> None:
-        self._draw(force=True)
-
-    def _draw(self, force: bool = False) -> None:
-        now = time.monotonic()
-        if not force and now - self._drawn_at < self.REDRAW_EVERY:
-            return
-        self._drawn_at = now
-        width = shutil.get_terminal_size().columns
-        topics = [f"{name:>13}  {text}" for name, text in sorted(self._lines.items())]
-        lines = [line[:width - 1] for line in self._headline + topics]
-        up = f"\033[{self._height}A" if self._height else ""
-        notes, self._notes = self._notes, []
-        drawn = "".join(f"\r{line}\033[K\n" for line in notes + lines)
-        self._out.write(f"{up}{drawn}\033[J")
-        self._out.flush()
-        self._height = len(lines)
-
-
 View = JsonView | LineView | ScreenView
 
 
-def choose_view(out: TextIO, as_json: bool, pace: float, headline: str = "") -> View:
+def choose_view(out: TextIO, *, as_json: bool, secrets: bool, data_only: bool, pace: float,
+                headlines: list[str]) -> View:
     if as_json:
-        return JsonView(out)
-    return ScreenView(out, headline) if out.isatty() else LineView(out, pace)
+        return JsonView(out, secrets)
+    state = State(data_only)
+    if out.isatty() and os.environ.get("TERM", "dumb") != "dumb":
+        return ScreenView(out, state, headlines)
+    return LineView(out, state, pace)
