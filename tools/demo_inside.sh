@@ -11,6 +11,13 @@ soak_settle=15
 memory_slack_kb=512
 started=()
 page=
+hints=()
+
+# Says something that is of use as long as the demo runs: a client on a terminal shows it, too.
+tell() {
+    echo "$1"
+    hints+=("$1")
+}
 
 install_demo() {
     mkdir -p "$home/bin" "$home/scripts" "$logs"
@@ -74,7 +81,7 @@ streams_can_run() {
 start_streams() {
     local kind
     if [ "${DEMO_VIDEO:-}" = numbers ] || ! streams_can_run; then
-        echo "video: numbered datagrams"
+        tell "video: numbered datagrams"
         start video "$tools/numbered_stream.py"
         return
     fi
@@ -86,8 +93,8 @@ start_streams() {
         start "$kind" "$programs/stream" "$kind"
     done
     start_player
-    echo "the picture: tools/attach.sh -- ffplay rtsp://127.0.0.1:8554/video (or tcp://127.0.0.1:8555)"
-    echo "on: rtsp, tcp, mpegts; waiting for their settings: rtmp (rtmp_url), transcode, sound"
+    tell "the picture: tools/attach.sh -- ffplay rtsp://127.0.0.1:8554/video (or tcp://127.0.0.1:8555)"
+    tell "on: rtsp, tcp, mpegts; waiting for their settings: rtmp (rtmp_url), transcode, sound"
 }
 
 # In a window, while an app asks for the picture. The sockets of Wayland lie where the sandbox has a
@@ -95,9 +102,9 @@ start_streams() {
 start_player() {
     if [ -n "${DISPLAY:-}" ]; then
         start player env -u WAYLAND_DISPLAY "$programs/stream" player
-        echo "player: a window at $DISPLAY"
+        tell "player: a window at $DISPLAY"
     else
-        echo "player: not started, there is no DISPLAY"
+        tell "player: not started, there is no DISPLAY"
     fi
 }
 
@@ -119,7 +126,7 @@ has_pad() {
     local pads pad keys="tools/attach.sh rc_simulator.py, with the keys"
     mapfile -t pads < <(list_pads)
     if [ "${DEMO_RC:-}" = keys ] || ! [ -x "$programs/rcin" ]; then
-        echo "to fly: $keys"
+        tell "to fly: $keys"
         return 1
     fi
     for pad in ${pads[@]+"${pads[@]}"}; do
@@ -127,9 +134,9 @@ has_pad() {
     done
     if [ ${#pads[@]} -gt 0 ]; then
         echo "the game pad ${pads[0]} may not be read by $(id -un): usually its group, input, may"
-        echo "to fly: $keys"
+        tell "to fly: $keys"
     else
-        echo "to fly: $keys (or plug in a game pad before the start)"
+        tell "to fly: $keys (or plug in a game pad before the start)"
     fi
     return 1
 }
@@ -144,14 +151,14 @@ start_rc() {
         -e 's/^rc_input_map=.*/rc_input_map=pan,tilt,zoom,roll,,,,,center,record,orient-lock,record-shot/' \
         /boot/fieldrelaybox.conf /run/fieldrelaybox.conf
     start rcin "$programs/rcin" --config "$home/rcin.conf"
-    echo "to fly: the game pad (with the keys: make run RC=keys); right stick pan and tilt, left stick zoom and roll, its buttons recentre,"
-    echo "  record, lock, take the shot (channels: tools/attach.sh -- $programs/rcin --show)"
+    tell "to fly: the game pad (with the keys: make run RC=keys); right stick pan and tilt, left stick zoom and roll, its buttons recentre,"
+    tell "  record, lock, take the shot (channels: tools/attach.sh -- $programs/rcin --show)"
 }
 
 # Takes the socket that was opened outside (see listening_socket.py) as it would systemd's.
 start_panel() {
     if ! [ -x "$programs/fieldrelaybox-panel" ] || ! [ -e /dev/fd/3 ]; then
-        echo "panel: not started, it was not built or has no socket"
+        tell "panel: not started, it was not built or has no socket"
         return
     fi
     # shellcheck disable=SC2016 # the process that becomes the panel knows its number
@@ -213,11 +220,14 @@ keeper=${started[-1]}
 start camera "$tools/camera_simulator.py" ${DEMO_CAMERA_OPTIONS:-}
 start_streams
 start_panel
-echo "another client: tools/attach.sh    end: Ctrl-C"
-echo "the daemon's log: tools/attach.sh -- tail -f $logs/box.log"
+tell "the daemon's log: tools/attach.sh -- tail -f $logs/box.log"
+tell "another client: tools/attach.sh    end: Ctrl-C"
 [ -z "$page" ] || echo "$page"
 case ${1:--} in
--*) set -- ${page:+--headline "$page"} "$@" ;; # on the screen it would be pushed off the top
+-*) # the client's screen hides what was said so far
+    for hint in ${hints[@]+"${hints[@]}"}; do set -- --headline "$hint" "$@"; done
+    set -- ${page:+--headline "$page"} "$@"
+    ;;
 esac
 env --default-signal=INT "$tools/box_client.py" --host 127.0.0.1 --timeout 10 "$@" 3<&- &
 client=$!
