@@ -11,6 +11,7 @@ soak_settle=15
 memory_slack_kb=512
 started=()
 page=
+client=
 hints=()
 
 # Says something that is of use as long as the demo runs: a client on a terminal shows it, too.
@@ -172,6 +173,7 @@ end_all() {
     for pid in "${started[@]}"; do
         kill -TERM "$pid" 2>/dev/null
     done
+    [ -z "$client" ] || wait "$client" # which leaves the terminal as it was; all others end with the sandbox
     exit "$1"
 }
 

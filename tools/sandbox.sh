@@ -54,7 +54,7 @@ await() {
     trap "interrupted=yes signalled=yes; $2 $1" TERM INT
     while [ -n "$interrupted" ]; do
         interrupted=""
-        wait "$1"
+        wait "$1" 2>/dev/null # bash would tell that it was killed
         status=$?
     done
     if [ -n "$signalled" ] && { [ $status -eq 127 ] || [ $status -eq 255 ]; }; then

@@ -1,10 +1,16 @@
 """The way to the box through a relay server, and the client's subcommands."""
 
+import fcntl
 import json
+import os
+import re
+import select
 import signal
 import socket
+import struct
 import subprocess
 import sys
+import termios
 import time
 import unittest
 from typing import Callable
@@ -14,8 +20,10 @@ from box import LOOPBACK, TIMEOUT, TOOLS, BoxTestCase, Lines, app_protocol, send
 
 from fieldrelaybox.app_protocol import Message
 from fieldrelaybox.box_link import BoxLink
+from fieldrelaybox.camera_model import CameraModel
 from fieldrelaybox.client_commands import fetch_report
 from fieldrelaybox.relay import Account, authentication
+from fieldrelaybox.simulated_camera import SimulatedCamera
 
 PORT, RELAY = 4343, (LOOPBACK, 4343)
 ALICE, BOB = Account("alice", "secret", "box-1"), Account("bob", "word", "box-2")
@@ -144,10 +152,10 @@ class ThroughRelay(Linked):
                       lambda: box.sendto(app_protocol.build_message(b"mine"), RELAY))
 
 
-def run_client(subcommand: str, *arguments: str) -> tuple[int, str]:
+def run_client(subcommand: str, *arguments: str, given: str = "") -> tuple[int, str]:
     command = [sys.executable, "-B", TOOLS / "box_client.py", *subcommand.split(),
                "--host", LOOPBACK, "--timeout", str(TIMEOUT), *arguments]
-    run = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+    run = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, input=given,
                          timeout=2 * REMEMBERED, check=False)
     return run.returncode, run.stdout
 
@@ -155,8 +163,8 @@ def run_client(subcommand: str, *arguments: str) -> tuple[int, str]:
 class Subcommands(BoxTestCase):
     settings = "camera_iface=\ntcp_port=9001\n"
 
-    def assert_client(self, status: int, told: str, *arguments: str) -> None:
-        got, output = run_client(*arguments)
+    def assert_client(self, status: int, told: str, *arguments: str, given: str = "") -> None:
+        got, output = run_client(*arguments, given=given)
         self.assertTrue(got == status and told in output, (got, output))
 
     def test_settings(self) -> None:
@@ -164,6 +172,20 @@ class Subcommands(BoxTestCase):
         self.assert_client(0, "tcp_port is 9002", "set", "tcp_port", "9002")
         self.assert_client(2, "", "set", "tcp_port", "many")
         self.assert_client(1, "no box answers", "config", "--port", "9", "--timeout", "0.2")
+
+    def test_secrets_are_shown_to_who_asks_for_them(self) -> None:
+        phrase, word = "hidden phrase", "hidden word"
+        self.assert_client(0, "camera_psk is ***", "wifi set", "--camera", "wlan0", "OSMO", "-", given=f"{phrase}\n")
+        self.assert_client(0, "server_pass is ***", "set", "server_connection", LOOPBACK, "4343", "me", "-", "box", "off",
+                           given=f"{word}\n")
+        self.assert_client(0, "rtmp_url is rtmp://a/app/***", "set", "rtmp_url", "rtmp://a/app/hidden")
+        wait_until(lambda: self.box.mirror["camera_psk"] == phrase, "it is in force")
+        asking = ("--for", "1", "--send", '{"cmd":"configrequest"}')
+        for command in (("config",), ("config", "--json"), ("watch", *asking), ("watch", "--json", *asking)):
+            self.assertNotIn("hidden", run_client(*command)[1])
+        for command in (("config",), ("watch", "--json", *asking)):
+            output = run_client(*command, "--secrets")[1]
+            self.assertTrue(all(text in output for text in (phrase, word, "app/hidden")), output)
 
     def test_scan_with_a_quote_in_a_name_and_a_reader_of_something_else(self) -> None:
         self.box.stand_ins.answer("iwlist", output='ESSID:"Caf"e"\nESSID:"Home"\n')
@@ -179,3 +201,43 @@ class Subcommands(BoxTestCase):
         self.assert_client(0, "sent {", "camera", "iso", "400")
         camera.wait_for(lambda got: got.name.startswith("set iso"))
         self.assert_client(2, "", "camera", "fly")
+
+
+class Screen(BoxTestCase):
+    """What the client shows on a terminal, the lines of every picture that it draws."""
+
+    def resize(self, columns: int, rows: int) -> None:
+        self.size = columns, rows
+        fcntl.ioctl(self.terminal, termios.TIOCSWINSZ, struct.pack("4H", rows, columns, 0, 0))
+
+    def shows(self, *words: str) -> bool:
+        """Whether the newest picture has a line with each; none was ever larger than the terminal."""
+        while select.select([self.terminal], [], [], 0)[0]:
+            self.seen += os.read(self.terminal, 65536)
+        pictures = ["", *self.seen.decode("utf-8", "replace").split("\033[H")[1:-1]]
+        drawn = [re.sub(r"\033\[[\d;?]*[A-Za-z]|\r", "", text).split("\n") for text in pictures]
+        self.assertLessEqual((max(map(len, drawn)), max(map(len, sum(drawn, [])))), (15, 80))
+        self.picture = drawn[-1]
+        return all(any(re.search(word, line) for line in self.picture) for word in words)
+
+    def test_what_is_over_says_so_and_all_of_it_fits(self) -> None:
+        self.terminal, inside = os.openpty()
+        self.addCleanup(os.close, self.terminal)
+        self.seen = b""
+        self.resize(80, 15)
+        client = subprocess.Popen([TOOLS / "box_client.py", "--host", LOOPBACK], stdin=inside, stdout=inside, stderr=inside,
+                                  env=os.environ | {"TERM": "xterm"}, start_new_session=True)
+        os.close(inside)
+        self.addCleanup(client.wait)
+        self.addCleanup(client.kill)
+        with SimulatedCamera(model=CameraModel()):
+            wait_until(lambda: self.shows("^no video, camera connected, RC off, no outputs on", r"battery +\ds 92 %",
+                                          "in a taller window"), "all is shown")
+        wait_until(lambda: self.shows("^no video, camera disconnected,", r"battery +\ds was 92 %", "was video mode"),
+                   "the camera is gone")
+        self.assertIn(b"\033[90m      battery", self.seen)
+        self.resize(40, 10)
+        wait_until(lambda: self.shows("^no outputs on$") and (len(self.picture), max(map(len, self.picture))) == (10, 40),
+                   "it is drawn anew")
+        client.send_signal(signal.SIGINT)
+        self.assertEqual(client.wait(TIMEOUT), 0)
