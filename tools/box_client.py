@@ -150,9 +150,9 @@ def add_common(parser: argparse.ArgumentParser) -> None:
     add("--json", action="store_true", help="print JSON lines")
 
 
-def add_secrets(parser: argparse.ArgumentParser) -> None:
+def add_secrets(parser: argparse.ArgumentParser, where: str = "") -> None:
     parser.add_argument("--secrets", action="store_true",
-                        help="show pass phrases and the keys of streams")
+                        help=f"{where}show pass phrases and the keys of streams")
 
 
 def add_yes(parser: argparse.ArgumentParser) -> None:
@@ -174,7 +174,7 @@ def add_watch(parser: argparse.ArgumentParser) -> None:
         help="write the video payloads to FILE; '-' is standard output, text goes to stderr then")
     add("--whole-pictures", action="store_true",
         help="with --video: write only H.264 pictures that are whole and can be decoded")
-    add_secrets(parser)
+    add_secrets(parser, "with --json: ")
     add_yes(parser)
     parser.set_defaults(run=run_watch)
 

@@ -10,6 +10,7 @@ from typing import Any, Callable
 from . import app_protocol, camera_words, report as reports, secret_input, settings_words
 from .box_link import BoxLink, NoAnswer
 from .program import Failed
+from .record_text import printable
 from .report import Report
 from .settings_words import INTERFACES, UNCHANGED, WIFI, WIFI_MEMBERS
 
@@ -122,7 +123,7 @@ def run_power(options: argparse.Namespace) -> None:
 
 
 def _report_lines(report: Report) -> list[str]:
-    rows = [(member, str(value), settings_words.setting_of(member))
+    rows = [(member, printable(str(value)), settings_words.setting_of(member))
             for member, value in report.items() if member != "ifaces"]
     rows += [("ifaces", f"{entry.get('name')} {entry.get('addr')}", "")
              for entry in report.get("ifaces", [])]
@@ -146,7 +147,7 @@ def _change(options: argparse.Namespace, link: BoxLink, name: str, values: list[
     in_force = {member: str(report[member]) for member in expected}
     if not options.secrets:
         in_force = reports.without_secrets(in_force)
-    told = [reports.in_words(*each) for each in in_force.items()]
+    told = [printable(reports.in_words(*each)) for each in in_force.items()]
     untold = [value.title for value in settings_words.SETTINGS.get(name, ()) if not value.member]
     if untold and name != "video_resolution":
         told.append(f"{name} {', '.join(untold)}: sent, the box does not report it")
@@ -154,9 +155,11 @@ def _change(options: argparse.Namespace, link: BoxLink, name: str, values: list[
 
 
 def _with_secrets(values: tuple[settings_words.Value, ...], texts: list[str]) -> list[str]:
-    """The texts, where pass phrases were asked for."""
+    """The texts, with the pass phrases that are asked for."""
+    if len(texts) != len(values):
+        return texts
     return [secret_input.take(text, value.key) if settings_words.is_secret(value.key) else text
-            for value, text in zip(values, texts)] + texts[len(values):]
+            for value, text in zip(values, texts)]
 
 
 def run_set(options: argparse.Namespace) -> None:
@@ -177,7 +180,7 @@ def run_wifi_scan(options: argparse.Namespace) -> None:
         names = ask(link, command, lambda text: _read_scan(code, text),
                     SCAN_TIMEOUT, SCAN_AGAIN_AFTER)
     networks = names.split(",") if names else []
-    _tell(options, "\n".join(name or "(hidden)" for name in networks) or "no network found",
+    _tell(options, "\n".join(printable(name) or "(hidden)" for name in networks) or "no network found",
           interface=options.interface, networks=networks)
 
 

@@ -90,5 +90,5 @@ def in_words(member: str, value: Any) -> str:
 
 def changes(before: Report, after: Report) -> list[str]:
     """What has become of what, in words; a secret one is only told to be another."""
-    return [in_words(member, shown(member, value)) + (" now" if value else "")
+    return [f"{in_words(member, shown(member, value))} now"
             for member, value in after.items() if member in MEMBERS and before.get(member) != value]

@@ -34,10 +34,10 @@ def _is_address(text: str) -> bool:
                                    for part in parts)
 
 
-def _receivers_fault(text: str) -> str:
+def _receivers_fault(text: str, last_port: int = 65535) -> str:
     for receiver in text.split(",") if text else ():
         address, _, port = receiver.partition(":")
-        if not (_is_address(address) and port.isdecimal() and 0 < int(port) < 65536):
+        if not (_is_address(address) and port.isdecimal() and 0 < int(port) <= last_port):
             return f'"{receiver}" is not address:port, such as 192.168.1.10:5000'
     return ""
 
@@ -49,7 +49,7 @@ def _map_fault(text: str) -> str:
 
 CHECKS: dict[str, Callable[[str], str]] = {
     "udp_clients": lambda text: f"at most {UDP_RECEIVERS} receivers"
-        if text.count(",") >= UDP_RECEIVERS else _receivers_fault(text),
+        if text.count(",") >= UDP_RECEIVERS else _receivers_fault(text, 65534),  # sound: the port above
     "mpegts_clients": _receivers_fault,
     "rc_input_map": _map_fault,
     "ap_country": lambda text: "" if re.fullmatch("(00|[A-Z]{2})?", text)
@@ -73,7 +73,7 @@ class Value:
     member: str = ""
     words: tuple[str, ...] = ()
     key: str = ""
-    lowest: int = -2**31
+    lowest: int = 0
     highest: int = 2**31 - 1
     zero_is_unset: bool = False
 
@@ -132,7 +132,7 @@ def _value(row: dict[str, Any], parameter: dict[str, Any]) -> Value:
     """How the client asks for this value: `row` is the setting that it goes to."""
     words = parameter.get("words") or (
         [] if row["kind"] == "switch" else [choice["value"] for choice in row.get("choices", ())])
-    byte = {"lowest": 0, "highest": 255} if row["kind"] == "byte" else {}
+    byte = {"highest": 255} if row["kind"] == "byte" else {}
     limits = {name: row[name] for name in ("lowest", "highest") if name in row}
     # The box takes 0 for its own default, where there is one.
     unset = row.get("default_for_empty", row["key"] == "audio_bitrate")
