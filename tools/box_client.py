@@ -37,8 +37,6 @@ from fieldrelaybox.box_link import BoxLink
 from fieldrelaybox.relay import parse_account, whole_account
 from fieldrelaybox.watch_state import BOX_SILENT_AFTER
 
-CHANNELS = (*range(1, 14), 36, 40, 44, 48)
-"""Of the box's access point."""
 TAKE_A_VALUE = ("--host", "--port", "--relay", "--timeout")
 
 
@@ -221,7 +219,7 @@ def add_wifi(parser: argparse.ArgumentParser) -> None:
                           ("--ap", "the box's own access point")):
         change.add_argument(option, nargs=3, metavar=("IFACE", "SSID", "PASSWORD"), help=title)
     change.add_argument("--band", choices=("2.4", "5"), help="band of the access point")
-    change.add_argument("--channel", type=int, choices=CHANNELS, metavar="CHANNEL",
+    change.add_argument("--channel", type=program.number(1, 165, int),
                         help="its channel: 1 to 13, or 36, 40, 44 or 48")
     change.add_argument("--country", help="its country code")
     change.set_defaults(run=client_commands.run_wifi_set)
