@@ -28,7 +28,7 @@ import argparse
 import os
 import sys
 import time
-from typing import BinaryIO, Callable
+from typing import Callable
 
 from fieldrelaybox import (
     app_protocol, box_status, camera_words, client_commands, program, report, settings_words, watch)
@@ -46,27 +46,27 @@ class WholePictures:
     START = b"\0\0\0\1"
     PARAMETER_SET = START + b"\x67"
 
-    def __init__(self, out: BinaryIO) -> None:
-        self._out, self._held, self._open = out, b"", False
+    def __init__(self) -> None:
+        self._held, self._open = b"", False
 
-    def write(self, payload: bytes) -> None:
+    def take(self, payload: bytes) -> bytes:
+        """What is whole now."""
         self._held += payload
         if not self._open:
             start = self._held.find(self.PARAMETER_SET)
             self._open = start >= 0
             self._held = self._held[start if self._open else 1 - len(self.PARAMETER_SET):]
-        if self._open:
-            end = self._held.rfind(self.START)
-            self._out.write(self._held[:end])
-            self._held = self._held[end:]
+        end = max(self._held.rfind(self.START), 0) if self._open else 0
+        whole, self._held = self._held[:end], self._held[end:]
+        return whole
 
 
 class Watcher:
     """Receives until told to stop, and hands everything to the view and the video file."""
 
     def __init__(self, link: BoxLink, view: watch.View,
-                 video: BinaryIO | WholePictures | None) -> None:
-        self._link, self._view, self._video = link, view, video
+                 write_video: Callable[[bytes], None] | None) -> None:
+        self._link, self._view, self._write_video = link, view, write_video
         self._counters = watch.Counters(link.data_only)
         self._silent = False
 
@@ -88,8 +88,8 @@ class Watcher:
 
     def _take(self, message: Message) -> None:
         self._counters.add(message)
-        if message.kind == app_protocol.VIDEO and self._video:
-            self._video.write(message.payload)
+        if message.kind == app_protocol.VIDEO and self._write_video:
+            self._write_video(message.payload)
         elif message.kind == app_protocol.RECORD:
             if app_protocol.is_json(message.payload):
                 self._take_text(message.payload.rstrip(b"\0\n").decode("utf-8", "replace"))
@@ -112,18 +112,27 @@ class Watcher:
         self._silent = quiet > BOX_SILENT_AFTER
 
 
-def open_video(name: str | None, whole_pictures: bool) -> BinaryIO | WholePictures | None:
+def open_video(name: str | None) -> int | None:
     if name is None:
         return None
-    out = os.fdopen(os.dup(1), "wb", 0) if name == "-" else open(name, "wb", 0)
-    return WholePictures(out) if whole_pictures else out
+    if name == "-":
+        return os.dup(1)
+    return os.open(name, os.O_WRONLY | os.O_CREAT | os.O_TRUNC | os.O_CLOEXEC, 0o666)
+
+
+def video_writer(video: int | None, whole_pictures: bool,
+                 ending: program.Ending) -> Callable[[bytes], None] | None:
+    if video is None:
+        return None
+    pictures = WholePictures()
+    return lambda payload: ending.write(video, pictures.take(payload) if whole_pictures else payload)
 
 
 def run_watch(options: argparse.Namespace) -> None:
     commands = [app_protocol.command(text) for text in options.send]
     for text in options.send:
         client_commands.be_sure(options, text)
-    video = open_video(options.video, options.whole_pictures)
+    video = open_video(options.video)
     out = sys.stderr if options.video == "-" else sys.stdout
     view = watch.choose_view(out, as_json=options.json, secrets=options.secrets, pace=options.pace,
                              data_only=options.data_only, headlines=options.headline)
@@ -134,7 +143,8 @@ def run_watch(options: argparse.Namespace) -> None:
                       + (" for data only" if options.data_only else ""))
             for datagram in commands:
                 link.send(datagram)
-            Watcher(link, view, video).run(options.seconds, ending)
+            write_video = video_writer(video, options.whole_pictures, ending)
+            Watcher(link, view, write_video).run(options.seconds, ending)
 
 
 def add_common(parser: argparse.ArgumentParser) -> None:

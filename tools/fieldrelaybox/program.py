@@ -97,6 +97,14 @@ class Ending:
         select.select([self._woken, *readable], [], [], timeout and max(timeout, 0.0))
         return self.asked
 
+    def write(self, descriptor: int, data: bytes) -> None:
+        """All of it, unless the end is asked for while nobody takes it."""
+        while data:
+            if select.select([self._woken], [descriptor], [])[1]:
+                data = data[os.write(descriptor, data[:select.PIPE_BUF]):]
+            elif self.asked:
+                return
+
 
 def run(main: Callable[[], int | None]) -> NoReturn:
     """Carry out a program. Whatever cannot be is one line, and nobody has to read to the end."""
