@@ -180,9 +180,10 @@ class Subcommands(BoxTestCase):
                            given=f"{word}\n")
         self.assert_client(0, "rtmp_url is rtmp://a/app/***", "set", "rtmp_url", "rtmp://a/app/hidden")
         wait_until(lambda: self.box.mirror["camera_psk"] == phrase, "it is in force")
-        asking = ("--for", "1", "--send", '{"cmd":"configrequest"}')
+        asking = ("--for", "2", "--send", '{"cmd":"configrequest"}')
         for command in (("config",), ("config", "--json"), ("watch", *asking), ("watch", "--json", *asking)):
-            self.assertNotIn("hidden", run_client(*command)[1])
+            self.assertRegex(output := run_client(*command)[1], r"\*\*\*|settings: reported")
+            self.assertNotIn("hidden", output)
         for command in (("config",), ("watch", "--json", *asking)):
             output = run_client(*command, "--secrets")[1]
             self.assertTrue(all(text in output for text in (phrase, word, "app/hidden")), output)
@@ -207,7 +208,6 @@ class Screen(BoxTestCase):
     """What the client shows on a terminal, the lines of every picture that it draws."""
 
     def resize(self, columns: int, rows: int) -> None:
-        self.size = columns, rows
         fcntl.ioctl(self.terminal, termios.TIOCSWINSZ, struct.pack("4H", rows, columns, 0, 0))
 
     def shows(self, *words: str) -> bool:

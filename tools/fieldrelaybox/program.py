@@ -104,6 +104,8 @@ class Ending:
                 data = data[os.write(descriptor, data[:select.PIPE_BUF]):]
             elif self.asked:
                 return
+            else:
+                os.read(self._woken, 1)  # another signal, such as Ctrl-Z
 
 
 def run(main: Callable[[], int | None]) -> NoReturn:
