@@ -47,12 +47,13 @@ kill_later() {
 }
 
 # Waits for process $1 and returns its status; a signal meanwhile calls "$2 $1". Bash loses the status
-# of what ends while a trap runs (127, 255): then it was the signal that ended it.
+# of what ends while a trap runs (127, 255): then it was the signal that ended it. Of two signals one
+# may end the wait without its trap: then the process is still there.
 await() {
     local status interrupted=yes signalled=""
     # shellcheck disable=SC2064
     trap "interrupted=yes signalled=yes; $2 $1" TERM INT
-    while [ -n "$interrupted" ]; do
+    while [ -n "$interrupted" ] || kill -0 "$1" 2>/dev/null; do
         interrupted=""
         wait "$1" 2>/dev/null # bash would tell that it was killed
         status=$?
@@ -111,16 +112,21 @@ sandbox: kernel.apparmor_restrict_unprivileged_userns, or at the container's lim
     fi
 }
 
-# The first process inside, as seen from here; empty once it has ended.
-first_process() {
-    local children=""
-    read -r children _ 2>/dev/null <"/proc/$1/task/$1/children"
-    [ -n "$children" ] && echo "$children"
+# Puts the first process inside unshare process $1, as seen from here, into "first"; fails once it has ended.
+# Without a subshell, which a second Ctrl-C would end: everything would be killed at once.
+find_first_process() {
+    first=""
+    read -r first _ 2>/dev/null <"/proc/$1/task/$1/children"
+    [ -n "$first" ]
 }
 
 # Asks what runs inside unshare process $1 to end.
 pass_on() {
-    kill -TERM "$(first_process "$1")" 2>/dev/null || kill -KILL "$1" 2>/dev/null
+    if find_first_process "$1"; then
+        kill -TERM "$first" 2>/dev/null
+    else
+        kill -KILL "$1" 2>/dev/null
+    fi
 }
 
 outside() {
@@ -140,7 +146,7 @@ outside() {
     if [ -n "$pid_file" ]; then
         # shellcheck disable=SC2064
         trap "rm -f '$pid_file'" EXIT
-        until first_process $launched >"$pid_file"; do
+        until find_first_process $launched && echo "$first" >"$pid_file"; do
             kill -0 $launched 2>/dev/null || break
             sleep 0.02
         done
