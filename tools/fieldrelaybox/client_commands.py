@@ -180,7 +180,8 @@ def run_wifi_scan(options: argparse.Namespace) -> None:
         names = ask(link, command, lambda text: _read_scan(code, text),
                     SCAN_TIMEOUT, SCAN_AGAIN_AFTER)
     networks = names.split(",") if names else []
-    _tell(options, "\n".join(printable(name) or "(hidden)" for name in networks) or "no network found",
+    nothing = "no network found; the box's log says so if its radio was busy, off or missing"
+    _tell(options, "\n".join(printable(name) or "(hidden)" for name in networks) or nothing,
           interface=options.interface, networks=networks)
 
 
