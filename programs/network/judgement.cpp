@@ -50,14 +50,20 @@ int undo(const Options& options, const Wishes& accepted, const Wanted& wanted) {
     return go_back_to(accepted, options.keep_trying ? fieldrelaybox::exit_unable : exit_refused);
 }
 
+// Then what leads in is there as well, and a camera that comes late is joined.
+bool differ_in_camera_alone(const Wishes& accepted, const Wishes& wanted) {
+    return accepted.home == wanted.home && accepted.access_point == wanted.access_point;
+}
+
 // What to do with new networks that did not answer in time.
 int judge_silent(const Options& options, const Wishes& accepted, const Wanted& wanted,
                  bool is_way_in) {
     if (is_way_in)
         log_warning("the new networks have not answered; they stay as there is another way in, and "
                     "those of before are what the box falls back on");
-    else if (is_refused(wanted) && wanted.wishes.camera && has_joined(camera_uuid))
-        log_line("the camera is joined and nothing else answers: the networks stay until the next "
+    else if (is_refused(wanted) && wanted.wishes.camera &&
+             (differ_in_camera_alone(accepted, wanted.wishes) || has_joined(camera_uuid)))
+        log_line("nothing answers by the networks of before either: these stay until the next "
                  "start");
     else
         return undo(options, accepted, wanted);
@@ -113,15 +119,16 @@ int prove(const Options& options, const Wishes& accepted, const Wanted& wanted, 
         return somebody_came_by(wanted.wishes) ||
                (is_way_in() && answer_all(accepted, wanted.wishes));
     };
-    if (has_answered())
-        return accept(wanted);
-    if (!is_way_in())
+    const bool at_once = has_answered();
+    // Those of an earlier run had their time.
+    if (!novelty.is_fresh && (at_once || is_way_in()))
+        return at_once ? accept(wanted) : judge_silent(options, accepted, wanted, true);
+    if (!at_once && !is_way_in())
         log_line("the new networks take the only way in: undone in %d s unless somebody comes by "
                  "them",
                  options.trial_seconds);
-    else if (!novelty.is_fresh)
-        return judge_silent(options, accepted, wanted, true);
-    switch (await_answer(wanted.text, options.trial_seconds, has_answered)) {
+    switch (at_once ? Verdict::answered
+                    : await_answer(wanted.text, options.trial_seconds, has_answered)) {
     case Verdict::interrupted:
         return 0;
     case Verdict::silent:

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <span>
 #include <string_view>
 
@@ -57,6 +58,7 @@ int run_with_trial(const char* seconds) {
 } // namespace
 
 int main(int count, char** values) {
+    setenv("LC_ALL", "C", 1); // what nmcli answers is in the language of the system otherwise
     const std::span<char* const> arguments(values, static_cast<std::size_t>(count));
     if (arguments.size() < 2)
         return run({});

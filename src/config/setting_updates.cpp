@@ -69,6 +69,8 @@ void warn_of_what_is_lost(const Setting& setting) {
     const std::string_view text = text_in(record, setting.field);
     if (text.find('"') != std::string_view::npos)
         warn(setting, "holds a double quote, which the configuration file or report cannot hold");
+    if (text.find(" ;") != std::string_view::npos)
+        warn(setting, "holds a blank before a semicolon, where the configuration file ends it");
     if (format_setting(setting, record).size() > longest_config_line)
         warn(setting, "is too long to be read back whole from the configuration file");
 }

@@ -106,7 +106,7 @@ class RadioBox(InstalledBox):
                                         f"channel={RADIOS[place]}\n{security}{lines}").encode())
         self.run_unit(f"{place}-radio", place, f"/run/neighbour /run/{place}.conf")
         self.wait_until(f"ip -n {place} link show {interface} | grep -q 'state UP'")
-        self.run(f"ip -n {place} address replace {subnet}.1/24 dev {interface}")
+        self.run(f"ip -n {place} address replace {subnet}.1/24 dev {interface}; rm -f /run/{place}.leases")
         self.run_unit(f"{place}-addresses", place,
                       f"dnsmasq --no-daemon --user=root --port=0 --conf-file=/dev/null --no-ping --interface={interface} "
                       f"--dhcp-leasefile=/run/{place}.leases --dhcp-range={subnet}.{LEASE},{subnet}.{LEASE},1h "

@@ -22,11 +22,11 @@ PREPARE = ROOT / "packaging/bin/prepare-configuration"
 SEED = int(os.environ.get("SEED") or random.randrange(1 << 32))
 
 
-def port_of(settings: bytes) -> int:
+def port_of(settings: bytes, sample: bytes) -> int:
     """The setting that the stories change, of settings that are otherwise those of the sample."""
-    found = re.search(rb"^tcp_port=(\d+)\r?$", settings, re.MULTILINE)
-    assert found and re.search(rb"^server_devid=", settings, re.MULTILINE), settings
-    return int(found[1])
+    before, port, after = re.split(rb"^(tcp_port=\d+)", settings, 1, re.MULTILINE)
+    assert before + after == re.sub(rb"(?m)^tcp_port=\d+", b"", sample), settings
+    return int(port.partition(b"=")[2])
 
 
 def decision(partition: Path) -> bytes:
@@ -56,7 +56,8 @@ class PowerCuts(unittest.TestCase):
         partition, state = with_log.directory / "partition", with_log.directory / "state"
         with_log.write_log = with_log.directory / "writes"
         with_log.card.copy_partition(partition)
-        ports = [int(port_of(with_log.card.read(ON_CARD)))]
+        sample = with_log.card.read(ON_CARD)
+        ports = [port_of(sample, sample)]
         with_log.start()
         for port in range(8600, 8603 if SHORT else 8610):
             with_log.set("tcp_port", str(port))
@@ -71,7 +72,7 @@ class PowerCuts(unittest.TestCase):
                 card.write(data)
                 card.flush()
                 run("cp", "--sparse=always", partition, state)
-                port = port_of(decision(state))
+                port = port_of(decision(state), sample)
                 tried += 1
                 if port not in seen:
                     seen.append(port)

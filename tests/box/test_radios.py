@@ -178,10 +178,25 @@ class Radios(unittest.TestCase):
         self.box.wait_until("[ ! -e /run/wlan.update ] && [ $(systemctl is-active fieldrelaybox-network) = inactive ]")
         self.assertEqual(self.state(), before)
 
+    def test_power_goes_and_comes(self) -> None:
+        self.join("camera", *CAMERA)
+        self.join("network", *HOME)
+        self.box.await_saves()
+        self.box.cut_power()
+        self.box.start()
+        self.box.begin_filming()
+        for place, name in (("camera", "OSMO_x1"), ("home", "Home")):
+            self.box.put_up(place, name)
+        self.await_joined("camera")
+        self.await_joined("home")
+        self.box.seconds_to_video("true")
+        self.assertNotRegex("\n".join(self.box.journal()), "undone|cannot|refused")
+
     def test_phone_in_the_access_point(self) -> None:
+        self.join("network", *HOME)  # which has its interface before
         for band in (POINT[4:], ("--band", "5", "--channel", "36", "--country", "US")):
             with self.subTest(band):
-                self.assertEqual(self.box.client("wifi", "set", "--ap", *POINT[1:4], *band)[0], 0)
+                self.assertEqual(self.box.client("wifi", "set", *NO_HOME, "--ap", *POINT[1:4], *band)[0], 0)
                 self.box.join_phone("Box", PHRASES["ap"])
                 status, output = self.box.client("watch", "--json", "--for", "8", place="phone")
                 self.assertEqual(status, 0, output)

@@ -14,7 +14,7 @@ PREVIOUS = os.environ.get("PREVIOUS")
 LEFT = (r"find / -xdev \( -path /var/log -o -path /var/lib/dpkg \) -prune -o "
         r"\( -name '*fieldrelaybox*' -o -name rcin.cal \) -print; ls -A /boot/firmware; "
         r"find /run /dev/shm -name '*fieldrelaybox*' -o -name '*_mem'; getent passwd | grep fieldrelaybox; "
-        "ps -e -o comm= | grep -E '^(fieldrelaybox|search-camera|hostapd|dnsmasq)' || true")
+        "ps -e -o comm= | grep -E '^(fieldrelaybox|search-|hostapd|dnsmasq)' || true")
 
 
 class Upgrade(unittest.TestCase):

@@ -164,7 +164,7 @@ class Network(unittest.TestCase):
         (self.home / "camera").write_text("activated\n")
         self.restart()
         self.assertEqual(self.make("--trial", "1"), 0)
-        self.assertIn("the camera is joined", self.log)
+        self.assertIn("these stay until the next start", self.log)
         self.runs()
         self.assertEqual(self.make(), 0)
         self.assertEqual(self.runs(), [])
@@ -172,6 +172,13 @@ class Network(unittest.TestCase):
         self.restart()
         self.assertEqual(self.make("--trial", "1"), 3)
         self.assertEqual(self.files(), before)
+        both = self.accept(**HOME, **OF_CAMERA)
+        refused = (self.home / "state/accepted.conf").read_text()
+        self.accept(**HOME)
+        (self.home / "state/refused.conf").write_text(refused)
+        self.restart()
+        self.assertEqual(self.make("--trial", "1", **HOME, **OF_CAMERA), 0)  # for a camera that comes late
+        self.assertEqual(self.files().keys(), both.keys())
 
     def test_what_has_not_answered_is_not_fallen_back_on(self) -> None:
         self.assertEqual(self.make(**OF_CAMERA), 0, self.log)
