@@ -102,6 +102,8 @@ std::optional<int> go_back_unless_cut_off(const Options& options, const Wishes& 
     case Verdict::interrupted:
         return 0;
     case Verdict::answered:
+        if (is_there(accept_file()))
+            return 0; // whoever accepts them waits for this one's end
         return refuse(accepted, "nobody came by the networks of the settings when they were tried");
     case Verdict::silent:
         break;
