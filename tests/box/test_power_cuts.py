@@ -24,9 +24,10 @@ SEED = int(os.environ.get("SEED") or random.randrange(1 << 32))
 
 def port_of(settings: bytes, sample: bytes) -> int:
     """The setting that the stories change, of settings that are otherwise those of the sample."""
-    before, port, after = re.split(rb"^(tcp_port=\d+)", settings, 1, re.MULTILINE)
-    assert before + after == re.sub(rb"(?m)^tcp_port=\d+", b"", sample), settings
-    return int(port.partition(b"=")[2])
+    port, others = re.compile(rb"^tcp_port=(\d+)$", re.MULTILINE), settings.replace(b"\r", b"")
+    found = port.search(others)
+    assert found and port.sub(b"", others) == port.sub(b"", sample.replace(b"\r", b"")), settings
+    return int(found[1])
 
 
 def decision(partition: Path) -> bytes:

@@ -11,6 +11,7 @@ from pathlib import Path
 from installed import INSTALL, IS_RUNNING, InstalledBox, packages, put
 
 PREVIOUS = os.environ.get("PREVIOUS")
+IS_SEARCHING = "systemctl is-active fieldrelaybox-search@camera"
 LEFT = (r"find / -xdev \( -path /var/log -o -path /var/lib/dpkg \) -prune -o "
         r"\( -name '*fieldrelaybox*' -o -name rcin.cal \) -print; ls -A /boot/firmware; "
         r"find /run /dev/shm -name '*fieldrelaybox*' -o -name '*_mem'; getent passwd | grep fieldrelaybox; "
@@ -21,6 +22,8 @@ class Upgrade(unittest.TestCase):
     def test_back_and_forth_and_purge(self) -> None:
         with InstalledBox() as box:
             box.set("tcp_port", "8600")
+            box.run("fieldrelaybox-client wifi set --host 127.0.0.1 --timeout 20 --camera wlan0 OSMO_x1 'a phrase'")
+            box.wait_until(IS_SEARCHING)
             box.await_saves()
             put(box, "/tmp/previous", packages(directory=Path(PREVIOUS)) if PREVIOUS else packages(version="0~before"))
             put(box, "/tmp/current", packages())
@@ -29,7 +32,7 @@ class Upgrade(unittest.TestCase):
             for release in ("previous", "current"):
                 before = box.run("systemctl show -P MainPID fieldrelaybox")
                 box.run(f"cd /tmp/{release} && {INSTALL} --allow-downgrades ./*.deb", timeout=600)
-                box.wait_until(IS_RUNNING)
+                box.wait_until(f"{IS_RUNNING} && {IS_SEARCHING}")
                 self.assertNotEqual(box.run("systemctl show -P MainPID fieldrelaybox"), before)
                 versions.append(box.run("dpkg-query -W -f '${Version}' fieldrelaybox"))
                 self.assertEqual(box.setting("tcp_port"), "8600")
