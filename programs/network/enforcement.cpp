@@ -117,7 +117,7 @@ int take_turn(const Options& options) {
         fs::permissions(own_folder, fs::perms::owner_all, error);
     if (options.without_trial)
         write_state(accept_file(), "1\n");
-    const std::string path = std::string(own_folder) + "/lock";
+    const std::string path = own_path("lock");
     const int lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (lock < 0 || flock(lock, LOCK_EX) != 0) {
         log_error("%s", fieldrelaybox::failure_of("lock", path).c_str());

@@ -13,10 +13,6 @@ std::string connection_path(const std::string& id) {
     return "/run/NetworkManager/system-connections/" + id + ".nmconnection";
 }
 
-std::string own_path(const char* name) {
-    return std::string(own_folder) + '/' + name;
-}
-
 // As a list of bytes, which has no characters of a meaning of their own.
 std::string bytes_of(std::string_view name) {
     std::string list;
@@ -111,6 +107,10 @@ File search_file(const char* name, const std::optional<Wifi>& wifi) {
 }
 
 } // namespace
+
+std::string own_path(const char* name) {
+    return std::string(own_folder) + '/' + name;
+}
 
 std::vector<File> camera_files(const std::optional<Wifi>& camera) {
     return {connection_file(camera_connection, camera), search_file("camera.env", camera)};

@@ -10,6 +10,9 @@
 namespace network {
 
 inline constexpr const char* own_folder = "/run/fieldrelaybox-network";
+// Of a file in it.
+std::string own_path(const char* name);
+
 // Who has an address of the access point's network.
 inline constexpr const char* leases_file = "/run/fieldrelaybox-network/leases";
 // Keeps NetworkManager's hands off the access point's interface.

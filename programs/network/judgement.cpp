@@ -121,16 +121,19 @@ int prove(const Options& options, const Wishes& accepted, const Wanted& wanted, 
         return somebody_came_by(wanted.wishes) ||
                (is_way_in() && answer_all(accepted, wanted.wishes));
     };
-    const bool at_once = has_answered();
-    // Those of an earlier run had their time.
-    if (!novelty.is_fresh && (at_once || is_way_in()))
-        return at_once ? accept(wanted) : judge_silent(options, accepted, wanted, true);
-    if (!at_once && !is_way_in())
+    const auto stay = [&] {
+        log_line("the new networks answer: they stay");
+        return accept(wanted);
+    };
+    if (has_answered())
+        return novelty.is_fresh ? stay() : accept(wanted);
+    if (!is_way_in())
         log_line("the new networks take the only way in: undone in %d s unless somebody comes by "
                  "them",
                  options.trial_seconds);
-    switch (at_once ? Verdict::answered
-                    : await_answer(wanted.text, options.trial_seconds, has_answered)) {
+    else if (!novelty.is_fresh)
+        return judge_silent(options, accepted, wanted, true);
+    switch (await_answer(wanted.text, options.trial_seconds, has_answered)) {
     case Verdict::interrupted:
         return 0;
     case Verdict::silent:
@@ -138,8 +141,7 @@ int prove(const Options& options, const Wishes& accepted, const Wanted& wanted, 
     case Verdict::answered:
         break;
     }
-    log_line("the new networks answer: they stay");
-    return accept(wanted);
+    return stay();
 }
 
 } // namespace network

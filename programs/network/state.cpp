@@ -20,10 +20,6 @@ std::string lasting(const char* name) {
     return std::string(folder != nullptr ? folder : "/var/lib/fieldrelaybox-network") + '/' + name;
 }
 
-std::string until_restart(const char* name) {
-    return std::string(own_folder) + '/' + name;
-}
-
 } // namespace
 
 std::string accepted_file() {
@@ -35,15 +31,15 @@ std::string refused_file() {
 }
 
 std::string trial_file() {
-    return until_restart("trial");
+    return own_path("trial");
 }
 
 std::string unfinished_file() {
-    return until_restart("unfinished");
+    return own_path("unfinished");
 }
 
 std::string accept_file() {
-    return until_restart("accept");
+    return own_path("accept");
 }
 
 bool is_there(const std::string& path) {
