@@ -36,13 +36,22 @@ function readReport(text: string): Report | undefined {
 // A name may hold quotes, so from the outside in. A comma in a name cannot be told from one between two.
 const scanReply = /^\{"cmd":"wlanscan","param":"([12])","value":"([^]*)"\}$/;
 
+// A scan tells each byte that is no printable ASCII as \xC3.
+function plainName(told: string): string {
+  try {
+    return decodeURIComponent(told.replaceAll('%', '%25').replace(/\\x([0-9A-F]{2})/gi, '%$1'));
+  } catch {
+    return told;
+  }
+}
+
 export function makeReplyReader(): (text: string, store: Store, tell: (text: string) => void) => void {
   let told = '';
   return (text, store, tell) => {
     const scan = scanReply.exec(text);
     if (scan) {
       const list = scan[2] ?? '';
-      store.set('scan', { radio: interfaces[Number(scan[1])] ?? '', names: list ? list.split(',') : [] });
+      store.set('scan', { radio: interfaces[Number(scan[1])] ?? '', names: list ? list.split(',').map(plainName) : [] });
     } else if (text.startsWith('{"udp_en":')) {
       const report = readReport(text);
       if (report) {

@@ -180,7 +180,7 @@ test('a file is read as the box reads it', () => {
   assert.deepEqual(importSettings('udp_enabld=1\n\ufffd\ntcp_port=1\0 2\n').unread, ['udp_enabld', '\ufffd']);
 });
 
-test('the last good report stays, a broken one is told once; names of a scan are not escaped', () => {
+test('the last good report stays, a broken one is told once; names of a scan are escaped but for quotes', () => {
   const store = makeStore();
   const told: string[] = [];
   const take = makeReplyReader();
@@ -192,8 +192,8 @@ test('the last good report stays, a broken one is told once; names of a scan are
   assert.equal(store.get('report')?.rtmp_url, everyKey.rtmp_url);
   say('{"udp_en":1,"vw":null,"avol":{"x":1},"ifaces":[{"name":"e","addr":"1.2.3.4"},{"name":7},null]}');
   assert.deepEqual(store.get('report'), { udp_en: 1, ifaces: [{ name: 'e', addr: '1.2.3.4' }] });
-  say('{"cmd":"wlanscan","param":"2","value":"A"}"B,,<b>\\"}');
-  assert.deepEqual(store.get('scan'), { radio: 'wlan0', names: ['A"}"B', '', '<b>\\'] });
+  say('{"cmd":"wlanscan","param":"2","value":"A"}"B,,<b>\\,Caf\\xC3\\xA9 5%,\\xC3"}');
+  assert.deepEqual(store.get('scan'), { radio: 'wlan0', names: ['A"}"B', '', '<b>\\', 'Caf\u00e9 5%', '\\xC3'] });
   say('{"cmd":"wlanscan","param":"1","value":""}');
   assert.deepEqual(store.get('scan'), { radio: 'wifi0', names: [] });
   say('{"cmd":"else"}');

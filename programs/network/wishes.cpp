@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <charconv>
 #include <cstddef>
 #include <vector>
 
@@ -26,11 +27,32 @@ constexpr std::array own_keys{
     "wifi_iface", "wifi_ssid", "wifi_psk", "camera_iface", "camera_ssid", "camera_psk",
 };
 
+// Scans tell a byte that is no printable ASCII as \xC3, and apps hand a name back as it was told.
+std::string plain_name(std::string_view told) {
+    constexpr std::string_view mark = "\\x";
+    constexpr std::size_t digits = 2;
+    std::string name;
+    while (!told.empty()) {
+        const std::string_view number =
+            told.starts_with(mark) ? told.substr(mark.size(), digits) : std::string_view();
+        unsigned char byte = 0;
+        const char* const end = number.data() + number.size();
+        if (number.size() == digits && std::from_chars(number.data(), end, byte, 16).ptr == end) {
+            name += static_cast<char>(byte);
+            told.remove_prefix(mark.size() + digits);
+        } else {
+            name += told.front();
+            told.remove_prefix(1);
+        }
+    }
+    return name;
+}
+
 std::optional<Wifi> wifi_of(std::string_view interface_name, std::string_view name,
                             std::string_view phrase) {
     if (interface_name.empty() || name.empty())
         return std::nullopt;
-    return Wifi{std::string(interface_name), std::string(name), std::string(phrase)};
+    return Wifi{std::string(interface_name), plain_name(name), std::string(phrase)};
 }
 
 bool is_key(std::string_view phrase) {

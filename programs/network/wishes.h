@@ -19,7 +19,7 @@ inline constexpr std::size_t key_digits = 64;
 // Names and phrases are bytes of any kind; without a phrase the network is open.
 struct Wifi {
     std::string interface_name;
-    std::string name; // its SSID
+    std::string name; // its SSID, any bytes
     std::string phrase;
 
     bool operator==(const Wifi&) const = default;

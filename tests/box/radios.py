@@ -39,6 +39,10 @@ for place in camera home phone; do
     ip netns add $place
     ip -n $place link set lo up
     iw phy phy$radio set netns name $place
+    # wlan1 is free for the next as soon as it has become wifi0
+    name=$(ip -n $place -o link | sed -n 's/^[0-9]*: \(wlan[0-9]*\):.*/\1/p')
+    ip -n $place link set $name down
+    [ $name = wlan$radio ] || ip -n $place link set $name name wlan$radio
     radio=$((radio + 1))
 done
 """

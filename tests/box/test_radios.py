@@ -178,6 +178,19 @@ class Radios(unittest.TestCase):
         self.box.wait_until("[ ! -e /run/wlan.update ] && [ $(systemctl is-active fieldrelaybox-network) = inactive ]")
         self.assertEqual(self.state(), before)
 
+    def test_little_is_started_at_rest(self) -> None:
+        self.join("camera", *CAMERA)
+        self.join("network", *HOME)
+        begin, before = self.box.seconds(), self.started()
+        self.box.wait(30)
+        each = 30 * (self.started() - before) / (self.box.seconds() - begin)
+        print(f"\n{each:.0f} processes started in 30 s at rest")
+        self.assertLess(each, 50)
+
+    def started(self) -> int:
+        """Processes and threads since the start."""
+        return int(self.box.run("sed -n 's/^processes //p' /proc/stat"))
+
     def test_power_goes_and_comes(self) -> None:
         self.join("camera", *CAMERA)
         self.join("network", *HOME)
@@ -204,6 +217,10 @@ class Radios(unittest.TestCase):
                 self.assertIn('"access_point": true', output)
                 self.assertEqual(self.box.run("ip -n phone route show default"), "")
         self.assertEqual(self.box.journal()[-1], "the new networks answer: they stay")
+        self.box.run("pkill -KILL -x hostapd")
+        self.box.wait_until("! pgrep -x hostapd")
+        self.box.join_phone("Box", PHRASES["ap"])
+        self.assertEqual(self.box.client("config", place="phone")[0], 0)
 
     def test_odd_names(self) -> None:
         for name in ODD_NAMES:
@@ -213,6 +230,12 @@ class Radios(unittest.TestCase):
                     self.join("camera", "--camera", "wlan0", name, PHRASES["camera"])
                     self.assertEqual(self.box.run("iw dev wlan0 link | grep -c Connected"), "1\n")
                     self.box.ask_for("--camera", "none", "", "", told="camera: off")
+        self.box.put_up("camera", "\u00d6smo 5%")
+        told = self.box.client("wifi", "scan", "wlan0")[1]
+        self.assertIn("\u00d6smo 5%\n", told)
+        scanned = self.box.run("iwlist wlan0 scan | sed -n 's/.*ESSID:\"\\(.*smo.*\\)\"/\\1/p'").strip()
+        self.join("camera", "--camera", "wlan0", scanned, PHRASES["camera"])  # as apps hand it back
+        self.box.ask_for("--camera", "none", "", "", told="camera: off")
         self.box.put_up("camera", "open", "")
         self.join("camera", "--camera", "wlan0", "open", "")
 

@@ -1,5 +1,6 @@
 // The networks of the settings: what is refused, what is written for NetworkManager and hostapd,
 // what is done, and when a change needs a trial.
+#include "config/config_record.h"
 #include "network/files.h"
 #include "network/plan.h"
 #include "network/regulations.h"
@@ -122,6 +123,17 @@ TEST(Network, odd_names_and_phrases_reach_their_readers) {
         access_point_files(AccessPoint{{"w", "x", ""}, 2, 1, "00"}).front().text;
     EXPECT_EQ(open.find("wpa"), std::string::npos) << open;
     EXPECT_EQ(open.find("country"), std::string::npos) << open;
+}
+
+TEST(Network, names_may_be_written_as_scans_tell_them) {
+    const auto name_of = [](std::string_view told) {
+        ConfigRecord settings{};
+        fieldrelaybox::store_text(settings.wifi_iface, "wlan0");
+        fieldrelaybox::store_text(settings.wifi_ssid, told);
+        return wishes_of(settings).home->name;
+    };
+    EXPECT_EQ(name_of(R"(Caf\xC3\xa9 \x5Cx41 \x22)"), "Caf\xC3\xA9 \\x41 \"");
+    EXPECT_EQ(name_of(R"(\the \x4 \x-1 \xC)"), R"(\the \x4 \x-1 \xC)");
 }
 
 // A box whose files are what the steps so far made them; commands are only told.

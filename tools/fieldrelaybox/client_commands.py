@@ -4,7 +4,9 @@ from __future__ import annotations
 
 import argparse
 import json
+import re
 import time
+import urllib.parse
 from typing import Any, Callable
 
 from . import app_protocol, camera_words, report as reports, secret_input, settings_words
@@ -72,6 +74,14 @@ def _read_scan(code: str, text: str) -> str | None:
     if not text.startswith(head) or not text.endswith(tail):
         return None
     return text[len(head):-len(tail)]
+
+
+def _plain_name(told: str) -> str:
+    """A scan tells each byte that is no printable ASCII as \\xC3."""
+    try:
+        return urllib.parse.unquote(re.sub(r"\\x([0-9A-Fa-f]{2})", r"%\1", told.replace("%", "%25")), errors="strict")
+    except UnicodeDecodeError:
+        return told
 
 
 def confirm(link: BoxLink, expected: dict[str, str], timeout: float) -> Report:
@@ -179,7 +189,7 @@ def run_wifi_scan(options: argparse.Namespace) -> None:
         link.find(options.timeout)
         names = ask(link, command, lambda text: _read_scan(code, text),
                     SCAN_TIMEOUT, SCAN_AGAIN_AFTER)
-    networks = names.split(",") if names else []
+    networks = [_plain_name(name) for name in names.split(",")] if names else []
     nothing = "no network found; the box's log says so if its radio was busy, off or missing"
     _tell(options, "\n".join(printable(name) or "(hidden)" for name in networks) or nothing,
           interface=options.interface, networks=networks)
