@@ -17,7 +17,7 @@ constexpr const char* help_text =
     "Usage: fieldrelaybox-network [--trial SECONDS | --accept | --keep-trying]\n"
     "       fieldrelaybox-network --print | --help | --version\n"
     "\n"
-    "Joins the camera's network and the ordinary one and runs the access point, as camera_*, "
+    "Joins the camera's network and the home network and runs the access point, as camera_*, "
     "wifi_*\n"
     "and ap_* in /run/fieldrelaybox.conf say. What is as they say stays as it is. A change that "
     "takes\n"
