@@ -38,4 +38,4 @@ printf '%s\n' "$@" | TMPDIR=$work xargs -P 2 -I '{}' sh -c '
     ../../tools/sandbox.sh python3 -B -m unittest -v {} >"$TMPDIR/{}.log" 2>&1 || result=1
     flock "$TMPDIR" cat "$TMPDIR/{}.log"
     exit $result'
-echo "run.sh: all passed"
+echo "run.sh: all passed in $SECONDS s"
