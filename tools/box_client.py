@@ -1,7 +1,8 @@
 #!/usr/bin/env -S --block-signal=INT python3
 """A client of the box: finds it, shows what it tells, receives its video, drives it.
 
-Without --host the box is looked for by broadcast on the local network and then on this machine.
+Without --host it is the box on this machine. Where there is none it is looked for by broadcast; when
+several answer, their addresses and names are told, and nothing else is done.
 Without a subcommand the client watches. See the picture, photograph, change a setting:
 
     box_client.py --video - | ffplay -
@@ -9,8 +10,8 @@ Without a subcommand the client watches. See the picture, photograph, change a s
     box_client.py set rtsp_enabled on
 
 Pass phrases and the keys of streams are shown as *** unless --secrets is given. A '-' in place of a
-pass phrase is asked for, or read from standard input, a line each, so that no list of processes
-shows it:
+pass phrase, or of the address of a stream, is asked for, or read from standard input, a line each, so
+that no list of processes shows it:
 
     box_client.py wifi set --camera wlan0 OSMO_x1 -
 
@@ -91,8 +92,8 @@ class Watcher:
         if message.kind == app_protocol.VIDEO and self._write_video:
             self._write_video(message.payload)
         elif message.kind == app_protocol.RECORD:
-            if app_protocol.is_json(message.payload):
-                self._take_text(message.payload.rstrip(b"\0\n").decode("utf-8", "replace"))
+            if text := app_protocol.json_text(message):
+                self._take_text(text)
             else:
                 self._view.record(message, app_protocol.decode_record(message.payload))
 
@@ -206,10 +207,23 @@ def add_set(parser: argparse.ArgumentParser) -> None:
     parser.add_argument("name", metavar="NAME", help="the setting, see below")
     parser.add_argument("values", metavar="VALUE", nargs="*", help="its values")
     add_secrets(parser)
-    parser.epilog = ("What is in force then is read back from the box. A '-' in place of a password is asked"
-                     " for.\n\nexample:\n  box_client.py set udp_clients 192.168.1.10:5000\n\n"
+    parser.epilog = ("What is in force then is read back from the box. A '-' in place of a password, or of"
+                     " rtmp_url,\nwhich holds the key of a stream, is asked for and not shown, or is the next"
+                     " line of standard input.\n\nexamples:\n  box_client.py set udp_clients 192.168.1.10:5000\n"
+                     "  box_client.py set rtmp_url -\n\n"
                      f"settings:\n{settings_words.help_text()}")
     parser.set_defaults(run=client_commands.run_set)
+
+
+def scanned(interface: str) -> str:
+    if interface not in tuple(settings_words.INTERFACES)[1:]:
+        raise argparse.ArgumentTypeError(f"apps have wlan0 and wifi0 scanned alone; on the box: nmcli device wifi list"
+                                         f" ifname {interface}")
+    return interface
+
+
+def not_from_afar(_: str) -> None:
+    raise argparse.ArgumentTypeError("status runs on the box itself; from afar the panel's /metrics has the same")
 
 
 def add_wifi(parser: argparse.ArgumentParser) -> None:
@@ -217,12 +231,14 @@ def add_wifi(parser: argparse.ArgumentParser) -> None:
     actions = parser.add_subparsers(dest="action", required=True, metavar="ACTION")
     scan = actions.add_parser("scan", help="list the networks that an interface sees")
     add_common(scan)
-    scan.add_argument("interface", nargs="?", default="wlan0", choices=interfaces[1:])
+    scan.add_argument("interface", nargs="?", default="wlan0", type=scanned,
+                      help="wlan0 (the default) or wifi0")
     scan.set_defaults(run=client_commands.run_wifi_scan)
     change = actions.add_parser(
         "set", help="change the Wi-Fi links", description=f"""Changes the Wi-Fi links; what is not
-        given stays as it is. IFACE is one of {', '.join(interfaces)}. A '-' in place of a PASSWORD is
-        asked for, or the next line of standard input, in the order below.""")
+        given stays as it is. IFACE is one of {', '.join(interfaces)}; another one is written into
+        fieldrelaybox.conf on the box. A '-' in place of a PASSWORD is asked for, or the next line of
+        standard input, in the order below.""")
     add_common(change)
     add_secrets(change)
     for option, title in (("--camera", "the camera's network"), ("--network", "the local network"),
@@ -237,9 +253,10 @@ def add_wifi(parser: argparse.ArgumentParser) -> None:
 
 def add_status(parser: argparse.ArgumentParser) -> None:
     parser.add_argument("--json", action="store_true", help="print the whole record as JSON")
-    parser.epilog = ("Works on the box only. Counts begin at zero whenever the daemon starts; bytes"
-                     " are those in the\ndatagrams. blocked: not sent, the queue was full; failed:"
-                     " not sent for another reason.")
+    parser.add_argument("--host", "--relay", type=not_from_afar, help=argparse.SUPPRESS)
+    parser.epilog = ("Runs on the box itself; from afar the panel's /metrics has the same. Counts begin at zero"
+                     " whenever\nthe daemon starts; bytes are those in the datagrams. blocked: not sent, the queue"
+                     " was full; failed:\nnot sent for another reason.")
     parser.set_defaults(run=box_status.run_status)
 
 
@@ -304,6 +321,8 @@ def parse_arguments(arguments: list[str]) -> argparse.Namespace:
 def main() -> None:
     options = parse_arguments(sys.argv[1:])
     if getattr(options, "relay", None):
+        if not options.host:
+            raise ValueError("--relay needs the relay server's --host")
         options.relay = whole_account(options.relay)
     options.run(options)
 

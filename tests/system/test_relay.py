@@ -1,6 +1,9 @@
 """The way to the box through a relay server, and the client's subcommands."""
 
+import argparse
+import contextlib
 import fcntl
+import io
 import json
 import os
 import re
@@ -14,14 +17,15 @@ import termios
 import time
 import unittest
 from typing import Callable
-from unittest.mock import Mock
+from unittest.mock import Mock, patch
 
-from box import LOOPBACK, TIMEOUT, TOOLS, BoxTestCase, Lines, app_protocol, send, wait_until
+from box import LOOPBACK, TIMEOUT, TOOLS, BoxTestCase, Lines, Receiver, app_protocol, repeated, send, wait_until
 
 from fieldrelaybox.app_protocol import Message
 from fieldrelaybox.box_link import BoxLink
 from fieldrelaybox.camera_model import CameraModel
-from fieldrelaybox.client_commands import fetch_report
+from fieldrelaybox.client_commands import fetch_report, run_set
+from fieldrelaybox.program import Failed
 from fieldrelaybox.relay import Account, authentication
 from fieldrelaybox.simulated_camera import SimulatedCamera
 
@@ -178,7 +182,8 @@ class Subcommands(BoxTestCase):
         self.assert_client(0, "camera_psk is ***", "wifi set", "--camera", "wlan0", "OSMO", "-", given=f"{phrase}\n")
         self.assert_client(0, "server_pass is ***", "set", "server_connection", LOOPBACK, "4343", "me", "-", "box", "off",
                            given=f"{word}\n")
-        self.assert_client(0, "rtmp_url is rtmp://a/app/***", "set", "rtmp_url", "rtmp://a/app/hidden")
+        self.assert_client(0, f"set on {LOOPBACK}: rtmp_url is rtmp://a/app/***\n", "set", "rtmp_url", "-",
+                           given="rtmp://a/app/hidden\n")
         wait_until(lambda: self.box.mirror["camera_psk"] == phrase, "it is in force")
         asking = ("--for", "2", "--send", '{"cmd":"configrequest"}')
         for command in (("config",), ("config", "--json"), ("watch", *asking), ("watch", "--json", *asking)):
@@ -199,9 +204,55 @@ class Subcommands(BoxTestCase):
 
     def test_camera(self) -> None:
         camera = self.camera()
-        self.assert_client(0, "sent {", "camera", "iso", "400")
+        self.assert_client(0, f"sent to {LOOPBACK}: {{", "camera", "iso", "400")
         camera.wait_for(lambda got: got.name.startswith("set iso"))
         self.assert_client(2, "", "camera", "fly")
+
+
+class Neighbour(Receiver):
+    """A box, as far as a client asks when it looks for one."""
+
+    def __init__(self, address: str, name: str) -> None:
+        super().__init__(app_protocol.PORT, address)
+        self.report = app_protocol.build_message(b'{"udp_en":1,"tcp_port":9002,"s6":"%b","ifaces":[]}' % name.encode())
+
+    def answer(self) -> None:
+        while (data := self.poll()) is not None:
+            if data == app_protocol.register(True):
+                self.socket.sendto(b"B", self.sender)
+            elif b"configrequest" in data:
+                self.socket.sendto(self.report, self.sender)
+
+
+class Discovery(unittest.TestCase):
+    def set_port(self) -> str:
+        options = argparse.Namespace(host=None, port=app_protocol.PORT, relay=None, timeout=TIMEOUT, json=False,
+                                     secrets=False, name="tcp_port", values=["9002"])
+        with contextlib.redirect_stdout(io.StringIO()) as told:
+            run_set(options)
+        return told.getvalue()
+
+    def test_no_other_box_is_changed(self) -> None:
+        boxes: list[Neighbour] = []
+
+        def broadcast(link: BoxLink, _interface: int, data: bytes, _address: object) -> bool:
+            return [link._socket.sendto(data, box.socket.getsockname()) for box in boxes] != []
+        self.enterContext(patch("socket.if_nameindex", return_value=[(2, "eth0")]))
+        self.enterContext(patch.object(BoxLink, "_send_out_of", broadcast))
+
+        def put_up(address: str, name: str) -> None:
+            boxes.append(box := Neighbour(address, name))
+            self.addCleanup(box.close)
+            self.enterContext(repeated(box.answer, 0.02))
+
+        put_up("127.0.0.2", "van")
+        self.assertEqual(self.set_port(), "set on van at 127.0.0.2: tcp_port is 9002\n")
+        put_up("127.0.0.3", "studio")
+        with self.assertRaisesRegex(Failed, r"^2 boxes .*: 127\.0\.0\.2 \(van\), 127\.0\.0\.3 \(studio\)$"):
+            self.set_port()
+        put_up(LOOPBACK, "here")
+        self.assertEqual(self.set_port(), "set on 127.0.0.1: tcp_port is 9002\n")
+        self.assertEqual([len([data for data in box.taken if b"updateparam" in data]) for box in boxes], [1, 0, 1])
 
 
 class Screen(BoxTestCase):

@@ -172,5 +172,7 @@ def decode_record(payload: bytes) -> dict[str, Any]:
     return {"code": layout.code, "record": layout.name, **decoded}
 
 
-def is_json(payload: bytes) -> bool:
-    return payload[:1] == b"{"
+def json_text(message: Message) -> str:
+    """The JSON of a message, empty when it is none."""
+    is_json = message.kind == RECORD and message.payload[:1] == b"{"
+    return message.payload.rstrip(b"\0\n").decode("utf-8", "replace") if is_json else ""

@@ -8,9 +8,10 @@ import socket
 import struct
 import time
 
-from . import app_protocol, relay
+from . import app_protocol, relay, report
 from .app_protocol import Message
 from .program import Failed, resolve
+from .record_text import printable
 
 Address = tuple[str, int]
 REGISTER_EVERY = 2.0
@@ -19,7 +20,11 @@ REGISTER_EVERY = 2.0
 RECEIVE_BUFFER = 4_000_000
 LARGEST_DATAGRAM = 65535
 RELAY_FORGETS_AFTER = 6.0
-EVERYBODY = "255.255.255.255"
+EVERYBODY, HERE = "255.255.255.255", "127.0.0.1"
+ASK_AGAIN_AFTER = 0.5
+OTHERS_ANSWER_WITHIN = 1.0
+"""Seconds after the first box."""
+
 IP_PKTINFO = 8  # of Linux; Python has no name for it
 
 
@@ -67,6 +72,7 @@ class BoxLink:
         """`account`: the host is a relay server that knows us under it."""
         self.host, self.port, self.data_only = host, port, data_only
         self._account = account
+        self._name = account.device if account else host or ""
         self.box: Address | None = None
         self.last_heard = 0.0
         self._registered_at = 0.0
@@ -89,15 +95,68 @@ class BoxLink:
         self._socket.close()
 
     def find(self, timeout: float = 3.0) -> Address:
-        """Register with the host, or without one by broadcast and then on this machine."""
-        targets = [self.host] if self.host else [EVERYBODY, "127.0.0.1"]
-        for target in targets:
-            if self._try(target, timeout / len(targets)):
-                assert self.box
-                return self.box
-        place = f"{self.host or 'any address'}:{self.port}"
-        raise NoAnswer(f"no box answers at {place} (is it running and reachable, and has it fewer "
-                       "than 10 clients?)")
+        """Register with the host. Without one with the box on this machine, also when it does not
+        answer; where there is none, with the only one in the networks. Failed when there are more."""
+        host = self.host or self._discover(timeout)
+        if self.box or host and self._try(host, timeout):
+            assert self.box
+            return self.box
+        raise NoAnswer(f"no box answers at {host or 'any address'}:{self.port} (is it running and reachable,"
+                       " and has it fewer than 10 clients?)")
+
+    @property
+    def described(self) -> str:
+        """The box, once it is found, for people."""
+        assert self.box
+        address = self.box[0]
+        return address if self._name in ("", address) else f"{self._name} at {address}"
+
+    def _discover(self, timeout: float) -> str:
+        """This machine's address if a box is here; else an empty one, and who answers is the box."""
+        found: dict[Address, str] = {}
+        end, ask_at = time.monotonic() + timeout, 0.0
+        while (now := time.monotonic()) < end:
+            if now >= ask_at:
+                if not found and self._is_one_here():
+                    return HERE
+                ask_at = now + ASK_AGAIN_AFTER
+                self._send(app_protocol.register(True), (EVERYBODY, self.port))
+            got = self._receive_datagram(min(ask_at, end) - now)
+            if got and got[1][1] == self.port and got[0][:1] == b"B":
+                if not found:
+                    end = time.monotonic() + OTHERS_ANSWER_WITHIN
+                self._hear_of(got[1], got[0], found)
+        self._choose(found)
+        return ""
+
+    def _is_one_here(self) -> bool:
+        """Whether a program of this machine has the port: the system tells at once when none has."""
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+            probe.connect((HERE, self.port))
+            probe.send(b"")
+            return not select.select([probe], [], [], 0.1)[0]
+
+    def _hear_of(self, box: Address, data: bytes, found: dict[Address, str]) -> None:
+        """Enter a box, and its name as soon as it tells it."""
+        if box not in found:
+            found[box] = ""
+            self._send(app_protocol.command(report.COMMAND), box)
+        message = app_protocol.parse_message(data)
+        text = app_protocol.json_text(message) if message else ""
+        if report.is_report(text):
+            found[box] = printable(report.name_in(text))
+
+    def _choose(self, found: dict[Address, str]) -> None:
+        if len(found) == 1:
+            [(self.box, self._name)] = found.items()
+            self.last_heard = self._registered_at = time.monotonic()
+            self._register(self.box)
+            return
+        for box in found:
+            self._send(app_protocol.unregister(), box)
+        if found:
+            boxes = [address + (f" ({name})" if name else "") for (address, _), name in sorted(found.items())]
+            raise Failed(f"{len(found)} boxes answer, say by --host which one is meant: {', '.join(boxes)}")
 
     def _try(self, target: str, timeout: float) -> bool:
         end = time.monotonic() + timeout
@@ -106,7 +165,7 @@ class BoxLink:
             if not self._register(address):
                 return False
             self._registered_at = time.monotonic()
-            if self._await_answer(min(end, time.monotonic() + 0.5)):
+            if self._await_answer(min(end, time.monotonic() + ASK_AGAIN_AFTER)):
                 return True
         return False
 

@@ -59,7 +59,8 @@ def read_counts() -> Counts:
         with Region(STATISTICS, read_only=True) as region:
             counts = decode_all(STATISTICS, region.raw)
     except FileNotFoundError:
-        raise Failed("no daemon has counted anything here; status works on the box only") from None
+        raise Failed("no daemon has counted anything here: status runs on the box itself; from afar the panel's"
+                     " /metrics has the same") from None
     if (counts["magic"], counts["version"]) != (STATISTICS_MAGIC, STATISTICS_VERSION):
         raise Failed("the counts on this box are not of the kind this program knows")
     for _, name in PEERS:

@@ -134,9 +134,9 @@ def _param_of(word: Word, name: str, param: str) -> str:
     if param in word.params:
         return word.params[param]
     for key in word.params:
-        if param and key.startswith("<"):
+        if key.startswith("<") and (param or len(word.params) == 1):
             if fault := KINDS[key.strip("<>")](param):
-                raise ValueError(f"{name} {param}: it has to be {fault}")
+                raise ValueError(f"{name} {param}".strip() + f": it has to be {fault}")
             return ""
     known = ", ".join(repr(key) if " " in key else key for key in word.params if key)
     text = f"{name} {param}".strip()

@@ -22,7 +22,6 @@ SCAN_AGAIN_AFTER = 12.0
 
 RESTART_TIMEOUT = 20.0
 ASK_AGAIN_AFTER = 1.0
-REPORT_COMMAND = '{"cmd":"configrequest"}'
 
 
 class NotDone(Failed):
@@ -43,11 +42,8 @@ def ask(link: BoxLink, command: str, read: Callable[[str], Any], timeout: float,
             link.send_command(command)
             ask_at = now + again_after
         message = link.receive(min(0.2, end - now))
-        if message is None or message.kind != app_protocol.RECORD:
-            continue
-        if not app_protocol.is_json(message.payload):
-            continue
-        answer = read(message.payload.rstrip(b"\0\n").decode("utf-8", "replace"))
+        text = app_protocol.json_text(message) if message else ""
+        answer = read(text) if text else None
         if answer is not None:
             return answer
     raise NotDone(f"no answer to {command} within {timeout:g} s (the box drops answers while it"
@@ -64,7 +60,7 @@ def _read_report(text: str) -> Report | None:
 
 
 def fetch_report(link: BoxLink, timeout: float) -> Report:
-    report: Report = ask(link, REPORT_COMMAND, _read_report, timeout)
+    report: Report = ask(link, reports.COMMAND, _read_report, timeout)
     return report
 
 
@@ -93,7 +89,7 @@ def confirm(link: BoxLink, expected: dict[str, str], timeout: float) -> Report:
         if not wrong:
             return report
         if time.monotonic() > end:
-            told = (f"{member} is another" if member in reports.SECRETS else
+            told = (f"{member} is another" if reports.hides(member) else
                     f"{member} is {report.get(member)}, not {expected[member]}" for member in wrong)
             raise NotDone("the box did not take it: " + "; ".join(told))
         time.sleep(0.1)
@@ -120,7 +116,7 @@ def _send_surely(options: argparse.Namespace, text: str) -> None:
     with _link(options) as link:
         link.find(options.timeout)
         link.send_command(text)
-    _tell(options, f"sent {text}", sent=json.loads(text))
+        _tell(options, f"sent to {link.described}: {text}", sent=json.loads(text), box=link.described)
 
 
 def run_camera(options: argparse.Namespace) -> None:
@@ -161,14 +157,16 @@ def _change(options: argparse.Namespace, link: BoxLink, name: str, values: list[
     untold = [value.title for value in settings_words.SETTINGS.get(name, ()) if not value.member]
     if untold and name != "video_resolution":
         told.append(f"{name} {', '.join(untold)}: sent, the box does not report it")
-    _tell(options, "\n".join(told), setting=name, confirmed=in_force or None)
+    lines = (f"set on {link.described}:", *told)
+    _tell(options, (" " if len(told) == 1 else "\n  ").join(lines), setting=name, confirmed=in_force or None,
+          box=link.described)
 
 
 def _with_secrets(values: tuple[settings_words.Value, ...], texts: list[str]) -> list[str]:
-    """The texts, with the pass phrases that are asked for."""
+    """The texts, with those that are asked for."""
     if len(texts) != len(values):
         return texts
-    return [secret_input.take(text, value.key) if settings_words.is_secret(value.key) else text
+    return [secret_input.take(text, value.key) if reports.hides(value.member) else text
             for value, text in zip(values, texts)]
 
 
@@ -216,7 +214,8 @@ def _check_wifi(options: argparse.Namespace) -> None:
         if not given:
             continue
         if given[0] not in INTERFACES:
-            raise ValueError(f"{given[0]} is none of {', '.join(INTERFACES)}")
+            raise ValueError(f"{given[0]} is none of {', '.join(INTERFACES)}; an interface of another name is written"
+                             f" into fieldrelaybox.conf on the box, {WIFI[first].key}={given[0]}")
         given[:] = _with_secrets(WIFI[first:first + 3], given)
         for value, text in zip(WIFI[first + 1:first + 3], given[1:]):
             settings_words.convert_value(value, text, value.key)
@@ -242,8 +241,8 @@ def run_restart(options: argparse.Namespace) -> None:
         link.find(options.timeout)
         link.send_command('{"cmd":"restart"}')
         if options.no_wait:
-            _tell(options, "told to restart", restarted=None)
+            _tell(options, f"told {link.described} to restart", restarted=None, box=link.described)
             return
         if not link.is_registered_anew(RESTART_TIMEOUT):
             raise NoAnswer(f"the box has not come back within {RESTART_TIMEOUT:g} s")
-    _tell(options, "the box has restarted", restarted=True)
+        _tell(options, f"{link.described} has restarted", restarted=True, box=link.described)

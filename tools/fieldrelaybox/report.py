@@ -9,6 +9,7 @@ from typing import Any
 from .settings_words import INTERFACES, is_secret, load_rows
 
 Report = dict[str, Any]
+COMMAND = '{"cmd":"configrequest"}'
 START = '{"udp_en":'
 MEMBERS = {row["report"]: row["key"] for row in load_rows() if "report" in row}
 """The key in the settings file that each member shows."""
@@ -20,6 +21,8 @@ SECRETS = {member for member, key in MEMBERS.items() if is_secret(key)}
 STREAM_ADDRESS = "rtmp_url"
 HIDDEN = "***"
 LAST_MEMBER = "ifaces"
+NAMES = ("s6", "ap_ssid", "cam_ssid")
+"""What a box is told by: its device id, the name of its access point, that of its camera."""
 KNOWN = {*MEMBERS, "apstate", "version", LAST_MEMBER}
 
 _MEMBER = re.compile(r'[{,]"(\w+)":(?=["\[\d-])')
@@ -51,6 +54,20 @@ def _value(raw: str) -> Any:
 def parse(text: str) -> Report:
     """ValueError when it is none."""
     return {name: _value(text[start:end]) for name, start, end in _places(text)}
+
+
+def name_in(text: str) -> str:
+    """The name of the box whose report it is, or an empty text."""
+    try:
+        report = parse(text)
+    except ValueError:
+        return ""
+    return next((str(report[member]) for member in NAMES if report.get(member)), "")
+
+
+def hides(member: str) -> bool:
+    """Whether a value, or a part of it, is not for everybody's eyes."""
+    return member in SECRETS or member == STREAM_ADDRESS
 
 
 def shown(member: str, value: Any) -> Any:
