@@ -132,8 +132,11 @@ class BoxLink:
     def _is_one_here(self) -> bool:
         """Whether a program of this machine has the port: the system tells at once when none has."""
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
-            probe.connect((HERE, self.port))
-            probe.send(b"")
+            try:
+                probe.connect((HERE, self.port))
+                probe.send(b"")
+            except OSError:  # not even a loopback interface
+                return False
             return not select.select([probe], [], [], 0.1)[0]
 
     def _hear_of(self, box: Address, data: bytes, found: dict[Address, str]) -> None:
