@@ -6,7 +6,10 @@ tools=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 daemon=$1
 shift
 home=/run/fieldrelaybox-demo
-logs=${DEMO_LOGS:-$home/logs}
+logs=
+if [ -t 1 ] || [ -n "${DEMO_LOGS:-}" ]; then
+    logs=${DEMO_LOGS:-$home/logs}
+fi
 soak_settle=15
 memory_slack_kb=512
 started=()
@@ -21,7 +24,7 @@ tell() {
 }
 
 install_demo() {
-    mkdir -p "$home/bin" "$home/scripts" "$logs"
+    mkdir -p "$home/bin" "$home/scripts" ${logs:+"$logs"}
     cp "$tools/demo.conf" /boot/fieldrelaybox.conf
     cp "$tools/demo.conf" /run/fieldrelaybox.conf
     ln -s /run/fieldrelaybox.conf "$home/fieldrelaybox.conf" # what the daemon saves is read again
@@ -45,7 +48,7 @@ start() {
 start_with_socket() {
     local name=$1
     shift
-    if [ -t 1 ] || [ -n "${DEMO_LOGS:-}" ]; then
+    if [ -n "$logs" ]; then
         env --default-signal=INT "$@" >"$logs/$name.log" 2>&1 </dev/null &
     else
         env --default-signal=INT "$@" > >(sed -u "s/^/$name: /") 2>&1 </dev/null &
@@ -222,7 +225,11 @@ keeper=${started[-1]}
 start camera "$tools/camera_simulator.py" ${DEMO_CAMERA_OPTIONS:-}
 start_streams
 start_panel
-tell "the daemon's log: tools/attach.sh -- tail -f $logs/box.log"
+if [ -n "$logs" ]; then
+    tell "the daemon's log: tools/attach.sh -- tail -f $logs/box.log"
+else
+    echo "the daemon's log: the lines here that begin with box:"
+fi
 tell "another client: tools/attach.sh    end: Ctrl-C"
 [ -z "$page" ] || echo "$page"
 case ${1:--} in

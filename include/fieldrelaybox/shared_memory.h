@@ -146,8 +146,8 @@ typedef struct ConfigRecord {
     int32_t audio_volume;  /* percent */
     uint8_t audio_autogain;
     uint8_t rc_input_enabled;
-    char rc_input_mode[6];  /* "pwm" or "ppm" */
-    char rc2_input_mode[6]; /* "sbus" or "ppm" */
+    char rc_input_mode[6];  /* "pwm", "ppm", "sbus", "crsf", "ibus", "pad" or "off" */
+    char rc2_input_mode[6]; /* the same words */
     char rc_input_map[512]; /* comma-separated channel functions */
     uint8_t pad558[2];
     int32_t rc_input_speed_pan;  /* percent */

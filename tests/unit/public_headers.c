@@ -1,0 +1,3 @@
+/* Programs of others may be written in C. */
+#include "fieldrelaybox/shared_memory.h"
+#include "fieldrelaybox/statistics.h"
