@@ -31,8 +31,8 @@ constexpr const char* help_text =
     "\n"
     "  --config FILE        the file that names the devices, in place of\n"
     "                       /etc/fieldrelaybox/rcin.conf\n"
-    "  --show               show the channels of a running rcin, live; ends with 1 when there is no\n"
-    "                       status block (no daemon has started) or it may not be read\n"
+    "  --show               show the channels of a running rcin, live; ends with 1 when there\n"
+    "                       is no status block (no daemon has started) or it may not be read\n"
     "  --store-calibration  put a calibration that was learnt on the boot partition, and end\n"
     "  --help               print this text\n"
     "  --version            print the version\n";
