@@ -241,7 +241,7 @@ def add_wifi(parser: argparse.ArgumentParser) -> None:
         standard input, in the order below.""")
     add_common(change)
     add_secrets(change)
-    for option, title in (("--camera", "the camera's network"), ("--network", "the local network"),
+    for option, title in (("--camera", "the camera's network"), ("--network", "the home network"),
                           ("--ap", "the box's own access point")):
         change.add_argument(option, nargs=3, metavar=("IFACE", "SSID", "PASSWORD"), help=title)
     change.add_argument("--band", choices=("2.4", "5"), help="band of the access point")

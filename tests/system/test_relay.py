@@ -182,7 +182,7 @@ class Subcommands(BoxTestCase):
         self.assert_client(0, "camera_psk is ***", "wifi set", "--camera", "wlan0", "OSMO", "-", given=f"{phrase}\n")
         self.assert_client(0, "server_pass is ***", "set", "server_connection", LOOPBACK, "4343", "me", "-", "box", "off",
                            given=f"{word}\n")
-        self.assert_client(0, f"set on {LOOPBACK}: rtmp_url is rtmp://a/app/***\n", "set", "rtmp_url", "-",
+        self.assert_client(0, f"in force on {LOOPBACK}: rtmp_url is rtmp://a/app/***\n", "set", "rtmp_url", "-",
                            given="rtmp://a/app/hidden\n")
         wait_until(lambda: self.box.mirror["camera_psk"] == phrase, "it is in force")
         asking = ("--for", "2", "--send", '{"cmd":"configrequest"}')
@@ -246,12 +246,12 @@ class Discovery(unittest.TestCase):
             self.enterContext(repeated(box.answer, 0.02))
 
         put_up("127.0.0.2", "van")
-        self.assertEqual(self.set_port(), "set on van at 127.0.0.2: tcp_port is 9002\n")
+        self.assertEqual(self.set_port(), "in force on van at 127.0.0.2: tcp_port is 9002\n")
         put_up("127.0.0.3", "studio")
         with self.assertRaisesRegex(Failed, r"^2 boxes .*: 127\.0\.0\.2 \(van\), 127\.0\.0\.3 \(studio\)$"):
             self.set_port()
         put_up(LOOPBACK, "here")
-        self.assertEqual(self.set_port(), "set on 127.0.0.1: tcp_port is 9002\n")
+        self.assertEqual(self.set_port(), "in force on 127.0.0.1: tcp_port is 9002\n")
         self.assertEqual([len([data for data in box.taken if b"updateparam" in data]) for box in boxes], [1, 0, 1])
 
 

@@ -157,7 +157,7 @@ def _change(options: argparse.Namespace, link: BoxLink, name: str, values: list[
     untold = [value.title for value in settings_words.SETTINGS.get(name, ()) if not value.member]
     if untold and name != "video_resolution":
         told.append(f"{name} {', '.join(untold)}: sent, the box does not report it")
-    lines = (f"set on {link.described}:", *told)
+    lines = (f"in force on {link.described}:", *told)
     _tell(options, (" " if len(told) == 1 else "\n  ").join(lines), setting=name, confirmed=in_force or None,
           box=link.described)
 
@@ -219,6 +219,10 @@ def _check_wifi(options: argparse.Namespace) -> None:
         given[:] = _with_secrets(WIFI[first:first + 3], given)
         for value, text in zip(WIFI[first + 1:first + 3], given[1:]):
             settings_words.convert_value(value, text, value.key)
+        size = len(given[2].encode())
+        if size and not 8 <= size <= 63 and not re.fullmatch("[0-9A-Fa-f]{64}", given[2]):
+            raise ValueError(f"{WIFI[first + 2].key} has {size} bytes; a pass phrase has 8 to 63, a key 64 hexadecimal"
+                             " digits, an open network none")
     if options.country is not None:
         settings_words.convert_value(WIFI[11], options.country, WIFI[11].key)
 
