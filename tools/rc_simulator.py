@@ -2,12 +2,10 @@
 """An RC transmitter for the box: writes channel values into shared memory like the RC input does, or
 speaks as a receiver does on a wire, for the RC input to read:
 
-    tools/rc_simulator.py --sbus LINK      a pseudo-terminal that LINK leads to
-    tools/rc_simulator.py --edges FILE --script FILE    PPM's edges, written at once
-
-Flies by keys, or by a script (--script FILE, '-' is standard input). Beside a running demo:
-
-    tools/attach.sh rc_simulator.py
+    rc_simulator.py                           flies by keys; beside a demo tools/attach.sh starts it
+    rc_simulator.py --script FILE             flies by a script, '-' is standard input
+    rc_simulator.py --sbus LINK               a pseudo-terminal that LINK leads to
+    rc_simulator.py --edges FILE --script FILE    PPM's edges, written at once
 
 keys (a stick returns to the middle when its key is let go):
     arrow keys    pan and tilt            w, s      speed of the sticks up and down

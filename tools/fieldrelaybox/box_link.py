@@ -101,6 +101,9 @@ class BoxLink:
         if self.box or host and self._try(host, timeout):
             assert self.box
             return self.box
+        if self._account:
+            raise NoAnswer(f"the relay server at {host}:{self.port} does not let us in (is it reachable, is the account"
+                           " right, is the box linked to it?)")
         raise NoAnswer(f"no box answers at {host or 'any address'}:{self.port} (is it running and reachable,"
                        " and has it fewer than 10 clients?)")
 

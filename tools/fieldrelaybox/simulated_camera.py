@@ -64,6 +64,10 @@ class Misbehaviour:
     garbage_per_second: float = 0.0
 
 
+PAUSE = 0.002
+"""Seconds between two frames that are due at once: the box's port holds but a few."""
+
+
 @dataclass
 class Push:
     """Something sent at a steady period; `build` returns None to skip a turn."""
@@ -283,6 +287,7 @@ class SimulatedCamera:
         frame = push.build(now - self._started)
         if frame is not None:
             self.push(frame)
+            time.sleep(PAUSE)
 
     def _receive(self, timeout: float) -> None:
         try:
