@@ -3,7 +3,9 @@
 #include "core/log.h"
 #include "core/threads.h"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -12,6 +14,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <string>
+#include <string_view>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -27,6 +30,17 @@ struct ShellStart {
     bool own_group = false; // the shell leads a process group, to be killed with its children
     Complaints complaints = Complaints::to_log;
 };
+
+// Nothing for the shell itself to do, by text or as one of the words that it knows.
+bool is_one_program(std::string_view command) {
+    if (constexpr std::string_view with_complaints = " 2>&1"; command.ends_with(with_complaints))
+        command.remove_suffix(with_complaints.size());
+    return !command.starts_with("echo ") && !command.starts_with("exit ") &&
+           std::ranges::all_of(command, [](unsigned char c) {
+               return std::isalnum(c) != 0 ||
+                      std::string_view(" ./_->").find(c) != std::string_view::npos;
+           });
+}
 
 // Starts "/bin/sh -c command" with default signal actions. Returns -1 on failure.
 pid_t start_shell(const char* command, const ShellStart& start) {
@@ -52,7 +66,9 @@ pid_t start_shell(const char* command, const ShellStart& start) {
         flags |= POSIX_SPAWN_SETPGROUP;
     }
     posix_spawnattr_setflags(&attributes, static_cast<short>(flags));
-    std::string text = command;
+    // A shell that only waits for a program is a process too many.
+    std::string text = is_one_program(command) ? "exec " : "";
+    text += command;
     std::array<char, 3> shell{"sh"};
     std::array<char, 3> option{"-c"};
     const std::array<char*, 4> arguments{shell.data(), option.data(), text.data(), nullptr};

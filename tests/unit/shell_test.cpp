@@ -26,6 +26,9 @@ TEST(Shell, tells_the_exit_status) {
     EXPECT_EQ(run_shell_command("true"), 0);
     EXPECT_EQ(run_shell_command("exit 7"), 7);
     EXPECT_EQ(run_shell_command("kill -9 $$"), -1);
+    EXPECT_EQ(run_shell_command("ls /missing > /dev/null 2>&1"), 2);
+    EXPECT_EQ(run_shell_command("./no-such-program > /dev/null 2>&1"), 127);
+    EXPECT_EQ(run_shell_command("true && exit 7"), 7);
 }
 
 TEST(Shell, hands_out_lines_and_pieces) {
