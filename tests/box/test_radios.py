@@ -180,6 +180,7 @@ class Radios(unittest.TestCase):
     def test_little_is_started_at_rest(self) -> None:
         self.join("camera", *CAMERA)
         self.join("network", *HOME)
+        self.box.wait(20)  # what joining has started ends
         begin, before = self.box.seconds(), self.started()
         self.box.wait(30)
         each = 30 * (self.started() - before) / (self.box.seconds() - begin)
