@@ -36,8 +36,8 @@ bool is_one_program(std::string_view command) {
     if (constexpr std::string_view with_complaints = " 2>&1"; command.ends_with(with_complaints))
         command.remove_suffix(with_complaints.size());
     return !command.starts_with("echo ") && !command.starts_with("exit ") &&
-           std::ranges::all_of(command, [](unsigned char c) {
-               return std::isalnum(c) != 0 ||
+           std::ranges::all_of(command, [](char c) {
+               return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
                       std::string_view(" ./_->").find(c) != std::string_view::npos;
            });
 }
