@@ -447,6 +447,10 @@ class App(Receiver):
     def payload(self, kind: int) -> bytes:
         return self.message(lambda message: message.kind == kind).payload
 
+    def json(self) -> bytes:
+        """The payload of the next message that is JSON."""
+        return self.message(lambda message: app_protocol.json_text(message) != "").payload
+
     def media(self) -> list[tuple[int, bytes]]:
         """Kind and payload of all video and audio so far, passed over or not."""
         self.drain()

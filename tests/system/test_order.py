@@ -55,7 +55,7 @@ class Order(BoxTestCase):
             burst(update("audio_volume", number), command(cmd="iso", param="200"))
         wait_until(lambda: self.box.status["osd_enabled"], "the mirror")
         self.listener.command(cmd="configrequest")
-        report = self.listener.message(lambda got: app_protocol.json_text(got) != "").payload
+        report = self.listener.json()
         self.assertEqual(int(json.loads(report.rstrip(b"\0\n"))["avol"]), 99)
         self.link.wait_for(lambda got: got.frame.command == (0x02, 0x2A))
         self.assertEqual(self.box.stand_ins.runs("umount")[saves:], [])

@@ -35,7 +35,7 @@ class Circle(BoxTestCase):
 
     def report(self) -> str:
         self.listener.command(cmd="configrequest")
-        return self.listener.message(lambda got: app_protocol.json_text(got) != "").payload.decode()
+        return self.listener.json().decode()
 
     def test_every_command(self) -> None:
         for case in CIRCLE:
@@ -204,7 +204,7 @@ class Commands(BoxTestCase):
             self.listener.command(cmd="wlan", param="scan", value="0")
             scan = command(cmd="wlan", param="scan", value=value)
             self.listener.send(scan)
-            got = self.listener.message(lambda one: app_protocol.json_text(one) != "").payload
+            got = self.listener.json()
             expected = {"cmd": "wlanscan", "param": value, "value": "one,,2 3"}
             self.assertEqual(json.loads(got.rstrip(b"\0")), expected)
             assert_documented(f"wlan, {name}", sent=scan, answer=app_protocol.build_message(got))
@@ -222,7 +222,7 @@ class Commands(BoxTestCase):
             wait_until(lambda: len(stand_ins.runs("iwlist")) > asked + 1, "it is asked again")
             if not busy_for_good:
                 stand_ins.answer("iwlist", 0, 'ESSID:"free"\n')
-            got = self.listener.message(lambda one: app_protocol.json_text(one) != "").payload
+            got = self.listener.json()
             self.assertEqual(json.loads(got.rstrip(b"\0"))["value"], "" if busy_for_good else "free")
             asked = len(stand_ins.runs("iwlist"))
             self.box.log.wait_for("scan results: ", start, whole=False)

@@ -219,10 +219,6 @@ def _check_wifi(options: argparse.Namespace) -> None:
         given[:] = _with_secrets(WIFI[first:first + 3], given)
         for value, text in zip(WIFI[first + 1:first + 3], given[1:]):
             settings_words.convert_value(value, text, value.key)
-        size = len(given[2].encode())
-        if size and not 8 <= size <= 63 and not re.fullmatch("[0-9A-Fa-f]{64}", given[2]):
-            raise ValueError(f"{WIFI[first + 2].key} has {size} bytes; a pass phrase has 8 to 63, a key 64 hexadecimal"
-                             " digits, an open network none")
     if options.country is not None:
         settings_words.convert_value(WIFI[11], options.country, WIFI[11].key)
 

@@ -47,6 +47,13 @@ def _map_fault(text: str) -> str:
             else "functions stand without blanks" if " " in text else "")
 
 
+def _phrase_fault(text: str) -> str:
+    size = len(text.encode())
+    fits = size == 0 or 8 <= size <= 63 or re.fullmatch("[0-9A-Fa-f]{64}", text)
+    return "" if fits else (f"it has {size} bytes; a pass phrase has 8 to 63, a key 64 hexadecimal digits, an open"
+                            " network none")
+
+
 CHECKS: dict[str, Callable[[str], str]] = {
     "udp_clients": lambda text: f"at most {UDP_RECEIVERS} receivers"
         if text.count(",") >= UDP_RECEIVERS else _receivers_fault(text, 65534),  # sound: the port above
@@ -58,6 +65,7 @@ CHECKS: dict[str, Callable[[str], str]] = {
         else "no address such as rtmp://host/live",
     "server_host": lambda text: "" if not text or _is_address(text)
         else "no IPv4 address such as 192.0.2.5; names are not resolved",
+    **dict.fromkeys(("camera_psk", "wifi_psk", "ap_psk"), _phrase_fault),
 }
 """By the setting's key in the file: what is wrong with a text."""
 
