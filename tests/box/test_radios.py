@@ -157,7 +157,8 @@ class Radios(unittest.TestCase):
                 (("--channel", "13", "--band", "2.4", "--country", "US"), "channel 13 is not allowed to an access point in US"),
                 (("--channel", "6", "--country", "XX"), "ap_country XX is not among the countries"),
                 (("--country", "00", "--network", "wifi0", "Home", PHRASES["home"]), "wifi_iface and ap_iface are both wifi0"),
-                ((*NO_HOME, "--camera", "wifi0", "OSMO_x1", PHRASES["camera"]), "camera_iface and ap_iface are both wifi0")):
+                ((*NO_HOME, "--camera", "wifi0", "OSMO_x1", PHRASES["camera"]), "camera_iface and ap_iface are both wifi0"),
+                (("--camera", "wlan0", "x" * 33, ""), "camera_ssid is longer than 32 bytes")):
             with self.subTest(line):
                 self.assertEqual(len(set(self.box.ask_for(*words, told=line))), 1)
                 self.assertEqual(self.state(), before)
